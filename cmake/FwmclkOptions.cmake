@@ -1,0 +1,20 @@
+# Warnings and sanitizers shared by every target of the project.
+add_library(fwmclk_warnings INTERFACE)
+target_compile_options(fwmclk_warnings INTERFACE
+  -Wall -Wextra -Wshadow -Wconversion -Wsign-conversion -Wformat=2 -Wundef
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Wnon-virtual-dtor>
+  $<$<BOOL:${FWMCLK_WERROR}>:-Werror>)
+
+if(FWMCLK_SANITIZE)
+  add_compile_options(-fsanitize=${FWMCLK_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${FWMCLK_SANITIZE})
+  if(FWMCLK_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()
+
+# The production library's code generation: no exceptions, no RTTI, no guard
+# variables (which would pull in the C++ runtime), nothing exported by default.
+set(FWMCLK_LIB_CXX_FLAGS
+  -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
+  -fvisibility=hidden -fvisibility-inlines-hidden)

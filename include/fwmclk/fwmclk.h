@@ -1,0 +1,11 @@
+/* Everything the clock service exports. */
+#ifndef FWMCLK_FWMCLK_H
+#define FWMCLK_FWMCLK_H
+
+#include "base.h"
+#include "diag.h"
+#include "service.h"
+#include "np.h"
+#include "service_ops.h"
+
+#endif

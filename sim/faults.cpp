@@ -1,0 +1,34 @@
+#include "fwmsim/faults.hpp"
+
+namespace fwmsim {
+
+void Faults::inject(std::string fn, uint32_t code, int times, int skip) {
+  std::lock_guard lk(mu_);
+  plans_[std::move(fn)] = Plan{code, times, skip};
+}
+
+std::optional<uint32_t> Faults::take(std::string_view fn) {
+  std::lock_guard lk(mu_);
+  auto it = plans_.find(fn);
+  if (it == plans_.end()) return std::nullopt;
+  Plan &p = it->second;
+  if (p.skip > 0) {
+    --p.skip;
+    return std::nullopt;
+  }
+  uint32_t code = p.code;
+  if (p.times != kAlways && --p.times <= 0) plans_.erase(it);
+  return code;
+}
+
+void Faults::clear() {
+  std::lock_guard lk(mu_);
+  plans_.clear();
+}
+
+Faults &faults() {
+  static auto *f = new Faults;
+  return *f;
+}
+
+}  // namespace fwmsim

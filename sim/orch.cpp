@@ -1,0 +1,26 @@
+// The clock orchestrator's registration and the control-packet security module.
+#include "fwmsim/board.hpp"
+#include "fwmsim/faults.hpp"
+#include "fwmsim/recorder.hpp"
+#include "platform/orch.h"
+#include "platform/tarn.h"
+
+extern "C" {
+
+uint32_t FWM_ORCH_CLK_RegSrvIntf(void *intf) {
+  fwmsim::record("orch", "FWM_ORCH_CLK_RegSrvIntf", fwmsim::Ptr{intf});
+  auto *slots = static_cast<void **>(intf);
+  fwmsim::orchestrator().registrations.emplace_back(slots, slots + 15);
+  return fwmsim::orchestrator().regResult;
+}
+
+uint32_t Tarn_NpProcCtrlPacket(uint32_t operation, void *rule) {
+  const auto *bytes = static_cast<const uint8_t *>(rule);
+  std::vector<uint8_t> rec(bytes, bytes + 396);
+  fwmsim::recorder().add("tarn", fwmsim::call("Tarn_NpProcCtrlPacket", operation, fwmsim::Ptr{rule}), rec);
+  fwmsim::orchestrator().rules.push_back(std::move(rec));
+  if (auto code = fwmsim::faults().take("Tarn_NpProcCtrlPacket")) return *code;
+  return 0;
+}
+
+}  // extern "C"

@@ -1,0 +1,16 @@
+/* Control-packet security module. */
+#ifndef FWMCLK_PLATFORM_TARN_H
+#define FWMCLK_PLATFORM_TARN_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+uint32_t Tarn_NpProcCtrlPacket(uint32_t operation, void *rule);
+
+#ifdef __cplusplus
+}
+#endif
+#endif

@@ -1,0 +1,26 @@
+#include "testkit.hpp"
+
+#include "fwmclk/diag.h"
+
+namespace fwmtest {
+
+std::vector<std::string> callsSince(size_t mark, const std::string &facility) {
+  std::vector<std::string> out;
+  auto events = fwmsim::recorder().events();
+  for (size_t i = mark; i < events.size(); ++i)
+    if (events[i].facility == facility) out.push_back(events[i].text);
+  return out;
+}
+
+std::vector<std::string> agentLines() {
+  std::vector<std::string> out;
+  for (const auto &d : fwmsim::agent().delivered()) out.push_back(d.level + " " + d.text);
+  return out;
+}
+
+void adoptAgent(uint32_t handle) {
+  fwmsim::agent().existingHandle = handle;
+  FWM_SRV_ORCH_CLK_ImAgentInit();
+}
+
+}  // namespace fwmtest

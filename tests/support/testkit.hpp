@@ -1,0 +1,33 @@
+// Shared fixture of the test suite: a fresh simulated board per test.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "fwmsim/board.hpp"
+#include "fwmsim/clock.hpp"
+#include "fwmsim/faults.hpp"
+#include "fwmsim/recorder.hpp"
+
+namespace fwmtest {
+
+class BoardTest : public ::testing::Test {
+ protected:
+  void SetUp() override { fwmsim::resetBoard(); }
+  void TearDown() override { fwmsim::clock().settle(); }
+};
+
+// Call texts recorded for one facility since `mark`.
+std::vector<std::string> callsSince(size_t mark, const std::string &facility);
+
+// Log lines the agent received, as "LEVEL text".
+std::vector<std::string> agentLines();
+
+// Makes the log agent ready at once (an existing agent adopted), so that log
+// lines are delivered.
+void adoptAgent(uint32_t handle = 0x00A6E0F0u);
+
+}  // namespace fwmtest
