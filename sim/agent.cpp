@@ -8,6 +8,7 @@
 #include "fwmsim/board.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
+#include "fwmclk/diag.h"
 #include "platform/im_agent.h"
 
 namespace fwmsim {
@@ -73,7 +74,7 @@ uint32_t IM_Agent_Init(void *para) {
   record("agent", "IM_Agent_Init", Ptr{para});
   std::lock_guard lk(agent().mu);
   const auto *bytes = static_cast<const uint8_t *>(para);
-  agent().initRecord.assign(bytes, bytes + 72);
+  agent().initRecord.assign(bytes, bytes + sizeof(ClkImAgentInitPara));
   if (agent().initFailures > 0) {
     --agent().initFailures;
     return 0;
@@ -130,6 +131,8 @@ uint32_t IM_Agent_Send(void *obj, uint32_t handle) {
     d.levelLen = static_cast<uint16_t>(o->params[1].size());
     d.textLen = static_cast<uint16_t>(o->params[2].size());
     d.handle = handle;
+    // What an operator would read off the agent, as one event.
+    fwmsim::recorder().add("log", d.level + " " + d.text);
     agent().deliveries.push_back(std::move(d));
   }
   delete o;  // the agent owns a sent object, whatever became of it

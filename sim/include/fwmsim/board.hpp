@@ -88,7 +88,7 @@ class Agent {
 
   std::vector<LogDelivery> delivered() const;
   std::vector<std::string> debugLines() const;  // IM_Agent_Debug output
-  std::vector<uint8_t> lastInitRecord() const;   // the 72 bytes of the last IM_Agent_Init
+  std::vector<uint8_t> lastInitRecord() const;   // the record of the last IM_Agent_Init (72 bytes on the target)
   uint32_t mainBoardIp() const;
   size_t liveObjects() const;  // created and neither sent nor freed
 
