@@ -183,7 +183,7 @@ TEST_P(PortCfg, MakesTheGoldenCallsAndClearsTheStateFlag) {
 }
 
 INSTANTIATE_TEST_SUITE_P(EnableStateFlag, PortCfg, ::testing::ValuesIn(kPortCfgCases),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &param) { return std::string(param.param.name); });
 
 using PortCfgFailure = fwmtest::ServiceTest;
 
