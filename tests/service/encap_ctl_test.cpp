@@ -1,5 +1,7 @@
 // Encapsulation, receive and transmit control per packet type, and the source
 // port identities.
+#include <cstdio>
+
 #include "service_fixture.hpp"
 
 namespace {
@@ -32,16 +34,24 @@ ClkPtpPktEncap encapRequest(uint32_t type) {
 // Fourteen service calls: the encapsulation (which the adapter programs with
 // the destination port and board), addresses for NP types 3, 0, 1, DSCP.
 constexpr std::string_view kEncapData[] = {
-    "oda_1588_set_encap_type(1, 5, 3)",           "oda_1588_set_ptp_control(1, 5, 32, 5, 0)",
-    "oda_1588_set_ptp_control(1, 5, 31, 2, 0)",   "oda_1588_set_encap_da(1, 5, 3, &)",
-    "oda_1588_set_encap_sa(1, 5, 3, &)",          "oda_1588_set_encap_dip(1, 5, 3, 3758096769)",
-    "oda_1588_set_encap_sip(1, 5, 3, 167772161)", "oda_1588_set_encap_da(1, 5, 0, &)",
-    "oda_1588_set_encap_sa(1, 5, 0, &)",          "oda_1588_set_encap_dip(1, 5, 0, 3758096769)",
-    "oda_1588_set_encap_sip(1, 5, 0, 167772161)", "oda_1588_set_encap_da(1, 5, 1, &)",
-    "oda_1588_set_encap_sa(1, 5, 1, &)",          "oda_1588_set_encap_dip(1, 5, 1, 3758096769)",
-    "oda_1588_set_encap_sip(1, 5, 1, 167772161)", "oda_1588_set_encap_dscp(1, 5, 46)",
+    "oda_1588_set_encap_type(1, 5, 3)",
+    "oda_1588_set_ptp_control(1, 5, 32, 5, 0)",
+    "oda_1588_set_ptp_control(1, 5, 31, 2, 0)",
+    "oda_1588_set_encap_da(1, 5, 3, 01:1B:19:00:00:00)",
+    "oda_1588_set_encap_sa(1, 5, 3, 00:11:22:33:44:55)",
+    "oda_1588_set_encap_dip(1, 5, 3, 3758096769)",
+    "oda_1588_set_encap_sip(1, 5, 3, 167772161)",
+    "oda_1588_set_encap_da(1, 5, 0, 01:1B:19:00:00:00)",
+    "oda_1588_set_encap_sa(1, 5, 0, 00:11:22:33:44:55)",
+    "oda_1588_set_encap_dip(1, 5, 0, 3758096769)",
+    "oda_1588_set_encap_sip(1, 5, 0, 167772161)",
+    "oda_1588_set_encap_da(1, 5, 1, 01:1B:19:00:00:00)",
+    "oda_1588_set_encap_sa(1, 5, 1, 00:11:22:33:44:55)",
+    "oda_1588_set_encap_dip(1, 5, 1, 3758096769)",
+    "oda_1588_set_encap_sip(1, 5, 1, 167772161)",
+    "oda_1588_set_encap_dscp(1, 5, 46)",
 };
-constexpr std::string_view kTag[] = {"oda_1588_set_encap_vlan(1, 5, 2164301924)"};  // 0x8100A064
+constexpr std::string_view kTag[] = {"oda_1588_set_encap_vlan(1, 5, 0x8100A064)"};
 constexpr std::string_view kSrcIp[] = {"oda_1588_set_ptp_control(1, 5, 26, 167772161, 0)"};
 constexpr std::string_view kTagAndSrcIp[] = {kTag[0], kSrcIp[0]};
 
@@ -91,7 +101,9 @@ TEST_F(Encap, VlanTagWord) {
     EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u);
     auto calls = engine();
     ASSERT_FALSE(calls.empty());
-    EXPECT_EQ(calls.back(), "oda_1588_set_encap_vlan(1, 5, " + std::to_string(c.tag) + ")");
+    char tag[16];
+    std::snprintf(tag, sizeof tag, "0x%X", c.tag);
+    EXPECT_EQ(calls.back(), std::string("oda_1588_set_encap_vlan(1, 5, ") + tag + ")");
   }
 }
 
@@ -257,7 +269,7 @@ TEST_F(SrcPortId, ReceiveIdentityTypeIsZeroOnlyForPacketType4) {
     ClkPtpRxSrcPortId id{pktType, {0x01020304u, 0x05060708u, 0x090A0B0Cu}};
     EXPECT_EQ(orch->setPtpRxSrcPortId(kUnit, kPort, &id), 0u);
     EXPECT_THAT(engine(), ElementsAre("oda_1588_set_encap_sport_identity_rx(1, 5, " +
-                                      std::string(pktType == 4 ? "0" : "1") + ", &)"));
+                                      std::string(pktType == 4 ? "0" : "1") + ", [16909060, 84281096, 151653132])"));
   }
   mark();
   fwmsim::faults().inject("oda_1588_set_encap_sport_identity_rx", 1);
@@ -269,7 +281,7 @@ TEST_F(SrcPortId, ReceiveIdentityTypeIsZeroOnlyForPacketType4) {
 TEST_F(SrcPortId, TransmitIdentity) {
   ClkPtpTxSrcPortId id{{0x01020304u, 0x05060708u, 0x090A0B0Cu}};
   EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &id), 0u);
-  EXPECT_THAT(engine(), ElementsAre("oda_1588_set_encap_sport_identity_tx(1, 5, &)"));
+  EXPECT_THAT(engine(), ElementsAre("oda_1588_set_encap_sport_identity_tx(1, 5, [16909060, 84281096, 151653132])"));
   mark();
   fwmsim::faults().inject("oda_1588_set_encap_sport_identity_tx", 1);
   EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &id), 1u);
