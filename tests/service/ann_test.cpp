@@ -2,6 +2,7 @@
 // what the engine holds, and the calls made with transmission off and on.
 #include <cstring>
 
+#include "fwmsim/engine.hpp"
 #include "service_fixture.hpp"
 
 namespace {
@@ -95,6 +96,146 @@ TEST(AnnCompare, EveryBodyFieldCountsAndNothingElse) {
   uint32_t word = 5;
   CLK_NP_1588_CompAnnPayload(&same, &engine, &word);
   EXPECT_EQ(word, 5u);
+}
+
+// Announce transmission of the port, as the orchestrator switches it: NP packet type 1.
+void setAnnounceTx(const ClkSrvOrchIntf *orch, uint32_t enable) {
+  ClkPtpTxCtl tx{2, enable, 0, 0};
+  ASSERT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 0u);
+}
+
+std::vector<uint8_t> txFieldBytes() {
+  ClkNpAnnFields f = fwmsim::engine().port(kUnit, kPort).txFields;
+  std::vector<uint8_t> out(sizeof f);
+  std::memcpy(out.data(), &f, sizeof f);
+  return out;
+}
+
+std::vector<uint8_t> expectedTxFields() {
+  std::vector<uint8_t> out(sizeof(ClkNpAnnFields), 0);
+  std::memcpy(out.data(), kAnnFieldsBody, sizeof kAnnFieldsBody);
+  return out;
+}
+
+constexpr std::string_view kWriteWhileOff[] = {
+    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",
+    "oda_1588_set_announce_field_tx(1, 5, &, &)",
+    "oda_1588_set_encap_flagfield(1, 5, 520)",
+};
+
+constexpr std::string_view kUnchangedWhileOn[] = {
+    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",
+    "oda_1588_get_announce_field_tx(1, 5, &, &)",
+};
+
+// A changed body while transmitting: pause, write body and flag field, resume.
+constexpr std::string_view kChangedWhileOn[] = {
+    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",      "oda_1588_get_announce_field_tx(1, 5, &, &)",
+    "oda_1588_set_pkt_tx_en(1, 5, 1, 0)",      "oda_1588_set_announce_field_tx(1, 5, &, &)",
+    "oda_1588_set_encap_flagfield(1, 5, 520)", "oda_1588_set_pkt_tx_en(1, 5, 1, 1)",
+};
+
+using AnnProgramming = fwmtest::ServiceTest;
+
+TEST_F(AnnProgramming, TransmissionOffWritesAtOnce) {
+  ClkPtpAnnPkt ann = annRequest();
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  EXPECT_EQ(engine(), strings(kWriteWhileOff));
+  EXPECT_EQ(txFieldBytes(), expectedTxFields());
+  fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
+  EXPECT_THAT(port.txFlags.flag, Each(1u));
+  EXPECT_EQ(port.flagField, 0x0208u);
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(AnnProgramming, TransmissionOnWritesOnlyAChangedBody) {
+  ClkPtpAnnPkt ann = annRequest();
+  ASSERT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  setAnnounceTx(orch, 1);
+
+  // Same body, new flag field: nothing written, the stream is not paused.
+  mark();
+  ann.flagField = 0x0008;
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  EXPECT_EQ(engine(), strings(kUnchangedWhileOn));
+  EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).flagField, 0x0208u);
+
+  mark();
+  ann = annRequest();
+  ann.stepsRemoved = 3;
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
+  EXPECT_EQ(port.txFields.stepsRemoved, 3u);
+  EXPECT_EQ(port.txEnable[1], 1u);
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+// A failed read-back compares the request with a zero record.
+TEST_F(AnnProgramming, FailedReadBackWritesAnyNonZeroBodyAndFails) {
+  ClkPtpAnnPkt ann = annRequest();
+  ASSERT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_get_announce_field_tx", 1);
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 1u);
+  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetAnnounceFieldTx failed, Ret=1",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, unit=1 port=5 ret=1",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, Ret=1"));
+}
+
+TEST_F(AnnProgramming, FailedReadBackWithAZeroBodyWritesNothingAndSucceeds) {
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_get_announce_field_tx", 1);
+  ClkPtpAnnPkt zero{};
+  zero.flagField = 0x0008;
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &zero), 0u);
+  EXPECT_EQ(engine(), strings(kUnchangedWhileOn));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetAnnounceFieldTx failed, Ret=1"));
+}
+
+// Transmission is resumed even when the pause and the write failed.
+TEST_F(AnnProgramming, ResumeFollowsAFailedPauseAndWrite) {
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_set_pkt_tx_en", 1);
+  fwmsim::faults().inject("oda_1588_set_encap_flagfield", 2);
+  ClkPtpAnnPkt ann = annRequest();
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0xFFFFFFFFu);
+  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).txEnable[1], 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPortPkt failed, Ret=4294967294",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, unit=1 port=5 ret=4294967295",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, Ret=4294967295"));
+}
+
+TEST_F(AnnProgramming, FailedEnableReadTakesTheUnconditionalPath) {
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_get_pkt_tx_en", 1);
+  ClkPtpAnnPkt ann = annRequest();
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 1u);
+  EXPECT_EQ(engine(), strings(kWriteWhileOff));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPortPktProc failed, Ret=1"));
+}
+
+TEST_F(AnnProgramming, ClearWritesTheChangeAlarmAndReadClearsTheReceivedFields) {
+  ClkNpAnnFields rx{};
+  rx.stepsRemoved = 4;
+  fwmsim::engine().setRxAnnounce(kUnit, kPort, rx);
+  EXPECT_EQ(orch->setPtpAnnClr(kUnit, kPort), 0u);
+  EXPECT_THAT(engine(),
+              ElementsAre("oda_1588_set_announce_alarm(1, 5, 0, 1)", "oda_1588_get_announce_field_rx(1, 5, 1, &, &)"));
+  EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).rxFields.stepsRemoved, 0u);
+
+  mark();
+  fwmsim::faults().inject("oda_1588_set_announce_alarm", 1);
+  EXPECT_EQ(orch->setPtpAnnClr(kUnit, kPort), 1u);
+  EXPECT_THAT(engine(),
+              ElementsAre("oda_1588_set_announce_alarm(1, 5, 0, 1)", "oda_1588_get_announce_field_rx(1, 5, 1, &, &)"));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpAnnClr failed, ret = 1"));
 }
 
 }  // namespace
