@@ -7,5 +7,6 @@
 #include "service.h"
 #include "np.h"
 #include "service_ops.h"
+#include "channel.h"
 
 #endif
