@@ -1,6 +1,7 @@
 // Device management and the board's reset.
 #include "fwmsim/board.hpp"
 
+#include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
@@ -60,6 +61,7 @@ void resetBoard() {
     r.lines.clear();
   }
   orchestrator() = Orchestrator{};
+  resetChannel();
 }
 
 }  // namespace fwmsim

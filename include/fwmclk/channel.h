@@ -20,9 +20,9 @@ FWMCLK_EXTERN_C_BEGIN
 
 /* One port's received announce, as the announce supervision builds it. */
 typedef struct {
-    uint32_t ifIndex;                 /* 0: the port's interface index */
-    uint32_t pktLen;                  /* 4: 96, the size of the whole record */
-    uint8_t annPkt[CLK_ANN_PKT_LEN];  /* 8: announce message image, host byte order */
+  uint32_t ifIndex;                /* 0: the port's interface index */
+  uint32_t pktLen;                 /* 4: 96, the size of the whole record */
+  uint8_t annPkt[CLK_ANN_PKT_LEN]; /* 8: announce message image, host byte order */
 } ClkAnnInfo;
 
 FWMCLK_STATIC_ASSERT(sizeof(ClkAnnInfo) == 96, "ClkAnnInfo is 96 bytes");
@@ -34,10 +34,10 @@ FWMCLK_STATIC_ASSERT(offsetof(ClkAnnInfo, annPkt) == 8, "ClkAnnInfo.annPkt at 8"
 /* The four handle words; the framework also receives the record's address,
  * so the order is fixed. Ready when `client` is non-zero. */
 typedef struct {
-    uintptr_t comm;    /* word 0: communication handle of the framework */
-    uintptr_t builder; /* word 1: the ClkBkfSimpoBuilder block */
-    uintptr_t channel; /* word 2: notification channel "fwm_clk_ntfy" */
-    uintptr_t client;  /* word 3: notification client; published last */
+  uintptr_t comm;    /* word 0: communication handle of the framework */
+  uintptr_t builder; /* word 1: the ClkBkfSimpoBuilder block */
+  uintptr_t channel; /* word 2: notification channel "fwm_clk_ntfy" */
+  uintptr_t client;  /* word 3: notification client; published last */
 } ClkBkfHandle;
 
 FWMCLK_STATIC_ASSERT(sizeof(ClkBkfHandle) == 4 * sizeof(uintptr_t), "ClkBkfHandle is four words");
@@ -53,9 +53,9 @@ FWMCLK_API extern int32_t g_clkBkfEpollFd;
 
 /* Built on the caller's stack for FWM_SRV_CLK_BkfInitComm. */
 typedef struct {
-    uintptr_t *handleSlot; /* receives the communication handle; must hold 0 */
-    char name[16];         /* component name, "fwm_clk" */
-    int32_t epollFd;       /* the worker's epoll descriptor */
+  uintptr_t *handleSlot; /* receives the communication handle; must hold 0 */
+  char name[16];         /* component name, "fwm_clk" */
+  int32_t epollFd;       /* the worker's epoll descriptor */
 } ClkBkfInitCommParam;
 
 typedef void *(*ClkBkfMallocFn)(uint32_t unused, uint32_t size);
@@ -72,32 +72,32 @@ typedef int32_t (*ClkBkfSliceKeyCodecFn)(void *key, void *buf, uint32_t len, uin
 /* The framework's initialisation record. The numeric fields are the
  * framework's own settings; their names say only where they sit. */
 typedef struct {
-    const char *name;                  /* 0x00: component name */
-    uint32_t opt04;                    /* 0x04: 1 */
-    uint32_t opt08;                    /* 0x08: 0 */
-    ClkBkfHandle *handles;             /* 0x0C: g_fwmClkBkfHandle */
-    ClkBkfMallocFn memAlloc;           /* 0x10 */
-    ClkBkfFreeFn memFree;              /* 0x14 */
-    uint32_t opt18;                    /* 0x18: 2048 */
-    uint32_t opt1C;                    /* 0x1C: 1 */
-    ClkBkfRecordLogFn recordLog;       /* 0x20 */
-    uint32_t opt24;                    /* 0x24: 4 */
-    int32_t epollFd;                   /* 0x28 */
-    uint32_t opt2C;                    /* 0x2C: 0 */
-    ClkBkfTimerStartFn timerStartOnce; /* 0x30 */
-    ClkBkfTimerStartFn timerStartLoop; /* 0x34 */
-    ClkBkfTimerStopFn timerStop;       /* 0x38 */
-    uint32_t opt3C;                    /* 0x3C: 1 */
-    uint32_t opt40[3];                 /* 0x40: 0 */
-    uint32_t opt4C;                    /* 0x4C: 64 */
-    ClkBkfSysLogPrintfFn sysLogPrintf; /* 0x50 */
-    uint32_t opt54[4];                 /* 0x54: 0 */
-    uint16_t opt64;                    /* 0x64: 4 */
-    uint16_t opt66;                    /* 0x66: 0 */
-    ClkBkfSliceKeyCmpFn sliceKeyCmp;   /* 0x68 */
-    ClkBkfSliceKeyGetStrFn sliceKeyGetStr; /* 0x6C */
-    ClkBkfSliceKeyCodecFn sliceKeyCodec;   /* 0x70 */
-    uint32_t opt74[2];                 /* 0x74: 0 */
+  const char *name;                      /* 0x00: component name */
+  uint32_t opt04;                        /* 0x04: 1 */
+  uint32_t opt08;                        /* 0x08: 0 */
+  ClkBkfHandle *handles;                 /* 0x0C: g_fwmClkBkfHandle */
+  ClkBkfMallocFn memAlloc;               /* 0x10 */
+  ClkBkfFreeFn memFree;                  /* 0x14 */
+  uint32_t opt18;                        /* 0x18: 2048 */
+  uint32_t opt1C;                        /* 0x1C: 1 */
+  ClkBkfRecordLogFn recordLog;           /* 0x20 */
+  uint32_t opt24;                        /* 0x24: 4 */
+  int32_t epollFd;                       /* 0x28 */
+  uint32_t opt2C;                        /* 0x2C: 0 */
+  ClkBkfTimerStartFn timerStartOnce;     /* 0x30 */
+  ClkBkfTimerStartFn timerStartLoop;     /* 0x34 */
+  ClkBkfTimerStopFn timerStop;           /* 0x38 */
+  uint32_t opt3C;                        /* 0x3C: 1 */
+  uint32_t opt40[3];                     /* 0x40: 0 */
+  uint32_t opt4C;                        /* 0x4C: 64 */
+  ClkBkfSysLogPrintfFn sysLogPrintf;     /* 0x50 */
+  uint32_t opt54[4];                     /* 0x54: 0 */
+  uint16_t opt64;                        /* 0x64: 4 */
+  uint16_t opt66;                        /* 0x66: 0 */
+  ClkBkfSliceKeyCmpFn sliceKeyCmp;       /* 0x68 */
+  ClkBkfSliceKeyGetStrFn sliceKeyGetStr; /* 0x6C */
+  ClkBkfSliceKeyCodecFn sliceKeyCodec;   /* 0x70 */
+  uint32_t opt74[2];                     /* 0x74: 0 */
 } ClkBkfCommInitRec;
 
 FWMCLK_ASSERT_32(sizeof(ClkBkfCommInitRec) == 124, "ClkBkfCommInitRec is 124 bytes");
@@ -122,10 +122,10 @@ FWMCLK_ASSERT_32(offsetof(ClkBkfCommInitRec, opt74) == 0x74, "opt74 at 0x74");
 
 /* The record of BKF_MeshCliChInit. */
 typedef struct {
-    const char *name; /* 0x00: channel name */
-    uint32_t opt04;   /* 0x04: 1 */
-    uint32_t option1; /* 0x08 */
-    uint32_t option2; /* 0x0C */
+  const char *name; /* 0x00: channel name */
+  uint32_t opt04;   /* 0x04: 1 */
+  uint32_t option1; /* 0x08 */
+  uint32_t option2; /* 0x0C */
 } ClkBkfChInitRec;
 
 FWMCLK_ASSERT_32(sizeof(ClkBkfChInitRec) == 16, "ClkBkfChInitRec is 16 bytes");
@@ -136,13 +136,13 @@ FWMCLK_ASSERT_32(offsetof(ClkBkfChInitRec, option2) == 0x0C, "option2 at 0x0C");
 
 /* The record of CLOCK_NegoinfoiNtfyCliInit. */
 typedef struct {
-    const char *name;             /* 0x00: client name "fwm_ntfy" */
-    uint32_t opt04;               /* 0x04: 0 */
-    uint32_t opt08;               /* 0x08: 1 */
-    uintptr_t channel;            /* 0x0C: word 2 */
-    uintptr_t comm;               /* 0x10: word 0 */
-    uint32_t opt14[3];            /* 0x14: 0 */
-    uint8_t url[CLK_BKF_URL_LEN]; /* 0x20: peer address, filled by BKF_UrlMeshSet */
+  const char *name;             /* 0x00: client name "fwm_ntfy" */
+  uint32_t opt04;               /* 0x04: 0 */
+  uint32_t opt08;               /* 0x08: 1 */
+  uintptr_t channel;            /* 0x0C: word 2 */
+  uintptr_t comm;               /* 0x10: word 0 */
+  uint32_t opt14[3];            /* 0x14: 0 */
+  uint8_t url[CLK_BKF_URL_LEN]; /* 0x20: peer address, filled by BKF_UrlMeshSet */
 } ClkNtfyCliInitRec;
 
 FWMCLK_ASSERT_32(sizeof(ClkNtfyCliInitRec) == 60, "ClkNtfyCliInitRec is 60 bytes");
@@ -152,12 +152,12 @@ FWMCLK_ASSERT_32(offsetof(ClkNtfyCliInitRec, url) == 0x20, "url at 0x20");
 
 /* Message builder state (word 1); touched only on the worker. */
 typedef struct {
-    int32_t error;          /* 0 until a step fails; -6: step out of order */
-    uint8_t *cursor;        /* where the root's fields go */
-    uint32_t fieldIndex;    /* last root field added: 0 ifIndex, 1 pktLen, 2 annPkt */
-    const char *failedStep; /* name of the step that recorded the error */
-    uint8_t *msgStart;      /* first byte of the message (the root header) */
-    uint32_t header;        /* root header of every message; stays 0 */
+  int32_t error;          /* 0 until a step fails; -6: step out of order */
+  uint8_t *cursor;        /* where the root's fields go */
+  uint32_t fieldIndex;    /* last root field added: 0 ifIndex, 1 pktLen, 2 annPkt */
+  const char *failedStep; /* name of the step that recorded the error */
+  uint8_t *msgStart;      /* first byte of the message (the root header) */
+  uint32_t header;        /* root header of every message; stays 0 */
 } ClkBkfSimpoBuilder;
 
 /* Brings up builder, framework, notification channel and client, logging the
@@ -173,8 +173,7 @@ FWMCLK_API int32_t FWM_SRV_CLK_BkfInitComm(ClkBkfInitCommParam *param);
 /* Opens the notification channel and creates and connects the client. 0/1. */
 FWMCLK_API uint32_t FWM_SRV_CLK_BkfNftyInit(void);
 /* Opens a channel of the framework; 0 on failure. */
-FWMCLK_API uintptr_t FWM_SRV_CLK_BkfChannelInit(uintptr_t comm, const char *name, uint32_t option1,
-                                                 uint32_t option2);
+FWMCLK_API uintptr_t FWM_SRV_CLK_BkfChannelInit(uintptr_t comm, const char *name, uint32_t option1, uint32_t option2);
 /* Creates the notification client into word 3 (published last). */
 FWMCLK_API uintptr_t FWM_SRV_CLK_BkfNtfyCliInit(void);
 
@@ -199,18 +198,14 @@ FWMCLK_API void FWM_SRV_CLK_BkfSimpoUninit(ClkBkfHandle *handle);
 
 /* ---- Worker task, event queue and dispatch ------------------------------ */
 
-enum {
-    CLK_BKF_QUE_MSG_NEGOI_TIMER = 0,
-    CLK_BKF_QUE_MSG_SEND_ACK = 1,
-    CLK_BKF_QUE_MSG_END = 2
-};
+enum { CLK_BKF_QUE_MSG_NEGOI_TIMER = 0, CLK_BKF_QUE_MSG_SEND_ACK = 1, CLK_BKF_QUE_MSG_END = 2 };
 
 /* One message on the event queue; message and data are channel blocks that
  * the worker releases after dispatch. */
 typedef struct {
-    uint32_t type;
-    uint32_t length;
-    void *data;
+  uint32_t type;
+  uint32_t length;
+  void *data;
 } ClkBkfQueMsg;
 
 FWMCLK_ASSERT_32(sizeof(ClkBkfQueMsg) == 12, "ClkBkfQueMsg is 12 bytes");
@@ -219,18 +214,18 @@ FWMCLK_ASSERT_32(sizeof(ClkBkfQueMsg) == 12, "ClkBkfQueMsg is 12 bytes");
 typedef uint32_t (*ClkBkfQueMsgProc)(void *data, uint32_t length);
 
 typedef struct {
-    uint32_t type;
-    ClkBkfQueMsgProc proc;
+  uint32_t type;
+  ClkBkfQueMsgProc proc;
 } ClkBkfQueMsgDispatch;
 
 typedef uint32_t (*ClkBkfEpollHandler)(uintptr_t context, uint32_t events, uint32_t data);
 
 /* One record of the event layer, in the platform's layout. */
 typedef struct {
-    uint32_t events;            /* 0x00: handler's 2nd argument */
-    ClkBkfEpollHandler handler; /* 0x04: null = skip */
-    uint32_t data;              /* 0x08: handler's 3rd argument */
-    uintptr_t context;          /* 0x0C: handler's 1st argument */
+  uint32_t events;            /* 0x00: handler's 2nd argument */
+  ClkBkfEpollHandler handler; /* 0x04: null = skip */
+  uint32_t data;              /* 0x08: handler's 3rd argument */
+  uintptr_t context;          /* 0x0C: handler's 1st argument */
 } ClkBkfEpollEvent;
 
 FWMCLK_ASSERT_32(sizeof(ClkBkfEpollEvent) == 16, "ClkBkfEpollEvent is 16 bytes");
@@ -265,18 +260,18 @@ FWMCLK_API uint32_t FWM_SRV_BKF_QueProcWrite(uint32_t type, const void *data, ui
 
 /* One framework timer; its address is the framework's timer handle. */
 typedef struct ClkBkfTimer {
-    ClkBkfTimerCallback callback;
-    uintptr_t param;
-    uint32_t periodic;          /* always 0: only one-shot timers exist */
-    uint32_t stopRequested;     /* set by the stop hook; read on the worker */
-    uint32_t platformTimer;     /* the relative timer's handle */
-    struct ClkBkfTimer *next;   /* live timers, so stale handles are recognised */
+  ClkBkfTimerCallback callback;
+  uintptr_t param;
+  uint32_t periodic;        /* always 0: only one-shot timers exist */
+  uint32_t stopRequested;   /* set by the stop hook; read on the worker */
+  uint32_t platformTimer;   /* the relative timer's handle */
+  struct ClkBkfTimer *next; /* live timers, so stale handles are recognised */
 } ClkBkfTimer;
 
 /* Payload of a timer expiry message. */
 typedef struct {
-    uint32_t free; /* 1: release the timer once processed */
-    ClkBkfTimer *timer;
+  uint32_t free; /* 1: release the timer once processed */
+  ClkBkfTimer *timer;
 } ClkBkfTimerQueMsg;
 
 FWMCLK_ASSERT_32(sizeof(ClkBkfTimerQueMsg) == 8, "ClkBkfTimerQueMsg is 8 bytes");

@@ -82,7 +82,8 @@ extern "C" {
 
 uint32_t FWM_SRV_BKF_SendAckMsg(const ClkAnnInfo *info) {
   uint32_t ret = FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_SEND_ACK, info, sizeof(ClkAnnInfo));
-  if (ret != 0) (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite failed, ret=%u.", ret);
+  if (ret != 0)
+    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite failed, ret=%u.", ret);
   return 0;
 }
 

@@ -82,8 +82,8 @@ void FWM_SRV_BKF_TimerOutProc(uintptr_t timer, uint32_t timerName) {
   ClkBkfTimerQueMsg payload = {1, reinterpret_cast<ClkBkfTimer *>(timer)};
   uint32_t ret = FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_NEGOI_TIMER, &payload, sizeof payload);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR,
-                                          "[FWM_SRV_BKF] QueProcWrite failed, ret=%u, timerName=%u.", ret, timerName);
+    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite failed, ret=%u, timerName=%u.",
+                                          ret, timerName);
   }
 }
 

@@ -96,8 +96,8 @@ void FWM_SRV_CLK_BkfTaskMain(void) {
   const auto tid = static_cast<uint32_t>(syscall(SYS_gettid));
   ret = regDeadloopMon(tid, kDeadloopLimits[0], kDeadloopLimits[1], kDeadloopLimits[2], kDeadloopLimits[3]);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR,
-                                          "[FWM_SRV_CLK] Register Deadloop monitor failed, ret=%u", ret);
+    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] Register Deadloop monitor failed, ret=%u",
+                                          ret);
   }
   ClkBkfEpollEvent events[CLK_BKF_EPOLL_EVENT_NUM];
   for (;;) {
@@ -153,8 +153,8 @@ uint32_t FWM_SRV_BKF_QueProcWrite(uint32_t type, const void *data, uint32_t leng
   uintptr_t entry = reinterpret_cast<uintptr_t>(msg);
   uint32_t written = FWM_QUE_AsyWrite(fwmclk::loadShared(g_ClkBkfQueueProcID), &entry, 1);
   if (written == 1) return 0;
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR,
-                                        "[FWM_SRV_BKF] QueProcWrite fail, msgtype=%u, writeCnt=%u.", type, written);
+  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite fail, msgtype=%u, writeCnt=%u.",
+                                        type, written);
   fwmclk::channelFree(copy);
   fwmclk::channelFree(msg);
   return 1;
