@@ -1,7 +1,9 @@
 // Device management and the board's reset.
 #include "fwmsim/board.hpp"
 
+#include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
+#include "fwmsim/engine.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
 #include "platform/devm.h"
@@ -41,6 +43,7 @@ void resetBoard() {
   board() = Board{};
   faults().clear();
   recorder().clear();
+  recorder().setEnabled(true);
   {
     std::lock_guard lk(agent().mu);
     agent().existingHandle = 0;
@@ -60,6 +63,8 @@ void resetBoard() {
     r.lines.clear();
   }
   orchestrator() = Orchestrator{};
+  engine().reset();
+  resetChannel();
 }
 
 }  // namespace fwmsim

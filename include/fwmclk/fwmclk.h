@@ -6,6 +6,8 @@
 #include "diag.h"
 #include "service.h"
 #include "np.h"
+#include "driver.h"
 #include "service_ops.h"
+#include "channel.h"
 
 #endif

@@ -1,0 +1,241 @@
+// Announce programming: the record built from a request, the comparison with
+// what the engine holds, and the calls made with transmission off and on.
+#include <cstring>
+
+#include "fwmsim/engine.hpp"
+#include "service_fixture.hpp"
+
+namespace {
+
+using ::testing::Each;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr uint32_t kUnit = 1;
+constexpr uint32_t kPort = 5;
+
+ClkPtpAnnPkt annRequest() {
+  ClkPtpAnnPkt a{};
+  a.flagField = 0x0208;
+  a.currentUtcOffset = 37;
+  a.grandmasterPriority1 = 128;
+  a.grandmasterPriority2 = 129;
+  a.clockClass = 248;
+  a.clockAccuracy = 0xFE;
+  a.offsetScaledLogVariance = 0xFFFF;
+  a.grandmasterIdentityHigh = 0x00112233u;
+  a.grandmasterIdentityLow = 0x44556677u;
+  a.stepsRemoved = 2;
+  a.timeSource = 0xA0;
+  return a;
+}
+
+// The engine record of annRequest(): bytes 0..35, the rest zero.
+constexpr uint8_t kAnnFieldsBody[36] = {
+    37,   0,    0,    0,     // currentUtcOffset
+    0x33, 0x22, 0x11, 0x00,  // grandmasterIdentityHigh
+    0x77, 0x66, 0x55, 0x44,  // grandmasterIdentityLow
+    248,  0,                 // clockClass, 16 bits
+    0xFE, 0,                 // clockAccuracy, 16 bits
+    0xFF, 0xFF, 0,    0,     // offsetScaledLogVariance, 32 bits
+    128,  0,    0,    0,     // grandmasterPriority1
+    129,  0,    0,    0,     // grandmasterPriority2
+    2,    0,    0,    0,     // stepsRemoved
+    0xA0, 0,    0,    0,     // timeSource
+};
+
+TEST(AnnFormat, RequestBecomesTheEngineRecordWithAllElevenFlags) {
+  ClkPtpAnnPkt ann = annRequest();
+  ClkNpAnnFields fields{};
+  ClkNpAnnFlags flags{};
+  CLK_NP_1588_FormatAnnPkt(&ann, &flags, &fields);
+  uint8_t bytes[sizeof fields];
+  std::memcpy(bytes, &fields, sizeof fields);
+  EXPECT_EQ(std::memcmp(bytes, kAnnFieldsBody, sizeof kAnnFieldsBody), 0);
+  EXPECT_THAT(std::vector<uint8_t>(bytes + sizeof kAnnFieldsBody, bytes + sizeof bytes), Each(0));
+  EXPECT_THAT(flags.flag, Each(1u));
+}
+
+// Every body field takes part in the comparison; the flag field does not.
+struct CompCase {
+  const char *field;
+  void (*change)(ClkPtpAnnPkt &);
+};
+
+const CompCase kCompCases[] = {
+    {"currentUtcOffset", [](ClkPtpAnnPkt &a) { a.currentUtcOffset = 36; }},
+    {"grandmasterIdentityHigh", [](ClkPtpAnnPkt &a) { a.grandmasterIdentityHigh ^= 1; }},
+    {"grandmasterIdentityLow", [](ClkPtpAnnPkt &a) { a.grandmasterIdentityLow ^= 1; }},
+    {"clockClass", [](ClkPtpAnnPkt &a) { a.clockClass = 6; }},
+    {"clockAccuracy", [](ClkPtpAnnPkt &a) { a.clockAccuracy = 0x21; }},
+    {"offsetScaledLogVariance", [](ClkPtpAnnPkt &a) { a.offsetScaledLogVariance = 0x4E5D; }},
+    {"grandmasterPriority1", [](ClkPtpAnnPkt &a) { a.grandmasterPriority1 = 1; }},
+    {"grandmasterPriority2", [](ClkPtpAnnPkt &a) { a.grandmasterPriority2 = 1; }},
+    {"stepsRemoved", [](ClkPtpAnnPkt &a) { a.stepsRemoved = 3; }},
+    {"timeSource", [](ClkPtpAnnPkt &a) { a.timeSource = 0x20; }},
+};
+
+TEST(AnnCompare, EveryBodyFieldCountsAndNothingElse) {
+  ClkPtpAnnPkt ann = annRequest();
+  ClkNpAnnFields engine{};
+  ClkNpAnnFlags flags{};
+  CLK_NP_1588_FormatAnnPkt(&ann, &flags, &engine);
+  for (const CompCase &c : kCompCases) {
+    ClkPtpAnnPkt changed = annRequest();
+    c.change(changed);
+    uint32_t word = 0;
+    CLK_NP_1588_CompAnnPayload(&changed, &engine, &word);
+    EXPECT_EQ(word, 1u) << c.field;
+  }
+  // Equal bodies leave the caller's word as it was, whatever the flag field
+  // or the receive-side bytes say.
+  ClkPtpAnnPkt same = annRequest();
+  same.flagField = 0;
+  engine.domainNumber = 44;
+  engine.sourcePortNumber = 7;
+  uint32_t word = 5;
+  CLK_NP_1588_CompAnnPayload(&same, &engine, &word);
+  EXPECT_EQ(word, 5u);
+}
+
+// Announce transmission of the port, as the orchestrator switches it: NP packet type 1.
+void setAnnounceTx(const ClkSrvOrchIntf *orch, uint32_t enable) {
+  ClkPtpTxCtl tx{2, enable, 0, 0};
+  ASSERT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 0u);
+}
+
+std::vector<uint8_t> txFieldBytes() {
+  ClkNpAnnFields f = fwmsim::engine().port(kUnit, kPort).txFields;
+  std::vector<uint8_t> out(sizeof f);
+  std::memcpy(out.data(), &f, sizeof f);
+  return out;
+}
+
+std::vector<uint8_t> expectedTxFields() {
+  std::vector<uint8_t> out(sizeof(ClkNpAnnFields), 0);
+  std::memcpy(out.data(), kAnnFieldsBody, sizeof kAnnFieldsBody);
+  return out;
+}
+
+constexpr std::string_view kWriteWhileOff[] = {
+    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",
+    "oda_1588_set_announce_field_tx(1, 5, &, &)",
+    "oda_1588_set_encap_flagfield(1, 5, 520)",
+};
+
+constexpr std::string_view kUnchangedWhileOn[] = {
+    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",
+    "oda_1588_get_announce_field_tx(1, 5, &, &)",
+};
+
+// A changed body while transmitting: pause, write body and flag field, resume.
+constexpr std::string_view kChangedWhileOn[] = {
+    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",      "oda_1588_get_announce_field_tx(1, 5, &, &)",
+    "oda_1588_set_pkt_tx_en(1, 5, 1, 0)",      "oda_1588_set_announce_field_tx(1, 5, &, &)",
+    "oda_1588_set_encap_flagfield(1, 5, 520)", "oda_1588_set_pkt_tx_en(1, 5, 1, 1)",
+};
+
+using AnnProgramming = fwmtest::ServiceTest;
+
+TEST_F(AnnProgramming, TransmissionOffWritesAtOnce) {
+  ClkPtpAnnPkt ann = annRequest();
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  EXPECT_EQ(engine(), strings(kWriteWhileOff));
+  EXPECT_EQ(txFieldBytes(), expectedTxFields());
+  fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
+  EXPECT_THAT(port.txFlags.flag, Each(1u));
+  EXPECT_EQ(port.flagField, 0x0208u);
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(AnnProgramming, TransmissionOnWritesOnlyAChangedBody) {
+  ClkPtpAnnPkt ann = annRequest();
+  ASSERT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  setAnnounceTx(orch, 1);
+
+  // Same body, new flag field: nothing written, the stream is not paused.
+  mark();
+  ann.flagField = 0x0008;
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  EXPECT_EQ(engine(), strings(kUnchangedWhileOn));
+  EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).flagField, 0x0208u);
+
+  mark();
+  ann = annRequest();
+  ann.stepsRemoved = 3;
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
+  EXPECT_EQ(port.txFields.stepsRemoved, 3u);
+  EXPECT_EQ(port.txEnable[1], 1u);
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+// A failed read-back compares the request with a zero record.
+TEST_F(AnnProgramming, FailedReadBackWritesAnyNonZeroBodyAndFails) {
+  ClkPtpAnnPkt ann = annRequest();
+  ASSERT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_get_announce_field_tx", 1);
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 1u);
+  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetAnnounceFieldTx failed, Ret=1",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, unit=1 port=5 ret=1",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, Ret=1"));
+}
+
+TEST_F(AnnProgramming, FailedReadBackWithAZeroBodyWritesNothingAndSucceeds) {
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_get_announce_field_tx", 1);
+  ClkPtpAnnPkt zero{};
+  zero.flagField = 0x0008;
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &zero), 0u);
+  EXPECT_EQ(engine(), strings(kUnchangedWhileOn));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetAnnounceFieldTx failed, Ret=1"));
+}
+
+// Transmission is resumed even when the pause and the write failed.
+TEST_F(AnnProgramming, ResumeFollowsAFailedPauseAndWrite) {
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_set_pkt_tx_en", 1);
+  fwmsim::faults().inject("oda_1588_set_encap_flagfield", 2);
+  ClkPtpAnnPkt ann = annRequest();
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0xFFFFFFFFu);
+  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).txEnable[1], 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPortPkt failed, Ret=4294967294",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, unit=1 port=5 ret=4294967295",
+                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, Ret=4294967295"));
+}
+
+TEST_F(AnnProgramming, FailedEnableReadTakesTheUnconditionalPath) {
+  setAnnounceTx(orch, 1);
+  mark();
+  fwmsim::faults().inject("oda_1588_get_pkt_tx_en", 1);
+  ClkPtpAnnPkt ann = annRequest();
+  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 1u);
+  EXPECT_EQ(engine(), strings(kWriteWhileOff));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPortPktProc failed, Ret=1"));
+}
+
+TEST_F(AnnProgramming, ClearWritesTheChangeAlarmAndReadClearsTheReceivedFields) {
+  ClkNpAnnFields rx{};
+  rx.stepsRemoved = 4;
+  fwmsim::engine().setRxAnnounce(kUnit, kPort, rx);
+  EXPECT_EQ(orch->setPtpAnnClr(kUnit, kPort), 0u);
+  EXPECT_THAT(engine(),
+              ElementsAre("oda_1588_set_announce_alarm(1, 5, 0, 1)", "oda_1588_get_announce_field_rx(1, 5, 1, &, &)"));
+  EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).rxFields.stepsRemoved, 0u);
+
+  mark();
+  fwmsim::faults().inject("oda_1588_set_announce_alarm", 1);
+  EXPECT_EQ(orch->setPtpAnnClr(kUnit, kPort), 1u);
+  EXPECT_THAT(engine(),
+              ElementsAre("oda_1588_set_announce_alarm(1, 5, 0, 1)", "oda_1588_get_announce_field_rx(1, 5, 1, &, &)"));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpAnnClr failed, ret = 1"));
+}
+
+}  // namespace

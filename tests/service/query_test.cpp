@@ -1,0 +1,194 @@
+// Timestamp, delay and statistics queries, and the null requests of every slot.
+#include <cstring>
+
+#include "fwmsim/engine.hpp"
+#include "service_fixture.hpp"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+// Every slot that takes a record refuses a null one before any engine call.
+struct NullCase {
+  const char *line;
+  uint32_t (*call)(const ClkSrvOrchIntf *);
+};
+
+const NullCase kNullCases[] = {
+    {"ERROR [FWM_SRV] SetPtpGlbCfg, null pointer", [](const ClkSrvOrchIntf *o) { return o->setPtpGlbCfg(nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpPortCfg, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpPktEncap, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpPktEncap(0, 1, 2, nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpRxCtl, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpRxCtl(0, 1, nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpTxCtl, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpTxCtl(0, 1, nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpRxSrcPortId, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpRxSrcPortId(0, 1, nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpTxSrcPortId, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpTxSrcPortId(0, 1, nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpPortAsym, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpPortAsym(0, 1, nullptr); }},
+    {"ERROR [FWM_SRV] SetPtpPortPkt, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->setPtpPortPkt(0, 1, nullptr); }},
+    {"ERROR [FWM_SRV] GetPtpTimestamp, null pointer",
+     [](const ClkSrvOrchIntf *o) { return o->getPtpTimestamp(0, 1, nullptr); }},
+};
+
+using NullRequest = fwmtest::ServiceTest;
+
+TEST_F(NullRequest, EverySlotRefusesWithItsLineAndNoEngineCall) {
+  for (const NullCase &c : kNullCases) {
+    mark();
+    EXPECT_EQ(c.call(orch), 1u) << c.line;
+    EXPECT_THAT(engine(), IsEmpty()) << c.line;
+    EXPECT_THAT(lines(), ElementsAre(c.line));
+  }
+}
+
+constexpr uint32_t kUnit = 1;
+constexpr uint32_t kPort = 5;
+
+using Query = fwmtest::ServiceTest;
+
+TEST_F(Query, TimestampWordsAreReorderedBehindTheCallersWord) {
+  ClkNpTimestamps ts{};
+  for (uint32_t i = 0; i < 16; ++i) ts.word[i] = 100 + i;
+  fwmsim::engine().setTimestamps(kUnit, kPort, ts);
+  ClkPtpTimestamp out{};
+  out.words[0] = 0xDEADBEEFu;
+  EXPECT_EQ(orch->getPtpTimestamp(kUnit, kPort, &out), 0u);
+  EXPECT_THAT(out.words,
+              ElementsAre(0xDEADBEEFu, 100, 101, 102, 103, 104, 105, 108, 109, 110, 111, 112, 113, 106, 107, 114, 115));
+  EXPECT_THAT(engine(), ElementsAre("oda_1588_get_timestamp(1, 5, &)"));
+
+  mark();
+  fwmsim::engine().setScribbleOnFault(true);
+  fwmsim::faults().inject("oda_1588_get_timestamp", 1);
+  ClkPtpTimestamp untouched = out;
+  EXPECT_EQ(orch->getPtpTimestamp(kUnit, kPort, &out), 1u);
+  EXPECT_EQ(std::memcmp(&out, &untouched, sizeof out), 0);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetPtpTimestamp failed, Ret=1"));
+}
+
+// The three queries with a read-clear flag: which engine read, which words.
+struct ReadClearCase {
+  const char *name;
+  const char *odaFn;
+  size_t engineWords;
+  size_t replyWords;
+  size_t firstWord;
+  void (*seed)(const std::vector<uint32_t> &words);
+  // Calls the slot with a reply of replyWords words, or a null reply.
+  uint32_t (*call)(const ClkSrvOrchIntf *o, uint32_t readClear, std::vector<uint32_t> *reply);
+};
+
+template <class Reply>
+Reply *as(std::vector<uint32_t> *reply, Reply &buf) {
+  if (reply == nullptr) return nullptr;
+  std::memcpy(&buf, reply->data(), sizeof buf);
+  return &buf;
+}
+
+template <class Reply>
+void back(std::vector<uint32_t> *reply, const Reply &buf) {
+  if (reply != nullptr) std::memcpy(reply->data(), &buf, sizeof buf);
+}
+
+template <class Rec>
+Rec record(const std::vector<uint32_t> &words) {
+  Rec r{};
+  std::memcpy(&r, words.data(), sizeof r);
+  return r;
+}
+
+const ReadClearCase kReadClearCases[] = {
+    {"GetPtpT2SubT1", "oda_1588_get_dfx_t2_sub_t1", 6, 6, 0,
+     [](const std::vector<uint32_t> &w) { fwmsim::engine().setDfxT2SubT1(kUnit, kPort, record<ClkNpDfxDelay>(w)); },
+     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
+       ClkPtpDfxDelay buf;
+       uint32_t r = o->getPtpT2SubT1(kUnit, kPort, rc, as(reply, buf));
+       back(reply, buf);
+       return r;
+     }},
+    {"GetPtpT4SubT3", "oda_1588_get_dfx_t4_sub_t3", 6, 6, 0,
+     [](const std::vector<uint32_t> &w) { fwmsim::engine().setDfxT4SubT3(kUnit, kPort, record<ClkNpDfxDelay>(w)); },
+     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
+       ClkPtpDfxDelay buf;
+       uint32_t r = o->getPtpT4SubT3(kUnit, kPort, rc, as(reply, buf));
+       back(reply, buf);
+       return r;
+     }},
+    {"GetPtpPktStat", "oda_1588_get_pkt_stat", 37, 24, 5,
+     [](const std::vector<uint32_t> &w) { fwmsim::engine().setPktStat(kUnit, kPort, record<ClkNpPktStat>(w)); },
+     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
+       ClkPtpPktStat buf;
+       uint32_t r = o->getPtpPktStat(kUnit, kPort, rc, as(reply, buf));
+       back(reply, buf);
+       return r;
+     }},
+};
+
+class ReadClearQuery : public fwmtest::ServiceTest, public ::testing::WithParamInterface<ReadClearCase> {
+ protected:
+  std::vector<uint32_t> seedEngine() {
+    std::vector<uint32_t> words(GetParam().engineWords);
+    for (size_t i = 0; i < words.size(); ++i) words[i] = static_cast<uint32_t>(1000 + i);
+    GetParam().seed(words);
+    return words;
+  }
+  std::string call(uint32_t readClear) const {
+    return std::string(GetParam().odaFn) + "(1, 5, " + std::to_string(readClear) + ", &)";
+  }
+};
+
+TEST_P(ReadClearQuery, PlainReadCopiesTheWantedWords) {
+  const ReadClearCase &c = GetParam();
+  for (uint32_t readClear : {0u, 2u}) {  // only 1 is special
+    mark();
+    auto words = seedEngine();
+    std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
+    EXPECT_EQ(c.call(orch, readClear, &reply), 0u);
+    EXPECT_EQ(reply, std::vector<uint32_t>(words.begin() + static_cast<ptrdiff_t>(c.firstWord),
+                                           words.begin() + static_cast<ptrdiff_t>(c.firstWord + c.replyWords)));
+    EXPECT_THAT(engine(), ElementsAre(call(readClear)));
+    EXPECT_THAT(lines(), IsEmpty());
+  }
+}
+
+TEST_P(ReadClearQuery, ReadClearReadsTheEngineAndNeedsNoReply) {
+  const ReadClearCase &c = GetParam();
+  seedEngine();
+  EXPECT_EQ(c.call(orch, 1, nullptr), 0u);
+  EXPECT_THAT(engine(), ElementsAre(call(1)));
+  EXPECT_THAT(lines(), IsEmpty());
+  // The engine cleared what was read.
+  std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
+  EXPECT_EQ(c.call(orch, 0, &reply), 0u);
+  EXPECT_THAT(reply, ::testing::Each(0u));
+}
+
+TEST_P(ReadClearQuery, NullReplyIsRefusedOnlyAfterTheRead) {
+  const ReadClearCase &c = GetParam();
+  EXPECT_EQ(c.call(orch, 0, nullptr), 1u);
+  EXPECT_THAT(engine(), ElementsAre(call(0)));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV] " + std::string(c.name) + ", null pointer"));
+}
+
+TEST_P(ReadClearQuery, EngineFailureLeavesTheReplyUntouched) {
+  const ReadClearCase &c = GetParam();
+  seedEngine();
+  fwmsim::engine().setScribbleOnFault(true);
+  fwmsim::faults().inject(c.odaFn, 5);  // -5
+  std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
+  EXPECT_EQ(c.call(orch, 0, &reply), 0xFFFFFFFBu);
+  EXPECT_THAT(reply, ::testing::Each(0x5A5A5A5Au));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] " + std::string(c.name) + " failed, Ret=4294967291"));
+}
+
+INSTANTIATE_TEST_SUITE_P(Slots11To13, ReadClearQuery, ::testing::ValuesIn(kReadClearCases),
+                         [](const auto &param) { return std::string(param.param.name); });
+
+}  // namespace
