@@ -5,6 +5,7 @@
 #include <climits>
 #include <cstring>
 #include <functional>
+#include <ostream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -144,6 +145,15 @@ const Row kRows[] = {
 #undef E
 #undef P
 
+void PrintTo(const Row &r, std::ostream *os) { *os << r.name; }
+
+std::vector<Row> rowsWithNullCheck() {
+  std::vector<Row> out;
+  for (const Row &r : kRows)
+    if (r.nullLine != nullptr) out.push_back(r);
+  return out;
+}
+
 std::string reasonOf(const Row &r) { return std::string("NP_1588_") + r.name; }
 
 class Entry : public nptest::NpBoard, public ::testing::WithParamInterface<Row> {
@@ -178,9 +188,10 @@ TEST_P(Entry, RejectsUnitsAboveSevenSilently) {
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-TEST_P(Entry, NullRequiredPointerPrintsItsLineBeforeAnything) {
+class NullCheck : public Entry {};
+
+TEST_P(NullCheck, NullRequiredPointerPrintsItsLineBeforeAnything) {
   const Row &r = GetParam();
-  if (r.nullLine == nullptr) GTEST_SKIP() << "no required pointer";
   installFakeDriver(2);
   for (int nullWhich = 0; nullWhich < r.pointers; ++nullWhich) {
     Timeline t;
@@ -239,6 +250,7 @@ TEST_P(Entry, ParameterLineIsNotDeliveredWithMsgSwitchedOff) {
 }
 
 INSTANTIATE_TEST_SUITE_P(All, Entry, ::testing::ValuesIn(kRows), rowName);
+INSTANTIATE_TEST_SUITE_P(All, NullCheck, ::testing::ValuesIn(rowsWithNullCheck()), rowName);
 
 TEST(EntryTable, CoversEveryAssignedSlotOnce) {
   std::vector<size_t> slots;
