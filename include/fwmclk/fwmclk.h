@@ -9,5 +9,6 @@
 #include "driver.h"
 #include "service_ops.h"
 #include "channel.h"
+#include "supervision.h"
 
 #endif

@@ -61,7 +61,10 @@ INSTANTIATE_TEST_SUITE_P(Levels, DiagLevel,
 TEST_F(DiagLog, TextFillsTheWholeZeroedBuffer) {
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "ab"), 0);
   auto events = fwmsim::recorder().events();
-  const auto &text = events[events.size() - 2].bytes;  // the third parameter, before the send
+  auto last = std::find_if(events.rbegin(), events.rend(),
+                           [](const fwmsim::Event &e) { return e.text.rfind("IM_Agent_AddPara", 0) == 0; });
+  ASSERT_NE(last, events.rend());
+  const auto &text = last->bytes;  // the third parameter
   ASSERT_EQ(text.size(), 512u);
   EXPECT_EQ(text[0], 'a');
   EXPECT_EQ(text[1], 'b');
