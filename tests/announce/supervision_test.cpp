@@ -1,0 +1,348 @@
+// Announce supervision on a simulated Mira board: the 500 ms tick, the
+// channel-readiness wait, the per-port announce state machine and the
+// acknowledgements the negotiation peer receives over the loopback socket.
+#include <cstring>
+#include <thread>
+
+#include "fwmclk/fwmclk.h"
+#include "fwmsim/channel.hpp"
+#include "fwmsim/engine.hpp"
+#include "testkit.hpp"
+
+namespace {
+
+using ::testing::Contains;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::Not;
+
+constexpr uint32_t kTick = 500;
+
+class Supervision : public fwmtest::BoardTest {
+ protected:
+  void SetUp() override {
+    BoardTest::SetUp();
+    fwmsim::board().chipType = 40;
+    fwmsim::board().feNum = 2;
+    fwmsim::setPeerPort(peer.port());
+    fwmtest::adoptAgent();
+    ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+    orch = reinterpret_cast<const ClkSrvOrchIntf *>(fwmsim::orchestrator().registrations.back().data());
+  }
+
+  void configure(uint32_t unit, uint32_t port, uint32_t enable, uint32_t ifIndex) {
+    ClkPtpPortCfg cfg{};
+    cfg.enable = enable;
+    cfg.portState = 9;
+    cfg.ifIndex = ifIndex;
+    (void)orch->setPtpPortCfg(unit, port, 0xFFFFFFFFu, &cfg);
+    fwmsim::clock().settle();
+  }
+
+  // Brings the channel up and lets the four waiting ticks pass.
+  void readyAndWaited() {
+    ClkBkfHandle h;
+    FWM_SRV_CLK_GetBkfHdl(&h);
+    ASSERT_NE(h.client, 0u) << "the worker has not brought the channel up";
+    fwmsim::clock().advance(4 * kTick);
+  }
+
+  size_t mark() const { return fwmsim::recorder().mark(); }
+  static std::vector<std::string> alarmReads(size_t m) {
+    std::vector<std::string> out;
+    for (auto &c : fwmtest::callsSince(m, "oda"))
+      if (c.rfind("oda_1588_get_announce_alarm", 0) == 0) out.push_back(c);
+    return out;
+  }
+  static size_t sends() {
+    size_t n = 0;
+    for (auto &e : fwmsim::recorder().events())
+      if (e.text.rfind("CLOCK_NegoinfoiNtfyCliMsgSend", 0) == 0) ++n;
+    return n;
+  }
+
+  fwmsim::Peer peer;
+  const ClkSrvOrchIntf *orch = nullptr;
+};
+
+// The received announce of the story's grandmaster.
+ClkNpAnnFields grandmaster() {
+  ClkNpAnnFields f{};
+  f.currentUtcOffset = 37;
+  f.grandmasterIdentityHigh = 0x001B19FFu;
+  f.grandmasterIdentityLow = 0xFE000001u;
+  f.clockClass = 6;
+  f.clockAccuracy = 0x21;
+  f.offsetScaledLogVariance = 0x4E5D;
+  f.grandmasterPriority1 = 128;
+  f.grandmasterPriority2 = 127;
+  f.stepsRemoved = 1;
+  f.timeSource = 0x20;
+  f.domainNumber = 24;
+  f.flagField = 0x0208;
+  f.logMessageInterval = 0xFE;
+  f.sourceClockIdentityHigh = 0x001B19FFu;
+  f.sourceClockIdentityLow = 0xFE000002u;
+  f.sourcePortNumber = 0x10003;
+  return f;
+}
+
+void put16(std::vector<uint8_t> &b, size_t at, uint16_t v) {
+  b[at] = static_cast<uint8_t>(v);
+  b[at + 1] = static_cast<uint8_t>(v >> 8);
+}
+void put32(std::vector<uint8_t> &b, size_t at, uint32_t v) {
+  for (int i = 0; i < 4; ++i) b[at + static_cast<size_t>(i)] = static_cast<uint8_t>(v >> (8 * i));
+}
+
+// The acknowledgement as the peer must receive it: 4 zero bytes, then the
+// announce information record with the message image in host byte order.
+std::vector<uint8_t> expectedAck(uint32_t ifIndex, const ClkNpAnnFields &f) {
+  std::vector<uint8_t> m(100, 0);
+  const size_t r = 4;  // the record starts after the 4 zero bytes
+  put32(m, r + 0, ifIndex);
+  put32(m, r + 4, 96);
+  m[r + 9] = 11;
+  m[r + 11] = 2;
+  put16(m, r + 12, 64);
+  m[r + 14] = f.domainNumber;
+  m[r + 16] = static_cast<uint8_t>(f.flagField >> 8);
+  m[r + 17] = static_cast<uint8_t>(f.flagField);
+  put32(m, r + 40, f.sourceClockIdentityLow);
+  put32(m, r + 44, f.sourceClockIdentityHigh);
+  put16(m, r + 48, static_cast<uint16_t>(f.sourcePortNumber));
+  m[r + 52] = 5;
+  m[r + 53] = f.logMessageInterval;
+  put16(m, r + 66, static_cast<uint16_t>(f.currentUtcOffset));
+  m[r + 69] = static_cast<uint8_t>(f.grandmasterPriority1);
+  m[r + 70] = static_cast<uint8_t>(f.clockClass);
+  m[r + 71] = static_cast<uint8_t>(f.clockAccuracy);
+  put16(m, r + 72, static_cast<uint16_t>(f.offsetScaledLogVariance));
+  m[r + 74] = static_cast<uint8_t>(f.grandmasterPriority2);
+  put32(m, r + 80, f.grandmasterIdentityLow);
+  put32(m, r + 84, f.grandmasterIdentityHigh);
+  put16(m, r + 88, static_cast<uint16_t>(f.stepsRemoved));
+  m[r + 90] = static_cast<uint8_t>(f.timeSource);
+  return m;
+}
+
+TEST_F(Supervision, AnnouncesReachThePeerAtTheRightTicks) {
+  configure(0, 3, 1, 0x1003);
+  configure(1, 7, 1, 0x2007);
+  ASSERT_NE(g_clkAnndetectTmr, 0u);
+  ClkBkfHandle h;
+  FWM_SRV_CLK_GetBkfHdl(&h);
+  ASSERT_NE(h.client, 0u);
+
+  // Four ready ticks poll nothing.
+  size_t m = mark();
+  fwmsim::clock().advance(4 * kTick);
+  EXPECT_THAT(alarmReads(m), IsEmpty());
+
+  // Tick 5: both ports polled, newest first; the change on (0, 3) is sent.
+  fwmsim::engine().setRxAnnounce(0, 3, grandmaster());
+  fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
+  m = mark();
+  fwmsim::clock().advance(kTick);
+  EXPECT_THAT(alarmReads(m), ElementsAre("oda_1588_get_announce_alarm(1, 7, 0, 1, &)",
+                                         "oda_1588_get_announce_alarm(1, 7, 1, 1, &)",
+                                         "oda_1588_get_announce_alarm(0, 3, 0, 1, &)",
+                                         "oda_1588_get_announce_alarm(0, 3, 1, 1, &)"));
+  EXPECT_THAT(fwmtest::callsSince(m, "oda"), Contains("oda_1588_get_announce_field_rx(0, 3, 0, &, &)"));
+  auto ack = peer.receive();
+  ASSERT_TRUE(ack.has_value());
+  EXPECT_EQ(*ack, expectedAck(0x1003, grandmaster()));
+  EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_PRESENT);
+  EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] Mira_PtpAnnAlmProc annState=1."));
+
+  // No alarm: nothing more is sent.
+  fwmsim::engine().setAnnounceAlarm(0, 3, 0, false);
+  size_t sent = sends();
+  fwmsim::clock().advance(kTick);
+  EXPECT_EQ(sends(), sent);
+
+  // A timeout alone is first only noted, then sent as a record of zero fields.
+  fwmsim::engine().setAnnounceAlarm(0, 3, 1, true);
+  fwmsim::clock().advance(kTick);
+  EXPECT_EQ(sends(), sent);
+  EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_LOST);
+  EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] Mira_GetAnnounceState Timeout."));
+  fwmsim::clock().advance(kTick);
+  ack = peer.receive();
+  ASSERT_TRUE(ack.has_value());
+  EXPECT_EQ(*ack, expectedAck(0x1003, ClkNpAnnFields{}));
+  EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_LOST);
+
+  // A port switched off is no longer polled; the timer runs while (1, 7) is on.
+  fwmsim::engine().setAnnounceAlarm(0, 3, 1, false);
+  configure(0, 3, 0, 0x1003);
+  EXPECT_NE(g_clkAnndetectTmr, 0u);
+  m = mark();
+  fwmsim::clock().advance(kTick);
+  EXPECT_THAT(alarmReads(m), ElementsAre("oda_1588_get_announce_alarm(1, 7, 0, 1, &)",
+                                         "oda_1588_get_announce_alarm(1, 7, 1, 1, &)"));
+
+  // The last enabled port goes: the timer stops.
+  configure(1, 7, 0, 0x2007);
+  EXPECT_EQ(g_clkAnndetectTmr, 0u);
+  EXPECT_EQ(fwmsim::clock().runningTimers(), 0u);
+  EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] PtpAnnTimerDestroy End."));
+  m = mark();
+  fwmsim::clock().advance(4 * kTick);
+  EXPECT_THAT(alarmReads(m), IsEmpty());
+}
+
+TEST_F(Supervision, NothingIsPolledWhileTheChannelIsNotReady) {
+  fwmsim::faults().inject("CLOCK_NegoinfoiNtfyCliInit", 0);  // no client handle
+  configure(0, 3, 1, 1);
+  size_t m = mark();
+  fwmsim::clock().advance(10 * kTick);
+  EXPECT_THAT(alarmReads(m), IsEmpty());
+  auto lines = fwmtest::agentLines();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), "MSG [FWM_SRV_BKF] Bkf is not ready!"), 10);
+  EXPECT_EQ(g_ptpWaitBkfHelloMsgCnt, 0u);
+}
+
+TEST_F(Supervision, ANotReadyTickRestartsTheWait) {
+  configure(0, 3, 1, 1);
+  fwmsim::clock().advance(3 * kTick);
+  EXPECT_EQ(g_ptpWaitBkfHelloMsgCnt, 3u);
+  // The channel drops for one tick (the client word cleared, as after a teardown).
+  uintptr_t client = g_fwmClkBkfHandle.client;
+  g_fwmClkBkfHandle.client = 0;
+  fwmsim::clock().advance(kTick);
+  EXPECT_EQ(g_ptpWaitBkfHelloMsgCnt, 0u);
+  g_fwmClkBkfHandle.client = client;
+  size_t m = mark();
+  fwmsim::clock().advance(4 * kTick);
+  EXPECT_THAT(alarmReads(m), IsEmpty());
+  fwmsim::clock().advance(kTick);
+  EXPECT_EQ(alarmReads(m).size(), 2u);
+}
+
+TEST_F(Supervision, RestartedTimerPollsAtOnce) {
+  configure(0, 3, 1, 1);
+  readyAndWaited();
+  configure(0, 3, 0, 1);
+  ASSERT_EQ(g_clkAnndetectTmr, 0u);
+  configure(0, 3, 1, 1);
+  size_t m = mark();
+  fwmsim::clock().advance(kTick);
+  EXPECT_EQ(alarmReads(m).size(), 2u);
+}
+
+TEST_F(Supervision, OnlyEnableOneIsPolled) {
+  configure(0, 3, 2, 1);
+  configure(0, 4, 1, 1);
+  readyAndWaited();
+  size_t m = mark();
+  fwmsim::clock().advance(kTick);
+  EXPECT_THAT(alarmReads(m), ElementsAre("oda_1588_get_announce_alarm(0, 4, 0, 1, &)",
+                                         "oda_1588_get_announce_alarm(0, 4, 1, 1, &)"));
+}
+
+TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
+  configure(0, 3, 1, 1);
+  readyAndWaited();
+  ClkNpAnnFields f = grandmaster();
+  f.grandmasterIdentityHigh = f.grandmasterIdentityLow = 0;
+  fwmsim::engine().setRxAnnounce(0, 3, f);
+  fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
+  fwmsim::engine().setAnnounceAlarm(0, 3, 1, true);  // change and timeout: read and sent
+  fwmsim::clock().advance(kTick);
+  auto ack = peer.receive();
+  ASSERT_TRUE(ack.has_value());
+  EXPECT_EQ(*ack, expectedAck(1, f));
+  EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_LOST);
+  EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] Mira_PtpAnnAlmProc annState=3."));
+}
+
+TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {
+  configure(0, 3, 1, 1);
+  (void)FWM_SRV_CLK_InitDbg();
+  readyAndWaited();
+  fwmsim::faults().inject("oda_1588_get_announce_alarm", 2);  // the change read
+  fwmsim::clock().advance(kTick);
+  auto printed = fwmsim::registry().printedTexts();
+  std::vector<std::string> reports;
+  for (auto &t : printed) reports.push_back(t.substr(20));  // without the time
+  EXPECT_THAT(reports,
+              ElementsAre("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
+                          "[1588]get announce alarm.)\r\n",
+                          "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
+                          "NP_1588_GetAnnounceAlarm.)\r\n",
+                          "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
+                          "NP_1588_GetAnnounceAlarm ANNOUNCE_CHANGE.)\r\n"));
+}
+
+TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {
+  fwmsim::faults().inject("ORIN_ReltmrCbkStart", 6);
+  configure(0, 3, 1, 1);
+  EXPECT_EQ(g_clkAnndetectTmr, 0u);
+  EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=6"));
+  configure(0, 3, 1, 1);
+  EXPECT_NE(g_clkAnndetectTmr, 0u);
+  EXPECT_THAT(fwmsim::recorder().texts("orin"), Contains("ORIN_ReltmrCbkStart(&, 0x" +
+                                                         [] {
+                                                           char b[16];
+                                                           std::snprintf(b, sizeof b, "%X", FWM_SRV_BKF_GetMemHdl());
+                                                           return std::string(b);
+                                                         }() + ", 500, 0, 0x0, 1, &)"));
+}
+
+TEST_F(Supervision, StartAndStopAreIdempotent) {
+  configure(0, 3, 1, 1);
+  configure(0, 4, 1, 1);
+  uint32_t timer = g_clkAnndetectTmr;
+  size_t lines = fwmtest::agentLines().size();
+  FWM_SRV_CLK_PtpAnnTimerEntry();
+  EXPECT_EQ(g_clkAnndetectTmr, timer);
+  EXPECT_EQ(fwmtest::agentLines().size(), lines);
+  configure(0, 3, 0, 1);  // (0, 4) is still on
+  EXPECT_EQ(g_clkAnndetectTmr, timer);
+  EXPECT_TRUE(fwmsim::clock().timerRunning(timer));
+}
+
+TEST_F(Supervision, OtherChipsTouchNoneOfIt) {
+  fwmsim::resetBoard();
+  fwmsim::board().chipType = 42;
+  fwmtest::adoptAgent();
+  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  orch = reinterpret_cast<const ClkSrvOrchIntf *>(fwmsim::orchestrator().registrations.back().data());
+  size_t m = mark();
+  configure(0, 3, 1, 1);
+  EXPECT_EQ(g_clkCreateListCnt, 0u);
+  EXPECT_EQ(g_clkAnndetectTmr, 0u);
+  EXPECT_THAT(fwmsim::tasks(), IsEmpty());
+  EXPECT_THAT(fwmtest::callsSince(m, "orin"), IsEmpty());
+}
+
+// Configuration on one thread while ticks run on another and the worker
+// sends: the port list's publication rules under ThreadSanitizer.
+TEST_F(Supervision, ConfigurationAndTicksRaceCleanly) {
+  configure(0, 1, 1, 1);
+  readyAndWaited();
+  for (uint32_t p = 0; p < 8; ++p) {
+    fwmsim::engine().setRxAnnounce(p % 2, p, grandmaster());
+    fwmsim::engine().setAnnounceAlarm(p % 2, p, 0, true);
+  }
+  std::thread ticker([] {
+    fwmsim::setThreadName("ticker");
+    for (int i = 0; i < 200; ++i) FWM_SRV_AnnTimerOutProc();
+  });
+  for (uint32_t round = 0; round < 20; ++round)
+    for (uint32_t p = 0; p < 8; ++p) {
+      ClkPtpPortCfg cfg{};
+      cfg.enable = (round + p) % 2;
+      cfg.ifIndex = p;
+      (void)orch->setPtpPortCfg(p % 2, p, 0xFFFFFFFFu, &cfg);
+    }
+  ticker.join();
+  fwmsim::clock().settle();
+  size_t nodes = 0;
+  auto *head = reinterpret_cast<ClkPtpPortNode *>(&g_ClkLocalData);
+  for (ClkPtpPortNode *n = g_ClkLocalData.next; n != head; n = n->next) ++nodes;
+  EXPECT_EQ(nodes, 9u);
+}
+
+}  // namespace
