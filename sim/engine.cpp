@@ -27,8 +27,8 @@ struct PortCtrlArg {
 std::string arg(MacArg v) {
   if (v.mac == nullptr) return "NULL";
   char buf[24];
-  std::snprintf(buf, sizeof buf, "%02X:%02X:%02X:%02X:%02X:%02X", v.mac[0], v.mac[1], v.mac[2], v.mac[3], v.mac[4],
-                v.mac[5]);
+  (void)std::snprintf(buf, sizeof buf, "%02X:%02X:%02X:%02X:%02X:%02X", v.mac[0], v.mac[1], v.mac[2], v.mac[3],
+                      v.mac[4], v.mac[5]);
   return buf;
 }
 

@@ -122,7 +122,7 @@ constexpr size_t rowOf(size_t slot) {
 }
 
 template <auto Member>
-constexpr const Entry &kEntryOf = kEntries[rowOf(kSlotOf<Member>)];
+constexpr size_t kRowOf = rowOf(kSlotOf<Member>);
 
 template <class T>
 constexpr bool isNull(T value) {
@@ -146,8 +146,9 @@ constexpr bool valuesLead() {
 }
 
 // Step 2: a missing required pointer prints the entry's line and ends the call.
-template <const Entry &E, class... A>
+template <size_t Row, class... A>
 bool pointerMissing(A... args) {
+  constexpr const Entry &E = kEntries[Row];
   if constexpr (E.nullLine == nullptr) {
     return false;
   } else {
@@ -160,16 +161,16 @@ bool pointerMissing(A... args) {
 
 // Step 3: the parameter line, handed over unformatted so that a switched-off
 // level costs no formatting.
-template <const Entry &E, class Tuple, size_t... I>
+template <size_t Row, class Tuple, size_t... I>
 void logValues(uint32_t unit, const Tuple &args, std::index_sequence<I...>) {
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, E.paramLine, unit, std::get<I>(args)...);
+  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, kEntries[Row].paramLine, unit, std::get<I>(args)...);
 }
 
-template <const Entry &E, class... A>
+template <size_t Row, class... A>
 void logParams(uint32_t unit, A... args) {
-  if constexpr (E.paramLine != nullptr) {
+  if constexpr (kEntries[Row].paramLine != nullptr) {
     static_assert(valuesLead<A...>(), "values precede pointers");
-    logValues<E>(unit, std::tuple<A...>{args...}, std::make_index_sequence<kValueCount<A...>>{});
+    logValues<Row>(unit, std::tuple<A...>{args...}, std::make_index_sequence<kValueCount<A...>>{});
   }
 }
 
@@ -181,18 +182,18 @@ int32_t callSlot(uint32_t unit, uint32_t port, A... args) {
   const Fn fn = g_fnNpClkDriver[unit].*Member;
   const int32_t result = fn != nullptr ? fn(unit, args...) : CLK_NP_ERR_NO_FUNC;
   // The reporter is silent for success; skipping the call keeps the good path short.
-  if (result != CLK_NP_OK) (void)CLK_NP_RetProcess(result, unit, port, kEntryOf<Member>.reason);
+  if (result != CLK_NP_OK) (void)CLK_NP_RetProcess(result, unit, port, kEntries[kRowOf<Member>].reason);
   return result;
 }
 
 // The common frame.
 template <auto Member, class... A>
 int32_t entry(uint32_t unit, uint32_t port, A... rest) {
-  constexpr const Entry &e = kEntryOf<Member>;
-  static_assert(e.shape == Shape::Frame, "entries with a shape of their own are written out");
+  constexpr size_t row = kRowOf<Member>;
+  static_assert(kEntries[row].shape == Shape::Frame, "entries with a shape of their own are written out");
   if (unit > kMaxUnit) return CLK_NP_ERR_UNIT;
-  if (pointerMissing<e>(port, rest...)) return CLK_NP_ERR_NULL_PTR;
-  logParams<e>(unit, port, rest...);
+  if (pointerMissing<row>(port, rest...)) return CLK_NP_ERR_NULL_PTR;
+  logParams<row>(unit, port, rest...);
   return callSlot<Member>(unit, port, port, rest...);
 }
 
@@ -271,7 +272,8 @@ int32_t CLK_NP_1588_PtpGetChannelTs(uint32_t unit, uint32_t channel, void *ts) {
 // failure, what the caller had put there). Its caller always passes a word.
 int32_t CLK_NP_1588_GetPktTxEn(uint32_t unit, uint32_t port, uint32_t pktType, uint32_t *enable) {
   using namespace fwmclk::np;
-  constexpr const Entry &e = kEntryOf<&Funcs::getPktTxEn>;
+  constexpr size_t row = kRowOf<&Funcs::getPktTxEn>;
+  constexpr const Entry &e = kEntries[row];
   static_assert(e.shape == Shape::LogAfterCall);
   if (unit > kMaxUnit) return CLK_NP_ERR_UNIT;
   const int32_t result = callSlot<&Funcs::getPktTxEn>(unit, port, port, pktType, enable);
@@ -282,10 +284,11 @@ int32_t CLK_NP_1588_GetPktTxEn(uint32_t unit, uint32_t port, uint32_t pktType, u
 // Logs the forwarding unit and port from the record, in signed decimal.
 int32_t CLK_NP_1588_SetPortEn(uint32_t unit, uint32_t port, uint32_t enable, ClkNpPortEnInfo *info) {
   using namespace fwmclk::np;
-  constexpr const Entry &e = kEntryOf<&Funcs::setPortEn>;
+  constexpr size_t row = kRowOf<&Funcs::setPortEn>;
+  constexpr const Entry &e = kEntries[row];
   static_assert(e.shape == Shape::OwnLine);
   if (unit > kMaxUnit) return CLK_NP_ERR_UNIT;
-  if (pointerMissing<e>(info)) return CLK_NP_ERR_NULL_PTR;
+  if (pointerMissing<row>(info)) return CLK_NP_ERR_NULL_PTR;
   (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, e.paramLine, static_cast<int32_t>(unit),
                                         static_cast<int32_t>(port), info->fwdUnit, info->fwdPort,
                                         static_cast<int32_t>(enable));
@@ -295,10 +298,11 @@ int32_t CLK_NP_1588_SetPortEn(uint32_t unit, uint32_t port, uint32_t enable, Clk
 // Has no port argument, so its report names port 0.
 int32_t CLK_NP_1588_PtpGetReportTs(uint32_t unit, void *report) {
   using namespace fwmclk::np;
-  constexpr const Entry &e = kEntryOf<&Funcs::ptpGetReportTs>;
+  constexpr size_t row = kRowOf<&Funcs::ptpGetReportTs>;
+  constexpr const Entry &e = kEntries[row];
   static_assert(e.shape == Shape::ReportPortZero);
   if (unit > kMaxUnit) return CLK_NP_ERR_UNIT;
-  if (pointerMissing<e>(report)) return CLK_NP_ERR_NULL_PTR;
+  if (pointerMissing<row>(report)) return CLK_NP_ERR_NULL_PTR;
   return callSlot<&Funcs::ptpGetReportTs>(unit, 0, report);
 }
 

@@ -87,12 +87,24 @@ inline constexpr size_t kSlotCount = std::tuple_size_v<decltype(kSlotMembers)>;
 static_assert(kSlotCount == CLK_NP_SLOT_NUM, "one member per slot");
 
 namespace detail {
+// A distinct function per slot number, of the slot's own type.
+template <size_t K, class R, class... A>
+R probe(A...) {
+  return R{};
+}
+
+template <size_t K, class R, class... A>
+constexpr auto probeOf(R (*)(A...)) {
+  return &probe<K, R, A...>;
+}
+
+// Positional initialisation fills the members in declaration order; reading
+// each back through the list shows the list has the same order.
 template <size_t... I>
-constexpr bool strictlyAscending(std::index_sequence<I...>) {
-  Funcs t{};
-  return ((static_cast<const void *>(&(t.*std::get<I>(kSlotMembers))) <
-           static_cast<const void *>(&(t.*std::get<I + 1>(kSlotMembers)))) &&
-          ...);
+constexpr bool declarationOrder(std::index_sequence<I...>) {
+  constexpr Funcs blank{};
+  const Funcs t{probeOf<I>(blank.*std::get<I>(kSlotMembers))...};
+  return ((t.*std::get<I>(kSlotMembers) == probeOf<I>(blank.*std::get<I>(kSlotMembers))) && ...);
 }
 
 template <auto Member, class Other>
@@ -112,16 +124,17 @@ constexpr size_t indexOf(std::index_sequence<I...>) {
 }
 }  // namespace detail
 
-// 65 distinct members of a struct of exactly 65 pointers, in ascending
-// address order: list position k is the member at offset k pointers.
-static_assert(detail::strictlyAscending(std::make_index_sequence<kSlotCount - 1>{}), "slot list follows the struct");
+// List position k is the struct's k-th member, that is the pointer at slot k.
+static_assert(detail::declarationOrder(std::make_index_sequence<kSlotCount>{}), "slot list follows the struct");
 
 // Slot number of a member, and the member of a slot number.
 template <auto Member>
-inline constexpr size_t kSlotOf = detail::indexOf<Member>(std::make_index_sequence<kSlotCount>{});
+inline constexpr size_t kSlotOf =  // NOLINT(bugprone-dynamic-static-initializers): constant-initialized
+    detail::indexOf<Member>(std::make_index_sequence<kSlotCount>{});
 
 template <size_t Slot>
-inline constexpr auto kMemberOf = std::get<Slot>(kSlotMembers);
+inline constexpr auto kMemberOf =  // NOLINT(bugprone-dynamic-static-initializers): constant-initialized
+    std::get<Slot>(kSlotMembers);
 
 // Number of the slots of the adapter's range (0..44) and of the ones no entry reads.
 inline constexpr size_t kAdapterSlots = 45;
