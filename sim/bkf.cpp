@@ -101,6 +101,8 @@ uint32_t BKF_CommUninit(uintptr_t comm) {
   auto &f = fwmsim::framework();
   std::lock_guard lk(f.mu);
   if (!f.isUp || comm != fwmsim::kCommHandle) return 1;
+  for (void *state : f.channelStates) f.rec.memFree(0, state);
+  f.channelStates.clear();
   f.isUp = false;
   return 0;
 }
@@ -113,6 +115,10 @@ uintptr_t BKF_MeshCliChInit(uintptr_t comm, void *chRec) {
   std::lock_guard lk(f.mu);
   const auto *rec = static_cast<const ClkBkfChInitRec *>(chRec);
   if (!f.isUp || comm != fwmsim::kCommHandle || rec->name == nullptr) return 0;
+  // The framework keeps its channel state in memory lent by its user.
+  void *state = f.rec.memAlloc != nullptr ? f.rec.memAlloc(0, fwmsim::kChannelStateSize) : nullptr;
+  if (state == nullptr) return 0;
+  f.channelStates.push_back(state);
   f.opened.emplace_back(rec->name);
   return fwmsim::kChannelHandle;
 }

@@ -36,7 +36,7 @@ std::string sendLine(uint32_t ifIndex, uint32_t ret) {
 
 class AckTest : public WorkerTest {};
 
-TEST_F(AckTest, SpecimenRecordOnTheWire) {
+TEST_F(AckTest, SampleRecordOnTheWire) {
   ClkAnnInfo info = annInfo(5, 96, 0x40);
   EXPECT_EQ(FWM_SRV_BKF_SendAckMsg(&info), 0u);
   fwmsim::clock().settle();

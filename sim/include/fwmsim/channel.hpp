@@ -70,6 +70,9 @@ std::optional<QueueInfo> queueInfo(uint32_t id);  // nullopt once destroyed
 constexpr uintptr_t kCommHandle = 0xB0C0001u;
 constexpr uintptr_t kChannelHandle = 0xC4A0001u;
 constexpr uintptr_t kFirstClientHandle = 0xC11E0001u;
+// Each open channel holds a block of this size from the framework's memory hook
+// until the framework is uninitialised.
+constexpr uint32_t kChannelStateSize = 32;
 
 // The address area BKF_UrlMeshSet fills in the client's record.
 struct UrlArea {
@@ -100,6 +103,7 @@ class Framework {
   ClkBkfCommInitRec rec{};
   std::string name;
   std::vector<std::string> opened;
+  std::vector<void *> channelStates;
 };
 
 Framework &framework();
