@@ -2,6 +2,7 @@
 #include "fwmsim/board.hpp"
 
 #include "fwmsim/clock.hpp"
+#include "fwmsim/engine.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
 #include "platform/devm.h"
@@ -41,6 +42,7 @@ void resetBoard() {
   board() = Board{};
   faults().clear();
   recorder().clear();
+  recorder().setEnabled(true);
   {
     std::lock_guard lk(agent().mu);
     agent().existingHandle = 0;
@@ -60,6 +62,7 @@ void resetBoard() {
     r.lines.clear();
   }
   orchestrator() = Orchestrator{};
+  engine().reset();
 }
 
 }  // namespace fwmsim

@@ -15,6 +15,7 @@ void setThreadName(std::string name) { tlThreadName = std::move(name); }
 const std::string &threadName() { return tlThreadName; }
 
 void Recorder::add(std::string_view facility, std::string text, std::vector<uint8_t> bytes) {
+  if (!enabled()) return;
   Event ev{std::string(facility), tlThreadName, std::move(text), clock().nowMs(), std::move(bytes)};
   std::function<void(const Event &)> sink;
   {

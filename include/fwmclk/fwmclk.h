@@ -6,6 +6,7 @@
 #include "diag.h"
 #include "service.h"
 #include "np.h"
+#include "driver.h"
 #include "service_ops.h"
 
 #endif

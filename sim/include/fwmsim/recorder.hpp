@@ -6,6 +6,7 @@
 // Tests compare slices of the log against expected tables; clksim prints it.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
@@ -39,10 +40,15 @@ class Recorder {
   // Called synchronously for each new event (clksim prints as things happen).
   void setSink(std::function<void(const Event &)> sink);
 
+  // Recording is on unless switched off (benchmarks measure without it).
+  void setEnabled(bool on) { enabled_.store(on, std::memory_order_relaxed); }
+  bool enabled() const { return enabled_.load(std::memory_order_relaxed); }
+
  private:
   mutable std::mutex mu_;
   std::vector<Event> events_;
   std::function<void(const Event &)> sink_;
+  std::atomic<bool> enabled_{true};
 };
 
 Recorder &recorder();
@@ -77,6 +83,7 @@ std::string call(std::string_view fn, const A &...a) {
 
 template <class... A>
 void record(std::string_view facility, std::string_view fn, const A &...a) {
+  if (!recorder().enabled()) return;
   recorder().add(facility, call(fn, a...));
 }
 

@@ -1,0 +1,137 @@
+// The forwarding engine behind the simulated 1588 driver (oda_1588_... and
+// oda_port_set_control). It keeps, per unit and port, what the library
+// programmed, and answers the driver's read functions from it; tests and the
+// simulator play the network's side through this API: received announce
+// fields, announce alarms, timestamps, statistics and delay records.
+//
+// Every driver call is recorded (facility "oda") before anything else, e.g.
+//   oda_1588_set_ptp_control(0, 3, 7, 1, 0)
+// then consumes a fault injected under its own name (fwmsim::faults()); a
+// faulted call changes nothing and returns the injected code. Engine-side
+// checks return driver code 3 (bad parameter): a unit above 7, a packet type
+// above 8, an announce alarm type above 1, an identity type above 1.
+//
+// Model choices where the driver's contract leaves room:
+// - oda_1588_get_ptp_control(unit, type, rec3): rec3[0] names the port on the
+//   way in and is kept; rec3[1] receives the value programmed for that port
+//   and type (0 if none); rec3[2] is set to 0.
+// - Announce alarms: the reported state (raised by the test side) is what the
+//   read returns; reads do not clear it. oda_1588_set_announce_alarm stores
+//   the programmed word separately (alarmProgrammed).
+// - Read-clear 1 clears what was read (statistics, delays, received fields).
+// - The announce field reads copy the whole stored 88-byte record; the flag
+//   words are taken as given and recorded in the transmit state on a write.
+// - SSM statistics are kSsmStatWords words per port and selector.
+//
+// All state is behind one mutex: the library's announce timer reads it from
+// the timer thread while tests write it from theirs.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "fwmclk/np.h"
+
+namespace fwmsim {
+
+inline constexpr uint32_t kOdaUnits = 8;
+inline constexpr uint32_t kOdaPktTypes = 9;  // 0..8; 1 is the announce message
+inline constexpr uint32_t kOdaAlarmChange = 0;
+inline constexpr uint32_t kOdaAlarmTimeout = 1;
+inline constexpr size_t kSsmStatWords = 4;
+inline constexpr uint32_t kOdaCodeParam = 3;
+
+using Mac = std::array<uint8_t, 6>;
+using Words3 = std::array<uint32_t, 3>;
+using PerPktType = std::array<uint32_t, kOdaPktTypes>;
+
+// What one port of the engine holds.
+struct OdaPort {
+  // Programmed by the library.
+  std::map<uint32_t, uint32_t> ptpControl;  // by control type
+  uint32_t ssmRxEnable = 0;
+  uint32_t state = 0;
+  uint32_t encap = 0;
+  PerPktType daSel{}, dipSel{}, flagFieldSel{};
+  std::array<Mac, kOdaPktTypes> da{}, sa{};
+  PerPktType dip{}, sip{};
+  uint32_t dscp = 0;
+  uint32_t vlan = 0;
+  uint32_t udpSport = 0;
+  uint32_t flagField = 0;
+  uint32_t domainNumber = 0;
+  Words3 identityTx{};
+  std::array<Words3, 2> identityRx{};  // by identity type
+  uint32_t ipHeaderWrites = 0;         // the header's layout is the engine's own
+  PerPktType txEnable{}, rxEnable{}, interval{};
+  uint32_t annTimeoutMultiple = 0;
+  uint32_t annTimeoutInterval = 0;
+  std::array<uint32_t, 2> alarmProgrammed{};  // by alarm type
+  ClkNpAnnFlags txFlags{};
+  ClkNpAnnFields txFields{};
+  uint32_t portEnable = 0;
+
+  // Set by the network's side.
+  std::array<uint32_t, 2> alarm{};  // reported announce alarms, by type
+  ClkNpAnnFields rxFields{};
+  ClkNpPktStat pktStat{};
+  PerPktType pktStatAlarm{};
+  ClkNpTimestamps timestamps{};
+  ClkNpDfxDelay t2SubT1{}, t4SubT3{};
+  std::map<uint32_t, std::array<uint32_t, kSsmStatWords>> ssmStat;  // by selector
+};
+
+// One oda_port_set_control call as the engine received it.
+struct OdaPortCtrlCall {
+  uint32_t unit;
+  uint32_t portWord;
+  std::array<uint32_t, 6> words;
+};
+
+class Engine {
+ public:
+  // A copy of a port's state (all zero for a port never touched).
+  OdaPort port(uint32_t unit, uint32_t port) const;
+  // Every port-control record received, in order.
+  std::vector<OdaPortCtrlCall> portControls() const;
+
+  // The network's side.
+  void setRxAnnounce(uint32_t unit, uint32_t port, const ClkNpAnnFields &fields);
+  void setAnnounceAlarm(uint32_t unit, uint32_t port, uint32_t type, bool raised);
+  void setTimestamps(uint32_t unit, uint32_t port, const ClkNpTimestamps &ts);
+  void setPktStat(uint32_t unit, uint32_t port, const ClkNpPktStat &stat);
+  void setPktStatAlarm(uint32_t unit, uint32_t port, uint32_t pktType, uint32_t alarm);
+  void setDfxT2SubT1(uint32_t unit, uint32_t port, const ClkNpDfxDelay &delay);
+  void setDfxT4SubT3(uint32_t unit, uint32_t port, const ClkNpDfxDelay &delay);
+  void setSsmStat(uint32_t unit, uint32_t port, uint32_t selector, const std::array<uint32_t, kSsmStatWords> &stat);
+
+  // A faulted read first fills its output with 0xA5 bytes, as a failing
+  // engine may leave garbage behind; off by default.
+  void setScribbleOnFault(bool on);
+  bool scribbleOnFault() const;
+
+  void reset();
+
+  // Used by the driver functions: runs `fn` on the port's state under the lock.
+  template <class F>
+  auto with(uint32_t unit, uint32_t port, F &&fn) {
+    std::lock_guard lk(mu_);
+    return fn(ports_[{unit, port}]);
+  }
+  void addPortControl(const OdaPortCtrlCall &call);
+
+ private:
+  mutable std::mutex mu_;
+  std::map<std::pair<uint32_t, uint32_t>, OdaPort> ports_;
+  std::vector<OdaPortCtrlCall> portControls_;
+  bool scribble_ = false;
+};
+
+Engine &engine();
+
+}  // namespace fwmsim

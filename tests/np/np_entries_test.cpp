@@ -1,0 +1,413 @@
+// Every NP entry against the common frame: unit check, required pointers,
+// parameter line, dispatch with unchanged arguments, report; then the entries
+// that leave the frame and the report line itself.
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "fwmclk/driver.h"
+#include "fwmsim/engine.hpp"
+#include "np/slots.hpp"
+#include "np_timeline.hpp"
+
+namespace {
+
+using nptest::report;
+using nptest::Timeline;
+
+// Two caller buffers; the fake driver names them b0 and b1.
+alignas(8) uint8_t gBuf[2][256];
+
+template <class T>
+T *buf(int nullWhich, int index) {
+  return nullWhich == index ? nullptr : reinterpret_cast<T *>(gBuf[index]);
+}
+
+// The driver seen by an entry: every slot records its arguments and answers gFakeCode.
+std::vector<std::string> gFakeCalls;
+int32_t gFakeCode = 0;
+
+std::string show(uint32_t v) { return std::to_string(v); }
+std::string show(const void *p) {
+  if (p == nullptr) return "NULL";
+  if (p == gBuf[0]) return "b0";
+  if (p == gBuf[1]) return "b1";
+  return "?";
+}
+
+template <size_t Slot, class... A>
+int32_t fake(uint32_t unit, A... args) {
+  std::string s = "slot" + std::to_string(Slot) + "(" + std::to_string(unit);
+  ((s += ", " + show(args)), ...);
+  gFakeCalls.push_back(s + ")");
+  return gFakeCode;
+}
+
+template <size_t Slot, class... A>
+void installFake(NpClkDriverFuncs &t, int32_t (*)(uint32_t, A...)) {
+  t.*fwmclk::np::kMemberOf<Slot> = &fake<Slot, A...>;
+}
+
+template <size_t... S>
+void installFakes(NpClkDriverFuncs &t, std::index_sequence<S...>) {
+  (installFake<S + 1>(t, t.*fwmclk::np::kMemberOf<S + 1>), ...);
+}
+
+void installFakeDriver(uint32_t unit) {
+  installFakes(g_fnNpClkDriver[unit], std::make_index_sequence<fwmclk::np::kSlotCount - 1>{});
+}
+
+// One entry: how to call it with sample arguments (second argument 3, then
+// 4, 5, ...; pointers b0, b1, one of them null on request) and what it shows.
+struct Row {
+  const char *name;
+  size_t slot;
+  std::function<int32_t(uint32_t unit, int nullWhich)> call;
+  int pointers;          // required pointers (null-checked)
+  const char *args;      // what the slot receives after the unit
+  const char *nullLine;  // nullptr: no null check
+  const char *param;     // MSG line for unit 2; nullptr: none
+  uint32_t port = 3;     // port in the report
+};
+
+#define E(fn) [](uint32_t u, [[maybe_unused]] int n) { return CLK_NP_1588_##fn; }
+#define P(T, i) buf<T>(n, i)
+
+// clang-format off
+const Row kRows[] = {
+    {"SetSsmRxEnable", 1, E(SetSsmRxEnable(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetSsmRxEnable: Unit=[2], Port=[3], Enable=[4])."},
+    {"SetPtpCtrl", 2, E(SetPtpCtrl(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPtpCtrl: Unit=[2], Port=[3], Type=[4], Value=[5])."},
+    {"GetPtpCtrl", 3, E(GetPtpCtrl(u, 3, P(ClkNpPtpCtrlRec, 0))), 1, "3, b0", "[CLK_NP] GetPtpCtrl, null pointer", "1588.(parameter in GetPtpCtrl: Unit=[2], Type=[3])."},
+    {"SetPtpState", 4, E(SetPtpState(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetPtpState: Unit=[2], Port=[3], State=[4])."},
+    {"GetPtpState", 5, E(GetPtpState(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetPtpState, null pointer", nullptr},
+    {"SetEncapType", 6, E(SetEncapType(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapType: Unit=[2], Port=[3], Tb=[4], Encap=[5])."},
+    {"GetEncapType", 7, E(GetEncapType(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapType, null pointer", nullptr},
+    {"SetEncapDaSel", 8, E(SetEncapDaSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
+    {"SetEncapDipSel", 9, E(SetEncapDipSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
+    {"SetEncapFlagFieldSel", 10, E(SetEncapFlagFieldSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
+    {"SetEncapFlagField", 11, E(SetEncapFlagField(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapFlagField: Unit=[2], Port=[3], FlagField=[4])."},
+    {"GetEncapFlagField", 12, E(GetEncapFlagField(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapFlagField, null pointer", nullptr},
+    {"SetEncapDomainNumber", 13, E(SetEncapDomainNumber(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapDomainNumber: Unit=[2], Port=[3], DomainNum=[4])."},
+    {"GetEncapDomainNumber", 14, E(GetEncapDomainNumber(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapDomainNumber, null pointer", nullptr},
+    {"SetEncapSportIdentityTx", 15, E(SetEncapSportIdentityTx(u, 3, P(ClkNpPortIdentity, 0))), 1, "3, b0", "[CLK_NP] SetEncapSportIdentityTx, null pointer", "1588.(parameter in SetEncapSportIdentityTx: Unit=[2], Port=[3])."},
+    {"GetEncapSportIdentityTx", 16, E(GetEncapSportIdentityTx(u, 3, P(ClkNpPortIdentity, 0))), 1, "3, b0", "[CLK_NP] GetEncapSportIdentityTx, null pointer", nullptr},
+    {"SetEncapSportIdentityRx", 17, E(SetEncapSportIdentityRx(u, 3, 4, P(ClkNpPortIdentity, 0))), 1, "3, 4, b0", "[CLK_NP] SetEncapSportIdentityRx, null pointer", "1588.(parameter in SetEncapSportIdentityRx: Unit=[2], Port=[3], Type=[4])."},
+    {"GetEncapSportIdentityRx", 18, E(GetEncapSportIdentityRx(u, 3, 4, P(ClkNpPortIdentity, 0))), 1, "3, 4, b0", "[CLK_NP] GetEncapSportIdentityRx, null pointer", nullptr},
+    {"SetEncapDa", 19, E(SetEncapDa(u, 3, 4, P(uint8_t, 0))), 0, "3, 4, b0", nullptr, "1588.(parameter in SetEncapDa: Unit=[2], Port=[3],PktType=[4])."},
+    {"SetEncapSa", 20, E(SetEncapSa(u, 3, 4, P(uint8_t, 0))), 0, "3, 4, b0", nullptr, "1588.(parameter in SetEncapSa: Unit=[2], Port=[3], PktType=[4])."},
+    {"SetEncapDip", 21, E(SetEncapDip(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapDip: Unit=[2], Port=[3], PktType=[4], Dip=[5])."},
+    {"SetEncapSip", 22, E(SetEncapSip(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapSip: Unit=[2], Port=[3], PktType=[4], Sip=[5])."},
+    {"SetEncapDscp", 23, E(SetEncapDscp(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapDscp: Unit=[2], Port=[3], Dscp=[4])."},
+    {"SetEncapVlan", 24, E(SetEncapVlan(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapVlan: Unit=[2], Port=[3], Vlan=[4])."},
+    {"SetEncapUdpSport", 25, E(SetEncapUdpSport(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
+    {"SetEncapIpHeader", 26, E(SetEncapIpHeader(u, 3, P(void, 0))), 1, "3, b0", "[CLK_NP] SetEncapIpHeader, null pointer", nullptr},
+    {"SetPktTxEn", 27, E(SetPktTxEn(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktTxEn: Unit=[2], Port=[3], PktType=[4], Enable=[5])."},
+    {"SetPktRxEn", 29, E(SetPktRxEn(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktRxEn: Unit=[2], Port=[3], PktType=[4], Enable=[5])."},
+    {"SetPktInterval", 30, E(SetPktInterval(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktInterval: Unit=[2], Port=[3], PktType=[4], Interval=[5])."},
+    {"GetPktstatAlarm", 31, E(GetPktstatAlarm(u, 3, 4, 5, P(uint32_t, 0))), 1, "3, 4, 5, b0", "[CLK_NP] GetPktstatAlarm, null pointer", nullptr},
+    {"GetPktstat", 32, E(GetPktstat(u, 3, 4, P(ClkNpPktStat, 0))), 1, "3, 4, b0", "[CLK_NP] GetPktstat, null pointer", "1588.(parameter in GetPktstat: Unit=[2], Port=[3], ReadClear=[4])."},
+    {"SetAnnounceTimeout", 33, E(SetAnnounceTimeout(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetAnnounceTimeout: Unit=[2], Port=[3], Multiple=[4], Interval=[5])."},
+    {"GetAnnounceAlarm", 34, E(GetAnnounceAlarm(u, 3, 4, 5, P(uint32_t, 0))), 1, "3, 4, 5, b0", "[CLK_NP] GetAnnounceAlarm, null pointer", nullptr},
+    {"SetAnnounceAlarm", 35, E(SetAnnounceAlarm(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetAnnounceAlarm: Unit=[2], Port=[3], Type=[4], Exist=[5])."},
+    {"SetAnnounceFieldTx", 36, E(SetAnnounceFieldTx(u, 3, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, b0, b1", "[CLK_NP] SetAnnounceFieldTx, null pointer", "1588.(parameter in SetAnnounceFieldTx: Unit=[2], Port=[3])."},
+    {"GetAnnounceFieldTx", 37, E(GetAnnounceFieldTx(u, 3, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, b0, b1", "[CLK_NP] GetAnnounceFieldTx, null pointer", nullptr},
+    {"GetAnnounceFieldRx", 38, E(GetAnnounceFieldRx(u, 3, 4, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, 4, b0, b1", "[CLK_NP] GetAnnounceFieldRx, null pointer", "1588.(parameter in GetAnnounceFieldRx: Unit=[2], Port=[3], ReadClear=[4])."},
+    {"SetPortEn", 39, E(SetPortEn(u, 3, 4, P(ClkNpPortEnInfo, 0))), 1, "3, 4, b0", "[CLK_NP] SetPortEn, null pointer", "1588.(parameter in SetPortEn: unit=2, port=3, fwdunit=5, fwdport=6, enable=4)."},
+    {"GetPortEn", 40, E(GetPortEn(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetPortEn, null pointer", nullptr},
+    {"GetTimestamp", 41, E(GetTimestamp(u, 3, P(ClkNpTimestamps, 0))), 1, "3, b0", "[CLK_NP] GetTimestamp, null pointer", "1588.(parameter in GetTimestamp: Unit=[2], Port=[3])."},
+    {"GetSsmStat", 42, E(GetSsmStat(u, 3, 4, P(void, 0))), 1, "3, 4, b0", "[CLK_NP] GetSsmStat, null pointer", nullptr},
+    {"GetDfxT2SubT1", 43, E(GetDfxT2SubT1(u, 3, 4, P(ClkNpDfxDelay, 0))), 1, "3, 4, b0", "[CLK_NP] GetDfxT2SubT1, null pointer", "1588.(parameter in GetDfxT2SubT1: Unit=[2], Port=[3], ReadClear=[4])."},
+    {"GetDfxT4SubT3", 44, E(GetDfxT4SubT3(u, 3, 4, P(ClkNpDfxDelay, 0))), 1, "3, 4, b0", "[CLK_NP] GetDfxT4SubT3, null pointer", "1588.(parameter in GetDfxT4SubT3: Unit=[2], Port=[3], ReadClear=[4])."},
+    {"SetPortTsReportEnable", 48, E(SetPortTsReportEnable(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
+    {"PtpSetMac47bitModeEn", 49, E(PtpSetMac47bitModeEn(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
+    {"PtpSetMacRxPortDelay", 50, E(PtpSetMacRxPortDelay(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
+    {"PtpSetMacTxPortDelay", 51, E(PtpSetMacTxPortDelay(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
+    {"PtpSetTspDelay", 52, E(PtpSetTspDelay(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
+    {"PtpGetTspHeaderCnt", 53, E(PtpGetTspHeaderCnt(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] PtpGetTspHeaderCnt, null pointer", nullptr},
+    {"PtpGetTsReportPort", 54, E(PtpGetTsReportPort(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] PtpGetTsReportPort, null pointer", nullptr},
+    {"PtpSetI2cSlaveAddr", 55, E(PtpSetI2cSlaveAddr(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
+    {"PtpSetRtcTime", 56, E(PtpSetRtcTime(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
+    {"PtpSetRtcNsAdjust", 57, E(PtpSetRtcNsAdjust(u, 3, P(void, 0))), 1, "3, b0", "[CLK_NP] PtpSetRtcNsAdjust, null pointer", nullptr},
+    {"PtpSetTspRefreshEn", 58, E(PtpSetTspRefreshEn(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
+    {"PtpClearTsCnt", 59, E(PtpClearTsCnt(u, 3)), 0, "3", nullptr, nullptr},
+    {"PtpSetPortEnable", 60, E(PtpSetPortEnable(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
+    {"PtpGetPortTsReportEnable", 62, E(PtpGetPortTsReportEnable(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] PtpGetPortTsReportEnable, null pointer", nullptr},
+    {"PtpGetReportTs", 63, E(PtpGetReportTs(u, P(void, 0))), 1, "b0", "[CLK_NP] PtpGetReportTs, null pointer", nullptr, 0},
+    {"PtpGetChannelTs", 64, E(PtpGetChannelTs(u, 3, P(void, 0))), 1, "3, b0", "[CLK_NP] PtpGetChannelTs, null pointer", nullptr},
+};
+// clang-format on
+
+#undef E
+#undef P
+
+std::string reasonOf(const Row &r) { return std::string("NP_1588_") + r.name; }
+
+class Entry : public nptest::NpBoard, public ::testing::WithParamInterface<Row> {
+ protected:
+  void SetUp() override {
+    nptest::NpBoard::SetUp();
+    std::memset(gBuf, 0, sizeof gBuf);
+    auto *info = reinterpret_cast<ClkNpPortEnInfo *>(gBuf[0]);
+    info->fwdUnit = 5;
+    info->fwdPort = 6;
+    gFakeCalls.clear();
+    gFakeCode = 0;
+  }
+
+  std::vector<std::string> paramLines() const {
+    if (GetParam().param == nullptr) return {};
+    return {std::string("LOG MSG ") + GetParam().param};
+  }
+};
+
+std::string rowName(const ::testing::TestParamInfo<Row> &info) { return info.param.name; }
+
+TEST_P(Entry, RejectsUnitsAboveSevenSilently) {
+  installFakeDriver(0);
+  for (uint32_t unit : {8u, 9u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+    for (int nullWhich = -1; nullWhich < GetParam().pointers; ++nullWhich) {
+      Timeline t;
+      EXPECT_EQ(GetParam().call(unit, nullWhich), CLK_NP_ERR_UNIT) << unit;
+      EXPECT_THAT(t.lines(), ::testing::IsEmpty()) << unit;
+    }
+  }
+  EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
+}
+
+TEST_P(Entry, NullRequiredPointerPrintsItsLineBeforeAnything) {
+  const Row &r = GetParam();
+  if (r.nullLine == nullptr) GTEST_SKIP() << "no required pointer";
+  installFakeDriver(2);
+  for (int nullWhich = 0; nullWhich < r.pointers; ++nullWhich) {
+    Timeline t;
+    EXPECT_EQ(r.call(2, nullWhich), CLK_NP_ERR_NULL_PTR);
+    EXPECT_THAT(t.lines(), ::testing::ElementsAre(std::string("DBG ") + r.nullLine)) << nullWhich;
+  }
+  EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
+}
+
+TEST_P(Entry, EmptySlotReportsFfffffF0WithItsReason) {
+  const Row &r = GetParam();
+  Timeline t;
+  EXPECT_EQ(r.call(2, -1), CLK_NP_ERR_NO_FUNC);
+  auto expected = paramLines();
+  expected.push_back(report("FFFFFFF0", 2, r.port, reasonOf(r)));
+  EXPECT_EQ(t.lines(), expected);
+}
+
+TEST_P(Entry, PassesArgumentsUnchangedAndTheResultUp) {
+  const Row &r = GetParam();
+  installFakeDriver(2);
+  Timeline t;
+  EXPECT_EQ(r.call(2, -1), 0);
+  EXPECT_THAT(gFakeCalls, ::testing::ElementsAre("slot" + std::to_string(r.slot) + "(2, " + r.args + ")"));
+  EXPECT_EQ(t.lines(), paramLines());
+}
+
+TEST_P(Entry, ReportsDriverCodesExceptMinusSixToMinusEight) {
+  const Row &r = GetParam();
+  installFakeDriver(7);
+  const std::pair<int32_t, const char *> codes[] = {
+      {1, "1"},      {-9, "FFFFFFF7"}, {-5, "FFFFFFFB"}, {-99, "FFFFFF9D"}, {INT32_MIN, "80000000"},
+      {-6, nullptr}, {-7, nullptr},    {-8, nullptr}};
+  for (const auto &[code, hex] : codes) {
+    gFakeCode = code;
+    Timeline t;
+    EXPECT_EQ(r.call(7, -1), code);
+    std::vector<std::string> reports;
+    for (const auto &line : t.lines())
+      if (line.rfind("DBG ", 0) == 0) reports.push_back(line);
+    if (hex == nullptr) {
+      EXPECT_THAT(reports, ::testing::IsEmpty()) << code;
+    } else {
+      EXPECT_THAT(reports, ::testing::ElementsAre(report(hex, 7, r.port, reasonOf(r)))) << code;
+    }
+  }
+}
+
+TEST_P(Entry, ParameterLineIsNotDeliveredWithMsgSwitchedOff) {
+  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_MSG] = 0;
+  installFakeDriver(2);
+  Timeline t;
+  EXPECT_EQ(GetParam().call(2, -1), 0);
+  EXPECT_THAT(t.lines(), ::testing::IsEmpty());
+  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_MSG] = 1;
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Entry, ::testing::ValuesIn(kRows), rowName);
+
+TEST(EntryTable, CoversEveryAssignedSlotOnce) {
+  std::vector<size_t> slots;
+  for (const Row &r : kRows) slots.push_back(r.slot);
+  slots.push_back(28);  // GetPktTxEn: tested on its own below
+  std::sort(slots.begin(), slots.end());
+  std::vector<size_t> expected;
+  for (size_t s = 1; s < fwmclk::np::kSlotCount; ++s)
+    if (!fwmclk::np::isUnassigned(s)) expected.push_back(s);
+  EXPECT_EQ(slots, expected);
+}
+
+// The entries that leave the frame.
+class NpExceptions : public nptest::NpBoard {};
+
+TEST_F(NpExceptions, GetPktTxEnLogsAfterTheCallWithTheWordItFinds) {
+  uint32_t enable = 7;
+  Timeline empty;
+  EXPECT_EQ(CLK_NP_1588_GetPktTxEn(2, 3, 1, &enable), CLK_NP_ERR_NO_FUNC);
+  EXPECT_THAT(
+      empty.lines(),
+      ::testing::ElementsAre(report("FFFFFFF0", 2, 3, "NP_1588_GetPktTxEn"),
+                             "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[7])."));
+
+  clk_1588_driver_init(&g_fnNpClkDriver[2]);
+  ASSERT_EQ(CLK_NP_1588_SetPktTxEn(2, 3, 1, 1), 0);
+  enable = 0;
+  Timeline read;
+  EXPECT_EQ(CLK_NP_1588_GetPktTxEn(2, 3, 1, &enable), 0);
+  EXPECT_EQ(enable, 1u);
+  EXPECT_THAT(
+      read.lines(),
+      ::testing::ElementsAre("oda_1588_get_pkt_tx_en(2, 3, 1, &)",
+                             "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[1])."));
+  EXPECT_EQ(CLK_NP_1588_GetPktTxEn(8, 3, 1, &enable), CLK_NP_ERR_UNIT);
+}
+
+TEST_F(NpExceptions, SetPortEnLogsInSignedDecimal) {
+  ClkNpPortEnInfo info{};
+  info.fwdUnit = 255;
+  info.fwdPort = 1;
+  info.fwdTarget = CLK_NP_FWD_TARGET_NONE;
+  Timeline t;
+  EXPECT_EQ(CLK_NP_1588_SetPortEn(0, 4294967295u, 4294967294u, &info), CLK_NP_ERR_NO_FUNC);
+  EXPECT_THAT(t.lines(),
+              ::testing::ElementsAre(
+                  "LOG MSG 1588.(parameter in SetPortEn: unit=0, port=-1, fwdunit=255, fwdport=1, enable=-2).",
+                  "DBG Fe module error. (ErrCode=0xFFFFFFF0, Slot=1/3, Unit=0, Port=4294967295, Reason=Failed to "
+                  "NP_1588_SetPortEn.)"));
+}
+
+TEST_F(NpExceptions, PlaceholdersAnswerZeroForAnyUnitAndDoNothing) {
+  installFakeDriver(0);
+  gFakeCalls.clear();
+  Timeline t;
+  for (uint32_t unit : {0u, 7u, 8u, 0xFFFFFFFFu}) {
+    EXPECT_EQ(CLK_NP_1588_SetSynceConfig(unit, 1u, nullptr), 0);
+    EXPECT_EQ(CLK_NP_1588_GetPtpRtcTs(unit), 0);
+    EXPECT_EQ(CLK_NP_1588_SetMacAsymDelay(unit, 1u, 2u, 3u), 0);
+  }
+  EXPECT_THAT(t.lines(), ::testing::IsEmpty());
+  EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
+}
+
+// The two reports of a driver failure, adapter first, and the adapter's own checks.
+class NpOnAdapter : public nptest::NpBoard {
+ protected:
+  void SetUp() override {
+    nptest::NpBoard::SetUp();
+    clk_1588_driver_init(&g_fnNpClkDriver[0]);
+  }
+};
+
+TEST_F(NpOnAdapter, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
+  fwmsim::faults().inject("oda_1588_set_ptp_control", 5);
+  Timeline t;
+  EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(0, 3, 7, 1), -5);
+  EXPECT_THAT(t.lines(),
+              ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpCtrl: Unit=[0], Port=[3], Type=[7], Value=[1]).",
+                                     "oda_1588_set_ptp_control(0, 3, 7, 1, 0)",
+                                     report("FFFFFFFB", 0, 3, "[1588]set ptp control"),
+                                     report("FFFFFFFB", 0, 3, "NP_1588_SetPtpCtrl")));
+}
+
+TEST_F(NpOnAdapter, EngineCodesFourSixSevenReachTheCallerUnreported) {
+  const std::pair<uint32_t, int32_t> codes[] = {{4, -6}, {6, -8}, {7, -7}};
+  for (const auto &[oda, mapped] : codes) {
+    fwmsim::faults().inject("oda_1588_set_ptp_state", oda);
+    Timeline t;
+    EXPECT_EQ(CLK_NP_1588_SetPtpState(0, 3, 1), mapped);
+    EXPECT_THAT(t.lines(),
+                ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[1]).",
+                                       "oda_1588_set_ptp_state(0, 3, 1)"));
+  }
+}
+
+TEST_F(NpOnAdapter, SilentAdapterRejectionLeavesOnlyTheEntrysReport) {
+  Timeline t;
+  EXPECT_EQ(CLK_NP_1588_SetPtpState(0, 3, 10), CLK_NP_ERR_PARAM);
+  uint32_t alarm = 0;
+  EXPECT_EQ(CLK_NP_1588_GetAnnounceAlarm(0, 3, 2, 1, &alarm), CLK_NP_ERR_PARAM);
+  EXPECT_THAT(t.lines(),
+              ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[10]).",
+                                     report("FFFFFFFC", 0, 3, "NP_1588_SetPtpState"),
+                                     report("FFFFFFFC", 0, 3, "NP_1588_GetAnnounceAlarm")));
+}
+
+TEST_F(NpOnAdapter, ReportedAdapterRejectionGivesTwoLines) {
+  Timeline t;
+  EXPECT_EQ(CLK_NP_1588_SetPktInterval(0, 3, 1, 21), CLK_NP_ERR_PARAM);
+  EXPECT_THAT(
+      t.lines(),
+      ::testing::ElementsAre(
+          "LOG MSG 1588.(parameter in SetPktInterval: Unit=[0], Port=[3], PktType=[1], Interval=[21]).",
+          report("FFFFFFFC", 0, 3, "[1588]get oda interval"), report("FFFFFFFC", 0, 3, "NP_1588_SetPktInterval")));
+}
+
+TEST_F(NpOnAdapter, GetPtpCtrlReportsTheControlTypeAsThePort) {
+  fwmsim::faults().inject("oda_1588_get_ptp_control", 1);
+  ClkNpPtpCtrlRec rec{{3, 0}};
+  Timeline t;
+  EXPECT_EQ(CLK_NP_1588_GetPtpCtrl(0, 31, &rec), CLK_NP_ERR_FAIL);
+  EXPECT_THAT(t.lines(),
+              ::testing::ElementsAre("LOG MSG 1588.(parameter in GetPtpCtrl: Unit=[0], Type=[31]).",
+                                     "oda_1588_get_ptp_control(0, 31, &)", report("1", 0, 31, "[1588]get ptp control"),
+                                     report("1", 0, 31, "NP_1588_GetPtpCtrl")));
+}
+
+TEST_F(NpOnAdapter, TimestampUnitEntriesFindEmptySlots) {
+  Timeline t;
+  EXPECT_EQ(CLK_NP_1588_PtpSetTspDelay(0, 1, 100), CLK_NP_ERR_NO_FUNC);
+  uint8_t report2[16];
+  EXPECT_EQ(CLK_NP_1588_PtpGetReportTs(0, report2), CLK_NP_ERR_NO_FUNC);
+  EXPECT_EQ(CLK_NP_1588_PtpGetChannelTs(0, 3, nullptr), CLK_NP_ERR_NULL_PTR);
+  EXPECT_THAT(t.lines(), ::testing::ElementsAre(report("FFFFFFF0", 0, 1, "NP_1588_PtpSetTspDelay"),
+                                                report("FFFFFFF0", 0, 0, "NP_1588_PtpGetReportTs"),
+                                                "DBG [CLK_NP] PtpGetChannelTs, null pointer"));
+}
+
+// The report line itself.
+class RetProcess : public nptest::NpBoard {};
+
+TEST_F(RetProcess, SilentForSuccessAndMinusSixToMinusEight) {
+  const size_t mark = fwmsim::recorder().mark();
+  Timeline t;
+  for (int32_t code : {0, -6, -7, -8}) CLK_NP_RetProcess(code, 1, 2, "x");
+  EXPECT_THAT(t.lines(), ::testing::IsEmpty());
+  EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ::testing::IsEmpty());
+}
+
+TEST_F(RetProcess, PrintsCodeInCapitalHexWithChassisAndSlot) {
+  fwmsim::board().chassisId = 2;
+  fwmsim::board().slotId = 14;
+  const size_t mark = fwmsim::recorder().mark();
+  Timeline t;
+  const std::pair<int32_t, const char *> codes[] = {
+      {1, "1"},         {-1, "FFFFFFFF"},  {-5, "FFFFFFFB"},         {-9, "FFFFFFF7"},     {-16, "FFFFFFF0"},
+      {-4, "FFFFFFFC"}, {-99, "FFFFFF9D"}, {0x7FFFFFFF, "7FFFFFFF"}, {-5 - 4, "FFFFFFF7"}, {0xAB, "AB"}};
+  std::vector<std::string> expected;
+  for (const auto &[code, hex] : codes) {
+    CLK_NP_RetProcess(code, 5, 4000000000u, "do it");
+    expected.push_back(std::string("DBG Fe module error. (ErrCode=0x") + hex +
+                       ", Slot=2/14, Unit=5, Port=4000000000, Reason=Failed to do it.)");
+  }
+  EXPECT_EQ(t.lines(), expected);
+  const auto devm = fwmtest::callsSince(mark, "devm");
+  ASSERT_GE(devm.size(), 2u);
+  EXPECT_EQ(devm[0], "FWM_Srv_Get_ChassisId()");
+  EXPECT_EQ(devm[1], "FWM_Srv_Get_Slotid(2)");
+}
+
+}  // namespace
