@@ -1,0 +1,291 @@
+// Encapsulation, receive and transmit control per packet type, and the source
+// port identities.
+#include <cstdio>
+
+#include "service_fixture.hpp"
+
+namespace {
+
+using fwmtest::Golden;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr uint32_t kUnit = 1;
+constexpr uint32_t kPort = 5;
+constexpr uint32_t kBoard = 2;
+
+ClkPtpPktEncap encapRequest(uint32_t type) {
+  ClkPtpPktEncap e{};
+  e.encapType = type;
+  e.vlanPriority = 5;
+  e.vlanId = 100;
+  e.dscp = 46;
+  const uint8_t da[6] = {0x01, 0x1B, 0x19, 0x00, 0x00, 0x00};
+  const uint8_t sa[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
+  for (int i = 0; i < 6; ++i) {
+    e.destMac[i] = da[i];
+    e.srcMac[i] = sa[i];
+  }
+  e.destIp = 0xE0000181u;  // 224.0.1.129 = 3758096769
+  e.srcIp = 0x0A000001u;   // 10.0.0.1 = 167772161
+  return e;
+}
+
+// Fourteen service calls: the encapsulation (which the adapter programs with
+// the destination port and board), addresses for NP types 3, 0, 1, DSCP.
+constexpr std::string_view kEncapData[] = {
+    "oda_1588_set_encap_type(1, 5, 3)",
+    "oda_1588_set_ptp_control(1, 5, 32, 5, 0)",
+    "oda_1588_set_ptp_control(1, 5, 31, 2, 0)",
+    "oda_1588_set_encap_da(1, 5, 3, 01:1B:19:00:00:00)",
+    "oda_1588_set_encap_sa(1, 5, 3, 00:11:22:33:44:55)",
+    "oda_1588_set_encap_dip(1, 5, 3, 3758096769)",
+    "oda_1588_set_encap_sip(1, 5, 3, 167772161)",
+    "oda_1588_set_encap_da(1, 5, 0, 01:1B:19:00:00:00)",
+    "oda_1588_set_encap_sa(1, 5, 0, 00:11:22:33:44:55)",
+    "oda_1588_set_encap_dip(1, 5, 0, 3758096769)",
+    "oda_1588_set_encap_sip(1, 5, 0, 167772161)",
+    "oda_1588_set_encap_da(1, 5, 1, 01:1B:19:00:00:00)",
+    "oda_1588_set_encap_sa(1, 5, 1, 00:11:22:33:44:55)",
+    "oda_1588_set_encap_dip(1, 5, 1, 3758096769)",
+    "oda_1588_set_encap_sip(1, 5, 1, 167772161)",
+    "oda_1588_set_encap_dscp(1, 5, 46)",
+};
+constexpr std::string_view kTag[] = {"oda_1588_set_encap_vlan(1, 5, 0x8100A064)"};
+constexpr std::string_view kSrcIp[] = {"oda_1588_set_ptp_control(1, 5, 26, 167772161, 0)"};
+constexpr std::string_view kTagAndSrcIp[] = {kTag[0], kSrcIp[0]};
+
+struct EncapCase {
+  uint32_t type;
+  Golden tail;  // after the fourteen common calls
+};
+
+const EncapCase kEncapCases[] = {
+    {0, {}}, {1, kTag}, {2, kSrcIp}, {3, kTagAndSrcIp}, {4, {}},
+};
+
+using Encap = fwmtest::ServiceTest;
+
+TEST_F(Encap, TypeDecidesTagAndSourceAddressControl) {
+  for (const EncapCase &c : kEncapCases) {
+    mark();
+    ClkPtpPktEncap e = encapRequest(c.type);
+    EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u) << c.type;
+    auto expected = strings(kEncapData);
+    expected[0] = "oda_1588_set_encap_type(1, 5, " + std::to_string(c.type) + ")";
+    expected.insert(expected.end(), c.tail.begin(), c.tail.end());
+    EXPECT_EQ(engine(), expected) << c.type;
+    EXPECT_THAT(lines(), IsEmpty()) << c.type;
+  }
+}
+
+struct TagCase {
+  uint32_t priority;
+  uint32_t vlanId;
+  uint32_t tag;
+};
+
+constexpr TagCase kTagCases[] = {
+    {5, 100, 0x8100A064u},
+    {9, 0x1064, 0x81002064u},  // priority and id keep only their low 3 and 12 bits
+    {7, 4095, 0x8100EFFFu},
+    {8, 0, 0x81000000u},
+};
+
+TEST_F(Encap, VlanTagWord) {
+  for (const TagCase &c : kTagCases) {
+    mark();
+    ClkPtpPktEncap e = encapRequest(1);
+    e.vlanPriority = c.priority;
+    e.vlanId = c.vlanId;
+    EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u);
+    auto calls = engine();
+    ASSERT_FALSE(calls.empty());
+    char tag[16];
+    std::snprintf(tag, sizeof tag, "0x%X", c.tag);
+    EXPECT_EQ(calls.back(), std::string("oda_1588_set_encap_vlan(1, 5, ") + tag + ")");
+  }
+}
+
+// A rejected encapsulation fails one call; the other thirteen and the tag still run.
+TEST_F(Encap, FailuresAreOredAndNothingStops) {
+  fwmsim::faults().inject("oda_1588_set_encap_dip", 1, 1, 1);  // NP type 0's destination address
+  fwmsim::faults().inject("oda_1588_set_encap_vlan", 2);
+  ClkPtpPktEncap e = encapRequest(1);
+  EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0xFFFFFFFFu);  // 1 | -2
+  auto expected = strings(kEncapData);
+  expected[0] = "oda_1588_set_encap_type(1, 5, 1)";
+  expected.emplace_back(kTag[0]);
+  EXPECT_EQ(engine(), expected);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPktEncapData failed, Ret=1",
+                                   "ERROR [FWM_SRV_CLK] SetPtpEncapVlan failed, Ret=4294967294",
+                                   "ERROR [FWM_SRV_CLK] SetPtpPktEncap failed, Ret=4294967295"));
+}
+
+// Receive control per orchestrator type with receive enable on and both checks
+// switched off (2 and 7 both mean off).
+struct RxCase {
+  uint32_t pktType;
+  Golden golden;
+};
+
+constexpr std::string_view kRx1[] = {"oda_1588_set_pkt_rx_en(1, 5, 0, 1)", "oda_1588_set_ptp_control(1, 5, 10, 0, 0)",
+                                     "oda_1588_set_ptp_control(1, 5, 16, 0, 0)"};
+constexpr std::string_view kRx2[] = {"oda_1588_set_pkt_rx_en(1, 5, 1, 1)", "oda_1588_set_ptp_control(1, 5, 9, 0, 0)",
+                                     "oda_1588_set_ptp_control(1, 5, 14, 0, 0)"};
+constexpr std::string_view kRx3[] = {"oda_1588_set_pkt_rx_en(1, 5, 3, 1)", "oda_1588_set_ptp_control(1, 5, 15, 0, 0)"};
+constexpr std::string_view kRx4[] = {"oda_1588_set_pkt_rx_en(1, 5, 5, 1)"};
+constexpr std::string_view kRx5[] = {"oda_1588_set_pkt_rx_en(1, 5, 4, 1)", "oda_1588_set_ptp_control(1, 5, 14, 0, 0)"};
+
+const RxCase kRxCases[] = {{1, kRx1}, {2, kRx2}, {3, kRx3}, {4, kRx4}, {5, kRx5}, {6, {}}, {7, {}}, {8, {}}};
+
+using RxTxCtl = fwmtest::ServiceTest;
+
+TEST_F(RxTxCtl, ReceiveControlForEveryPacketType) {
+  for (const RxCase &c : kRxCases) {
+    mark();
+    ClkPtpRxCtl rx{c.pktType, 1, {}, 7, 2};
+    EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &rx), 0u) << c.pktType;
+    EXPECT_EQ(engine(), strings(c.golden)) << c.pktType;
+    EXPECT_THAT(lines(), IsEmpty()) << c.pktType;
+  }
+}
+
+TEST_F(RxTxCtl, ReceiveControlRefusesInvalidTypesAtTheFirstSettingMade) {
+  for (uint32_t pktType : {0u, 9u}) {
+    mark();
+    ClkPtpRxCtl rx{pktType, 1, {}, 1, 1};
+    EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &rx), 1u);
+    EXPECT_THAT(engine(), IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre("ERROR SetPktRxEn, Invaild pkt type: " + std::to_string(pktType),
+                                     "ERROR [FWM_SRV_CLK] SetPktRxEn failed, Ret=1"));
+  }
+  mark();
+  ClkPtpRxCtl srcOnly{0, 0, {}, 0, 1};
+  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &srcOnly), 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR SetSrcPortIdCheck, Invaild pkt type: 0",
+                                   "ERROR [FWM_SRV_CLK] SetSrcPortIdCheck failed, Ret=1"));
+  mark();
+  ClkPtpRxCtl domainOnly{9, 0, {}, 2, 0};
+  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &domainOnly), 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR SetDomainCheck, Invaild pkt type: 9",
+                                   "ERROR [FWM_SRV_CLK] SetDomainCheck failed, Ret=1"));
+  // Nothing asked, nothing checked: even an invalid type passes.
+  mark();
+  ClkPtpRxCtl nothing{9, 0, {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu}, 0, 0};
+  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &nothing), 0u);
+  EXPECT_THAT(engine(), IsEmpty());
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+TEST_F(RxTxCtl, ReceiveControlStopsAtTheFirstFailure) {
+  fwmsim::faults().inject("oda_1588_set_ptp_control", 1);
+  ClkPtpRxCtl rx{1, 1, {}, 1, 1};
+  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &rx), 1u);
+  EXPECT_THAT(engine(), ElementsAre("oda_1588_set_pkt_rx_en(1, 5, 0, 1)", "oda_1588_set_ptp_control(1, 5, 10, 1, 0)"));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetSrcPortIdCheck failed, Ret=1"));
+}
+
+// Transmit control with interval 4 and enable 1.
+constexpr std::string_view kTx1[] = {"oda_1588_set_pkt_interval(1, 5, 0, 4)", "oda_1588_set_pkt_tx_en(1, 5, 0, 1)"};
+constexpr std::string_view kTx2[] = {"oda_1588_set_pkt_interval(1, 5, 1, 4)", "oda_1588_set_pkt_tx_en(1, 5, 1, 1)"};
+constexpr std::string_view kTx34[] = {"oda_1588_set_pkt_interval(1, 5, 3, 4)", "oda_1588_set_pkt_interval(1, 5, 4, 4)",
+                                      "oda_1588_set_pkt_tx_en(1, 5, 3, 1)"};
+constexpr std::string_view kTx56[] = {"oda_1588_set_pkt_tx_en(1, 5, 4, 1)"};
+constexpr std::string_view kTx7[] = {"oda_1588_set_pkt_tx_en(1, 5, 7, 1)"};
+constexpr std::string_view kTx8[] = {"oda_1588_set_pkt_tx_en(1, 5, 2, 1)"};
+
+const RxCase kTxCases[] = {{1, kTx1}, {2, kTx2}, {3, kTx34}, {4, kTx34}, {5, kTx56}, {6, kTx56}, {7, kTx7}, {8, kTx8}};
+
+TEST_F(RxTxCtl, TransmitControlForEveryPacketType) {
+  for (const RxCase &c : kTxCases) {
+    mark();
+    ClkPtpTxCtl tx{c.pktType, 1, 0xFFFFFFFFu, 4};
+    EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 0u) << c.pktType;
+    EXPECT_EQ(engine(), strings(c.golden)) << c.pktType;
+    EXPECT_THAT(lines(), IsEmpty()) << c.pktType;
+  }
+}
+
+TEST_F(RxTxCtl, TransmitControlFailures) {
+  for (uint32_t pktType : {0u, 9u}) {
+    mark();
+    ClkPtpTxCtl tx{pktType, 1, 0, 4};
+    EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
+    EXPECT_THAT(engine(), IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre("ERROR [SetPktInterval] Invaild pkt type: " + std::to_string(pktType),
+                                     "ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"));
+  }
+  // Both interval calls are made; the enable is left alone.
+  mark();
+  fwmsim::faults().inject("oda_1588_set_pkt_interval", 1);
+  ClkPtpTxCtl tx{3, 1, 0, 4};
+  EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
+  EXPECT_THAT(engine(), ElementsAre(kTx34[0], kTx34[1]));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"));
+
+  mark();
+  fwmsim::faults().inject("oda_1588_set_pkt_tx_en", 1);
+  EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
+  EXPECT_EQ(engine(), strings(kTx34));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktTxEn failed, ret = 1"));
+
+  // An interval the adapter does not know is refused before the engine.
+  mark();
+  ClkPtpTxCtl badInterval{1, 1, 0, 21};
+  EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &badInterval), 0xFFFFFFFCu);
+  EXPECT_THAT(engine(), IsEmpty());
+  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 4294967292"));
+}
+
+// Each per-type step names itself when it refuses a type.
+struct InvalidLineCase {
+  uint32_t (*step)(uint32_t, uint32_t, uint32_t, uint32_t);
+  const char *line;
+};
+
+const InvalidLineCase kInvalidLines[] = {
+    {FWM_SRV_CLK_SetPktRxEn, "ERROR SetPktRxEn, Invaild pkt type: 12"},
+    {FWM_SRV_CLK_SetPktTxEn, "ERROR [SetPktTxEn] Invaild pkt type: 12"},
+    {FWM_SRV_CLK_SetPktInterval, "ERROR [SetPktInterval] Invaild pkt type: 12"},
+    {FWM_SRV_CLK_SetSrcPortIdCheck, "ERROR SetSrcPortIdCheck, Invaild pkt type: 12"},
+    {FWM_SRV_CLK_SetDomainCheck, "ERROR SetDomainCheck, Invaild pkt type: 12"},
+};
+
+TEST_F(RxTxCtl, EveryStepRefusesAnInvalidTypeWithItsOwnLine) {
+  for (const InvalidLineCase &c : kInvalidLines) {
+    mark();
+    EXPECT_EQ(c.step(kUnit, kPort, 12, 1), 1u);
+    EXPECT_THAT(engine(), IsEmpty());
+    EXPECT_THAT(lines(), ElementsAre(c.line));
+  }
+}
+
+using SrcPortId = fwmtest::ServiceTest;
+
+TEST_F(SrcPortId, ReceiveIdentityTypeIsZeroOnlyForPacketType4) {
+  for (uint32_t pktType : {4u, 1u, 2u, 0u}) {
+    mark();
+    ClkPtpRxSrcPortId id{pktType, {0x01020304u, 0x05060708u, 0x090A0B0Cu}};
+    EXPECT_EQ(orch->setPtpRxSrcPortId(kUnit, kPort, &id), 0u);
+    EXPECT_THAT(engine(), ElementsAre("oda_1588_set_encap_sport_identity_rx(1, 5, " +
+                                      std::string(pktType == 4 ? "0" : "1") + ", [16909060, 84281096, 151653132])"));
+  }
+  mark();
+  fwmsim::faults().inject("oda_1588_set_encap_sport_identity_rx", 1);
+  ClkPtpRxSrcPortId id{1, {1, 2, 3}};
+  EXPECT_EQ(orch->setPtpRxSrcPortId(kUnit, kPort, &id), 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpRxSrcPortId] SetEncapSportIdentityRx failed, ret = 1"));
+}
+
+TEST_F(SrcPortId, TransmitIdentity) {
+  ClkPtpTxSrcPortId id{{0x01020304u, 0x05060708u, 0x090A0B0Cu}};
+  EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &id), 0u);
+  EXPECT_THAT(engine(), ElementsAre("oda_1588_set_encap_sport_identity_tx(1, 5, [16909060, 84281096, 151653132])"));
+  mark();
+  fwmsim::faults().inject("oda_1588_set_encap_sport_identity_tx", 1);
+  EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &id), 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxSrcPortId] SetEncapSportIdentityTx failed, ret = 1"));
+}
+
+}  // namespace

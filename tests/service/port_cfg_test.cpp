@@ -1,0 +1,301 @@
+// Global setting, port configuration, asymmetry and SSM: the engine calls each
+// makes, in order, and the lines it logs.
+#include <climits>
+
+#include "service_fixture.hpp"
+
+namespace {
+
+using fwmtest::Golden;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+constexpr uint32_t kUnit = 1;
+constexpr uint32_t kPort = 5;
+constexpr uint32_t kNoTarget = 0xFFFFFFFFu;
+
+ClkPtpPortCfg portCfg(uint32_t enable, uint32_t stateWord, uint32_t ctrl1) {
+  ClkPtpPortCfg cfg{};
+  cfg.enable = enable;
+  cfg.ctrlType0Value = 11;
+  cfg.portState = stateWord;
+  cfg.ctrlType2Value = 22;
+  cfg.domainNumber = 24;
+  cfg.ctrlType1Value = ctrl1;
+  cfg.annTimeoutMultiple = 3;
+  cfg.rxSrcPortIdentity[0] = 0x11;
+  cfg.rxSrcPortIdentity[1] = 0x22;
+  cfg.rxSrcPortIdentity[2] = 0x33;
+  cfg.ctrlType33Value = 0x1234;
+  cfg.ifIndex = 77;
+  return cfg;
+}
+
+// enable 1, SLAVE, flag clear: 18 then 8 after 0 and 1; the port is enabled last.
+constexpr std::string_view kOnSlave[] = {
+    "oda_1588_set_ptp_state(1, 5, 9)",
+    "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 18, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 8, 5, 0)",
+    "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 1)",
+    "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)",
+    "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 6, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+    "oda_1588_set_port_en(1, 5, 1)",
+};
+
+// enable 1, SLAVE, flag set: neither 18 nor 8; control 1 = 0 gives 7 = 255.
+constexpr std::string_view kOnSlaveFlagged[] = {
+    "oda_1588_set_ptp_state(1, 5, 9)",
+    "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 0, 0)",
+    "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 1)",
+    "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)",
+    "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 7, 255, 0)",
+    "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+    "oda_1588_set_port_en(1, 5, 1)",
+};
+
+// enable 1, PASSIVE with the flag set: 18 only.
+constexpr std::string_view kOnPassive[] = {
+    "oda_1588_set_ptp_state(1, 5, 7)",
+    "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 18, 1, 0)",
+    "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 1)",
+    "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)",
+    "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 6, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+    "oda_1588_set_port_en(1, 5, 1)",
+};
+
+// enable 1, MASTER: neither 18 nor 8; control 1 = 2 gives 7 = 255.
+constexpr std::string_view kOnMaster[] = {
+    "oda_1588_set_ptp_state(1, 5, 6)",
+    "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 2, 0)",
+    "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 1)",
+    "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)",
+    "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 7, 255, 0)",
+    "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+    "oda_1588_set_port_en(1, 5, 1)",
+};
+
+// enable 0, SLAVE, flag clear: the port is disabled first, then 18 = 0 and 8 = port.
+constexpr std::string_view kOffSlave[] = {
+    "oda_1588_set_port_en(1, 5, 0)",
+    "oda_1588_set_ptp_state(1, 5, 9)",
+    "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 18, 0, 0)",
+    "oda_1588_set_ptp_control(1, 5, 8, 5, 0)",
+    "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 0)",
+    "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)",
+    "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 6, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+};
+
+// enable 0, SLAVE with the flag set (and LISTENING alike): 18 = 0, no 8.
+constexpr std::string_view kOffSlaveFlagged[] = {
+    "oda_1588_set_port_en(1, 5, 0)",
+    "oda_1588_set_ptp_state(1, 5, 9)",
+    "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 18, 0, 0)",
+    "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 0)",
+    "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)",
+    "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 6, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+};
+
+constexpr std::string_view kOffListening[] = {
+    "oda_1588_set_port_en(1, 5, 0)",
+    "oda_1588_set_ptp_state(1, 5, 3)",
+    "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 18, 0, 0)",
+    "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 0)",
+    "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)",
+    "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 6, 1, 0)",
+    "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+};
+
+// An enable of 2 switches the port neither off nor on; 18 carries the 2.
+constexpr std::string_view kOtherEnable[] = {
+    "oda_1588_set_ptp_state(1, 5, 9)",          "oda_1588_set_ptp_control(1, 5, 0, 11, 0)",
+    "oda_1588_set_ptp_control(1, 5, 1, 1, 0)",  "oda_1588_set_ptp_control(1, 5, 18, 2, 0)",
+    "oda_1588_set_ptp_control(1, 5, 8, 5, 0)",  "oda_1588_set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51])",
+    "oda_1588_set_pkt_tx_en(1, 5, 4, 2)",       "oda_1588_set_encap_domain_number(1, 5, 24)",
+    "oda_1588_set_ptp_control(1, 5, 2, 22, 0)", "oda_1588_set_announce_timeout(1, 5, 3, 0)",
+    "oda_1588_set_ptp_control(1, 5, 6, 1, 0)",  "oda_1588_set_ptp_control(1, 5, 33, 4660, 0)",
+};
+
+struct PortCfgCase {
+  const char *name;
+  uint32_t enable;
+  uint32_t stateWord;  // as sent, flag included
+  uint32_t ctrl1;
+  Golden golden;
+};
+
+const PortCfgCase kPortCfgCases[] = {
+    {"OnSlave", 1, 9, 1, kOnSlave},
+    {"OnSlaveFlagged", 1, 9 | FWM_CLK_PORT_STATE_FLAG, 0, kOnSlaveFlagged},
+    {"OnPassiveFlagged", 1, 7 | FWM_CLK_PORT_STATE_FLAG, 1, kOnPassive},
+    {"OnMaster", 1, 6, 2, kOnMaster},
+    {"OffSlave", 0, 9, 1, kOffSlave},
+    {"OffSlaveFlagged", 0, 9 | FWM_CLK_PORT_STATE_FLAG, 1, kOffSlaveFlagged},
+    {"OffListening", 0, 3, 1, kOffListening},
+    {"OtherEnable", 2, 9, 1, kOtherEnable},
+};
+
+class PortCfg : public fwmtest::ServiceTest, public ::testing::WithParamInterface<PortCfgCase> {};
+
+TEST_P(PortCfg, MakesTheGoldenCallsAndClearsTheStateFlag) {
+  const PortCfgCase &c = GetParam();
+  ClkPtpPortCfg cfg = portCfg(c.enable, c.stateWord, c.ctrl1);
+  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0u);
+  EXPECT_EQ(engine(), strings(c.golden));
+  EXPECT_EQ(cfg.portState, c.stateWord & ~FWM_CLK_PORT_STATE_FLAG);
+  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5"));
+}
+
+INSTANTIATE_TEST_SUITE_P(EnableStateFlag, PortCfg, ::testing::ValuesIn(kPortCfgCases),
+                         [](const auto &param) { return std::string(param.param.name); });
+
+using PortCfgFailure = fwmtest::ServiceTest;
+
+// A failing state write in the first half stops nothing that follows.
+TEST_F(PortCfgFailure, EveryLaterStepStillRuns) {
+  fwmsim::faults().inject("oda_1588_set_ptp_state", 3);  // mapped to -4
+  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
+  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0xFFFFFFFCu);
+  EXPECT_EQ(engine(), strings(kOnSlave));
+  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5",
+                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg1 failed, Ret=4294967292",
+                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967292"));
+}
+
+// Failures in several steps: each step reports its own, the whole reports the OR.
+TEST_F(PortCfgFailure, ResultIsTheOrOfEveryFailure) {
+  fwmsim::faults().inject("oda_1588_set_encap_sport_identity_rx", 1);  // 1
+  fwmsim::faults().inject("oda_1588_set_announce_timeout", 2);         // -2
+  fwmsim::faults().inject("oda_1588_set_port_en", 5);                  // -5
+  ClkPtpPortCfg cfg = portCfg(0, 9, 1);
+  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0xFFFFFFFFu);
+  EXPECT_EQ(engine(), strings(kOffSlave));
+  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5",
+                                   "ERROR [SetPtpRxSrcPortId] SetEncapSportIdentityRx failed, ret = 1",
+                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg2 failed, Ret=4294967294",
+                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967295"));
+}
+
+// The enable made last is not rolled back, nor is anything before it.
+TEST_F(PortCfgFailure, FailedEnableIsReportedAlone) {
+  fwmsim::faults().inject("oda_1588_set_port_en", 1);
+  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
+  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 1u);
+  EXPECT_EQ(engine(), strings(kOnSlave));
+  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5",
+                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=1"));
+}
+
+TEST_F(PortCfgFailure, UnitBeyondTheTableFailsEveryStepWithoutEngineCalls) {
+  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
+  EXPECT_EQ(orch->setPtpPortCfg(8, kPort, kNoTarget, &cfg), 0xFFFFFFFDu);
+  EXPECT_THAT(engine(), IsEmpty());
+}
+
+class NonMiraBoard : public fwmtest::ServiceTest {
+ protected:
+  void SetUp() override {
+    fwmsim::resetBoard();
+    fwmsim::board().chipType = 31;
+    fwmtest::adoptAgent();
+    ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+    orch = reinterpret_cast<const ClkSrvOrchIntf *>(fwmsim::orchestrator().registrations.back().data());
+    mark();
+  }
+};
+
+TEST_F(NonMiraBoard, HookStaysSilent) {
+  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
+  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0u);
+  EXPECT_EQ(engine(), strings(kOnSlave));
+  EXPECT_THAT(lines(), IsEmpty());
+}
+
+using GlobalAndPort = fwmtest::ServiceTest;
+
+TEST_F(GlobalAndPort, GlobalSettingUsesUnitZeroAndTheSlavePortTwice) {
+  ClkPtpGlbCfg glb{3};
+  EXPECT_EQ(orch->setPtpGlbCfg(&glb), 0u);
+  EXPECT_THAT(engine(), ElementsAre("oda_1588_set_ptp_control(0, 3, 8, 3, 0)"));
+
+  mark();
+  fwmsim::faults().inject("oda_1588_set_ptp_control", 1);
+  EXPECT_EQ(orch->setPtpGlbCfg(&glb), 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpGlbCfg failed, Ret=1"));
+}
+
+struct AsymCase {
+  int32_t asymmetry;
+  std::string_view call;
+};
+
+constexpr AsymCase kAsymCases[] = {
+    {-100, "oda_1588_set_ptp_control(1, 5, 5, 100, 0)"},
+    {0, "oda_1588_set_ptp_control(1, 5, 4, 0, 0)"},
+    {250, "oda_1588_set_ptp_control(1, 5, 4, 250, 0)"},
+    {INT32_MIN, "oda_1588_set_ptp_control(1, 5, 5, 2147483648, 0)"},
+};
+
+TEST_F(GlobalAndPort, AsymmetrySignSelectsTheControlType) {
+  for (const AsymCase &c : kAsymCases) {
+    mark();
+    ClkPtpPortAsym asym{c.asymmetry};
+    EXPECT_EQ(orch->setPtpPortAsym(kUnit, kPort, &asym), 0u) << c.asymmetry;
+    EXPECT_THAT(engine(), ElementsAre(std::string(c.call))) << c.asymmetry;
+  }
+  mark();
+  fwmsim::faults().inject("oda_1588_set_ptp_control", 10);  // -9
+  ClkPtpPortAsym asym{-1};
+  EXPECT_EQ(orch->setPtpPortAsym(kUnit, kPort, &asym), 0xFFFFFFF7u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPortAsym failed, Ret=4294967287"));
+}
+
+TEST_F(GlobalAndPort, SsmReceiveSwitchIsPassedUnchanged) {
+  ClkSsmPortCfg ssm{{0xAAAAAAAAu, 0xBBBBBBBBu}, 3};
+  EXPECT_EQ(orch->setSsmPortCfg(kUnit, kPort, &ssm), 0u);
+  EXPECT_THAT(engine(), ElementsAre("oda_1588_set_ssm_rx_en(1, 5, 3)"));
+  EXPECT_THAT(lines(), IsEmpty());  // the progress line is INFO, below the delivered levels
+
+  mark();
+  fwmsim::faults().inject("oda_1588_set_ssm_rx_en", 1);
+  EXPECT_EQ(orch->setSsmPortCfg(kUnit, kPort, &ssm), 1u);
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetSsmPortCfg failed, ret=1"));
+}
+
+}  // namespace

@@ -1,0 +1,55 @@
+// A started board whose operation table the tests use as the orchestrator
+// does: only through the slots it received.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "fwmclk/fwmclk.h"
+#include "testkit.hpp"
+
+namespace fwmtest {
+
+using Golden = std::span<const std::string_view>;
+
+class ServiceTest : public BoardTest {
+ protected:
+  void SetUp() override {
+    BoardTest::SetUp();
+    adoptAgent();
+    ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+    ASSERT_FALSE(fwmsim::orchestrator().registrations.empty());
+    orch = reinterpret_cast<const ClkSrvOrchIntf *>(fwmsim::orchestrator().registrations.back().data());
+    mark();
+  }
+
+  // Forgets what happened so far.
+  void mark() {
+    callMark_ = fwmsim::recorder().mark();
+    lineMark_ = agentLines().size();
+  }
+
+  // Engine-driver calls since the mark.
+  std::vector<std::string> engine() const { return callsSince(callMark_, "oda"); }
+
+  // Log lines since the mark, without the NP layer's parameter lines.
+  std::vector<std::string> lines() const {
+    std::vector<std::string> out;
+    auto all = agentLines();
+    for (size_t i = lineMark_; i < all.size(); ++i)
+      if (all[i].rfind("MSG 1588.(parameter in ", 0) != 0) out.push_back(all[i]);
+    return out;
+  }
+
+  static std::vector<std::string> strings(Golden g) { return {g.begin(), g.end()}; }
+
+  const ClkSrvOrchIntf *orch = nullptr;
+
+ private:
+  size_t callMark_ = 0;
+  size_t lineMark_ = 0;
+};
+
+}  // namespace fwmtest
