@@ -2,13 +2,22 @@
 
 #include <fmt/format.h>
 
+#include <cstring>
+
+#include "fwmsim/engine.hpp"
 #include "fwmsim/faults.hpp"
+#include "fwmtools/ack_text.hpp"
 
 namespace clksim {
 
 namespace {
 
-constexpr const char *kNoEngineModel = "the engine model is not part of this build; step ignored";
+template <class Rec>
+Rec wordsInto(const std::vector<uint32_t> &words) {
+  Rec rec{};
+  std::memcpy(&rec, words.data(), std::min(sizeof rec, words.size() * sizeof(uint32_t)));
+  return rec;
+}
 
 }  // namespace
 
@@ -20,18 +29,54 @@ BridgeResult applyFail(const Fail &f) {
                             skip)};
 }
 
-BridgeResult applyAnnounce(const AnnounceReceived &) { return {false, kNoEngineModel}; }
+BridgeResult applyAnnounce(const AnnounceReceived &a) {
+  static_assert(sizeof(ClkNpAnnFields) == std::tuple_size_v<decltype(a.fields)>);
+  ClkNpAnnFields fields;
+  std::memcpy(&fields, a.fields.data(), sizeof fields);
+  fwmsim::Engine &e = fwmsim::engine();
+  e.setRxAnnounce(a.unit, a.port, fields);
+  e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmChange, true);
+  e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmTimeout, false);
+  uint64_t gm = uint64_t{fields.grandmasterIdentityHigh} << 32 | fields.grandmasterIdentityLow;
+  return {true, fmt::format("engine: received fields stored, ANNOUNCE_CHANGE raised (grandmaster {})",
+                            fwmtools::clockIdentityText(gm))};
+}
 
-BridgeResult applyAlarm(const AnnounceAlarm &) { return {false, kNoEngineModel}; }
+BridgeResult applyAlarm(const AnnounceAlarm &a) {
+  fwmsim::Engine &e = fwmsim::engine();
+  if (a.what == AlarmEvent::Timeout) {
+    e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmChange, false);
+    e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmTimeout, true);
+    return {true, "engine: ANNOUNCE_TIMEOUT raised, ANNOUNCE_CHANGE down"};
+  }
+  e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmChange, false);
+  e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmTimeout, false);
+  return {true, "engine: both announce alarms down"};
+}
 
-BridgeResult applyValues(const EngineValues &) { return {false, kNoEngineModel}; }
+BridgeResult applyValues(const EngineValues &v) {
+  fwmsim::Engine &e = fwmsim::engine();
+  switch (v.what) {
+    case EngineData::Timestamps:
+      e.setTimestamps(v.unit, v.port, wordsInto<ClkNpTimestamps>(v.words));
+      break;
+    case EngineData::T2SubT1:
+      e.setDfxT2SubT1(v.unit, v.port, wordsInto<ClkNpDfxDelay>(v.words));
+      break;
+    case EngineData::T4SubT3:
+      e.setDfxT4SubT3(v.unit, v.port, wordsInto<ClkNpDfxDelay>(v.words));
+      break;
+    case EngineData::PktStat:
+      e.setPktStat(v.unit, v.port, wordsInto<ClkNpPktStat>(v.words));
+      break;
+  }
+  return {true, fmt::format("engine: {} words stored", v.words.size())};
+}
 
 BridgeResult routeNegotiationClient(const fwmtools::Endpoint &peer) {
   return {false, fmt::format("the simulated negotiation client cannot reach {}:{} in this build; acknowledgements "
                              "are decoded from the client's send calls only",
                              peer.host, peer.port)};
 }
-
-void resetEngines(uint32_t) {}
 
 }  // namespace clksim

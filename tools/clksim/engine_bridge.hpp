@@ -25,7 +25,4 @@ BridgeResult applyValues(const EngineValues &v);
 // Points the simulated negotiation client at `peer` (real UDP on loopback).
 BridgeResult routeNegotiationClient(const fwmtools::Endpoint &peer);
 
-// Prepares the engine model for a board with `engines` engines.
-void resetEngines(uint32_t engines);
-
 }  // namespace clksim

@@ -1,6 +1,10 @@
 #include "records.hpp"
 
 #include <array>
+#include <cstddef>
+
+#include "fwmclk/np.h"
+#include "fwmclk/service_ops.h"
 
 namespace clksim {
 
@@ -8,116 +12,129 @@ namespace {
 
 using K = FieldKind;
 
+// Offsets come from the records themselves, so the table cannot drift from them.
+#define CLKSIM_AT(rec, member) static_cast<uint16_t>(offsetof(rec, member))
+#define CLKSIM_SIZE(rec) static_cast<uint16_t>(sizeof(rec))
+
 constexpr FieldDesc kGlbCfg[] = {
-    {"slavePort", K::U32, 0, 1, 0, 0, 0, 0, "port (and value) of control type 8 on unit 0"},
+    {"slavePort", K::U32, CLKSIM_AT(ClkPtpGlbCfg, slavePort), 1, 0, 0, 0, 0,
+     "port (and value) of control type 8 on unit 0"},
 };
 
 constexpr FieldDesc kPortCfg[] = {
-    {"enable", K::U32, 0, 1, 0, 0, 0, 0, "1 = PTP on, 0 = off"},
-    {"ctrlType0Value", K::U32, 4},
-    {"portState", K::Bits, 8, 1, 0, 0, 0, 0x7FFFFFFFu, "IEEE 1588 port state (7 PASSIVE, 9 SLAVE)"},
-    {"stateFlag", K::Bits, 8, 1, 0, 0, 31, 1u, "bit 31 of the port state word"},
-    {"ctrlType2Value", K::U32, 12},
-    {"domainNumber", K::U32, 16},
-    {"ctrlType1Value", K::U32, 20},
-    {"annTimeoutMultiple", K::U32, 24},
-    {"rxSrcPortIdentity", K::Words, 28, 3, 0, 0, 0, 0, "three words"},
-    {"ctrlType33Value", K::U16, 48},
-    {"ifIndex", K::U32, 52},
+    {"enable", K::U32, CLKSIM_AT(ClkPtpPortCfg, enable), 1, 0, 0, 0, 0, "1 = PTP on, 0 = off"},
+    {"ctrlType0Value", K::U32, CLKSIM_AT(ClkPtpPortCfg, ctrlType0Value)},
+    {"portState", K::Bits, CLKSIM_AT(ClkPtpPortCfg, portState), 1, 0, 0, 0, 0x7FFFFFFFu,
+     "IEEE 1588 port state (7 PASSIVE, 9 SLAVE)"},
+    {"stateFlag", K::Bits, CLKSIM_AT(ClkPtpPortCfg, portState), 1, 0, 0, 31, 1u, "bit 31 of the port state word"},
+    {"ctrlType2Value", K::U32, CLKSIM_AT(ClkPtpPortCfg, ctrlType2Value)},
+    {"domainNumber", K::U32, CLKSIM_AT(ClkPtpPortCfg, domainNumber)},
+    {"ctrlType1Value", K::U32, CLKSIM_AT(ClkPtpPortCfg, ctrlType1Value)},
+    {"annTimeoutMultiple", K::U32, CLKSIM_AT(ClkPtpPortCfg, annTimeoutMultiple)},
+    {"rxSrcPortIdentity", K::Words, CLKSIM_AT(ClkPtpPortCfg, rxSrcPortIdentity), 3, 0, 0, 0, 0, "three words"},
+    {"ctrlType33Value", K::U16, CLKSIM_AT(ClkPtpPortCfg, ctrlType33Value)},
+    {"ifIndex", K::U32, CLKSIM_AT(ClkPtpPortCfg, ifIndex)},
 };
 
 constexpr FieldDesc kPktEncap[] = {
-    {"encapType", K::U32, 0, 1, 0, 0, 0, 0, "0..4; 1 and 3 tag 802.1Q, 2 and 3 IPv4"},
-    {"vlanPriority", K::U32, 8},
-    {"vlanId", K::U32, 12},
-    {"dscp", K::U32, 16},
-    {"destMac", K::Mac, 20},
-    {"srcMac", K::Mac, 28},
-    {"destIp", K::Ipv4, 36},
-    {"srcIp", K::Ipv4, 40},
+    {"encapType", K::U32, CLKSIM_AT(ClkPtpPktEncap, encapType), 1, 0, 0, 0, 0,
+     "0..4; 1 and 3 tag 802.1Q, 2 and 3 IPv4"},
+    {"vlanPriority", K::U32, CLKSIM_AT(ClkPtpPktEncap, vlanPriority)},
+    {"vlanId", K::U32, CLKSIM_AT(ClkPtpPktEncap, vlanId)},
+    {"dscp", K::U32, CLKSIM_AT(ClkPtpPktEncap, dscp)},
+    {"destMac", K::Mac, CLKSIM_AT(ClkPtpPktEncap, destMac)},
+    {"srcMac", K::Mac, CLKSIM_AT(ClkPtpPktEncap, srcMac)},
+    {"destIp", K::Ipv4, CLKSIM_AT(ClkPtpPktEncap, destIp)},
+    {"srcIp", K::Ipv4, CLKSIM_AT(ClkPtpPktEncap, srcIp)},
 };
 
 constexpr FieldDesc kRxCtl[] = {
-    {"pktType", K::U32, 0, 1, 0, 0, 0, 0, "orchestrator packet type 1..8"},
-    {"rxEnable", K::U32, 4, 1, 0, 0, 0, 0, "0 leave, 1 on, other off"},
-    {"domainCheck", K::U32, 20},
-    {"srcPortIdCheck", K::U32, 24},
+    {"pktType", K::U32, CLKSIM_AT(ClkPtpRxCtl, pktType), 1, 0, 0, 0, 0, "orchestrator packet type 1..8"},
+    {"rxEnable", K::U32, CLKSIM_AT(ClkPtpRxCtl, rxEnable), 1, 0, 0, 0, 0, "0 leave, 1 on, other off"},
+    {"domainCheck", K::U32, CLKSIM_AT(ClkPtpRxCtl, domainCheck)},
+    {"srcPortIdCheck", K::U32, CLKSIM_AT(ClkPtpRxCtl, srcPortIdCheck)},
 };
 
 constexpr FieldDesc kTxCtl[] = {
-    {"pktType", K::U32, 0},
-    {"txEnable", K::U32, 4},
-    {"interval", K::U32, 12, 1, 0, 0, 0, 0, "interval type 0..20"},
+    {"pktType", K::U32, CLKSIM_AT(ClkPtpTxCtl, pktType)},
+    {"txEnable", K::U32, CLKSIM_AT(ClkPtpTxCtl, txEnable)},
+    {"interval", K::U32, CLKSIM_AT(ClkPtpTxCtl, interval), 1, 0, 0, 0, 0, "interval type 0..20"},
 };
 
 constexpr FieldDesc kRxSrcPortId[] = {
-    {"pktType", K::U32, 0},
-    {"identity", K::Words, 4, 3},
+    {"pktType", K::U32, CLKSIM_AT(ClkPtpRxSrcPortId, pktType)},
+    {"identity", K::Words, CLKSIM_AT(ClkPtpRxSrcPortId, identity), 3},
 };
 
 constexpr FieldDesc kTxSrcPortId[] = {
-    {"identity", K::Words, 0, 3},
+    {"identity", K::Words, CLKSIM_AT(ClkPtpTxSrcPortId, identity), 3},
 };
 
 constexpr FieldDesc kPortAsym[] = {
-    {"asymmetry", K::S32, 0, 1, 0, 0, 0, 0, "signed; the sign picks control type 4 or 5"},
+    {"asymmetry", K::S32, CLKSIM_AT(ClkPtpPortAsym, asymmetry), 1, 0, 0, 0, 0,
+     "signed; the sign picks control type 4 or 5"},
 };
 
 constexpr FieldDesc kAnnPkt[] = {
-    {"flagField", K::U16, 0},
-    {"currentUtcOffset", K::U32, 16},
-    {"grandmasterPriority1", K::U32, 20},
-    {"grandmasterPriority2", K::U32, 24},
-    {"clockClass", K::U8, 28},
-    {"clockAccuracy", K::U8, 29},
-    {"offsetScaledLogVariance", K::U16, 30},
-    {"grandmasterIdentity", K::ClockId, 32, 1, 36, 0, 0, 0, "\"001b19.fffe.000001\""},
-    {"grandmasterIdentityHigh", K::U32, 32},
-    {"grandmasterIdentityLow", K::U32, 36},
-    {"stepsRemoved", K::U32, 40},
-    {"timeSource", K::U32, 44},
+    {"flagField", K::U16, CLKSIM_AT(ClkPtpAnnPkt, flagField)},
+    {"currentUtcOffset", K::U32, CLKSIM_AT(ClkPtpAnnPkt, currentUtcOffset)},
+    {"grandmasterPriority1", K::U32, CLKSIM_AT(ClkPtpAnnPkt, grandmasterPriority1)},
+    {"grandmasterPriority2", K::U32, CLKSIM_AT(ClkPtpAnnPkt, grandmasterPriority2)},
+    {"clockClass", K::U8, CLKSIM_AT(ClkPtpAnnPkt, clockClass)},
+    {"clockAccuracy", K::U8, CLKSIM_AT(ClkPtpAnnPkt, clockAccuracy)},
+    {"offsetScaledLogVariance", K::U16, CLKSIM_AT(ClkPtpAnnPkt, offsetScaledLogVariance)},
+    {"grandmasterIdentity", K::ClockId, CLKSIM_AT(ClkPtpAnnPkt, grandmasterIdentityHigh), 1,
+     CLKSIM_AT(ClkPtpAnnPkt, grandmasterIdentityLow), 0, 0, 0, "\"001b19.fffe.000001\""},
+    {"grandmasterIdentityHigh", K::U32, CLKSIM_AT(ClkPtpAnnPkt, grandmasterIdentityHigh)},
+    {"grandmasterIdentityLow", K::U32, CLKSIM_AT(ClkPtpAnnPkt, grandmasterIdentityLow)},
+    {"stepsRemoved", K::U32, CLKSIM_AT(ClkPtpAnnPkt, stepsRemoved)},
+    {"timeSource", K::U32, CLKSIM_AT(ClkPtpAnnPkt, timeSource)},
 };
 
-constexpr FieldDesc kTimestampReply[] = {{"words", K::Words, 0, 17}};
-constexpr FieldDesc kDelayReply[] = {{"words", K::Words, 0, 6}};
-constexpr FieldDesc kStatReply[] = {{"words", K::Words, 0, 24}};
+constexpr FieldDesc kTimestampReply[] = {{"words", K::Words, CLKSIM_AT(ClkPtpTimestamp, words), 17}};
+constexpr FieldDesc kDelayReply[] = {{"words", K::Words, CLKSIM_AT(ClkPtpDfxDelay, words), 6}};
+constexpr FieldDesc kStatReply[] = {{"words", K::Words, CLKSIM_AT(ClkPtpPktStat, words), 24}};
 
 constexpr FieldDesc kSsmCfg[] = {
-    {"ssmRxEn", K::U32, 8},
+    {"ssmRxEn", K::U32, CLKSIM_AT(ClkSsmPortCfg, ssmRxEn)},
 };
 
 constexpr FieldDesc kAnnFields[] = {
-    {"currentUtcOffset", K::U32, 0},
-    {"grandmasterIdentity", K::ClockId, 4, 1, 8},
-    {"clockClass", K::U16, 12},
-    {"clockAccuracy", K::U16, 14},
-    {"offsetScaledLogVariance", K::U32, 16},
-    {"grandmasterPriority1", K::U32, 20},
-    {"grandmasterPriority2", K::U32, 24},
-    {"stepsRemoved", K::U32, 28},
-    {"timeSource", K::U32, 32},
-    {"domainNumber", K::U8, 40},
-    {"flagField", K::U16, 42},
-    {"logMessageInterval", K::U8, 44},
-    {"sourcePortIdentity", K::PortIdentity, 48, 1, 52, 56, 0, 0, "\"001b19.fffe.000001-1\""},
-    {"sourceClockIdentity", K::ClockId, 48, 1, 52},
-    {"sourcePortNumber", K::U32, 56},
+    {"currentUtcOffset", K::U32, CLKSIM_AT(ClkNpAnnFields, currentUtcOffset)},
+    {"grandmasterIdentity", K::ClockId, CLKSIM_AT(ClkNpAnnFields, grandmasterIdentityHigh), 1,
+     CLKSIM_AT(ClkNpAnnFields, grandmasterIdentityLow)},
+    {"clockClass", K::U16, CLKSIM_AT(ClkNpAnnFields, clockClass)},
+    {"clockAccuracy", K::U16, CLKSIM_AT(ClkNpAnnFields, clockAccuracy)},
+    {"offsetScaledLogVariance", K::U32, CLKSIM_AT(ClkNpAnnFields, offsetScaledLogVariance)},
+    {"grandmasterPriority1", K::U32, CLKSIM_AT(ClkNpAnnFields, grandmasterPriority1)},
+    {"grandmasterPriority2", K::U32, CLKSIM_AT(ClkNpAnnFields, grandmasterPriority2)},
+    {"stepsRemoved", K::U32, CLKSIM_AT(ClkNpAnnFields, stepsRemoved)},
+    {"timeSource", K::U32, CLKSIM_AT(ClkNpAnnFields, timeSource)},
+    {"domainNumber", K::U8, CLKSIM_AT(ClkNpAnnFields, domainNumber)},
+    {"flagField", K::U16, CLKSIM_AT(ClkNpAnnFields, flagField)},
+    {"logMessageInterval", K::U8, CLKSIM_AT(ClkNpAnnFields, logMessageInterval)},
+    {"sourcePortIdentity", K::PortIdentity, CLKSIM_AT(ClkNpAnnFields, sourceClockIdentityHigh), 1,
+     CLKSIM_AT(ClkNpAnnFields, sourceClockIdentityLow), CLKSIM_AT(ClkNpAnnFields, sourcePortNumber), 0, 0,
+     "\"001b19.fffe.000001-1\""},
+    {"sourceClockIdentity", K::ClockId, CLKSIM_AT(ClkNpAnnFields, sourceClockIdentityHigh), 1,
+     CLKSIM_AT(ClkNpAnnFields, sourceClockIdentityLow)},
+    {"sourcePortNumber", K::U32, CLKSIM_AT(ClkNpAnnFields, sourcePortNumber)},
 };
 
-constexpr RecordDesc kGlbCfgRec{"ClkPtpGlbCfg", 4, kGlbCfg};
-constexpr RecordDesc kPortCfgRec{"ClkPtpPortCfg", 56, kPortCfg};
-constexpr RecordDesc kPktEncapRec{"ClkPtpPktEncap", 44, kPktEncap};
-constexpr RecordDesc kRxCtlRec{"ClkPtpRxCtl", 28, kRxCtl};
-constexpr RecordDesc kTxCtlRec{"ClkPtpTxCtl", 16, kTxCtl};
-constexpr RecordDesc kRxSrcPortIdRec{"ClkPtpRxSrcPortId", 16, kRxSrcPortId};
-constexpr RecordDesc kTxSrcPortIdRec{"ClkPtpTxSrcPortId", 12, kTxSrcPortId};
-constexpr RecordDesc kPortAsymRec{"ClkPtpPortAsym", 4, kPortAsym};
-constexpr RecordDesc kAnnPktRec{"ClkPtpAnnPkt", 48, kAnnPkt};
-constexpr RecordDesc kTimestampRec{"ClkPtpTimestamp", 68, kTimestampReply};
-constexpr RecordDesc kDelayRec{"ClkPtpDfxDelay", 24, kDelayReply};
-constexpr RecordDesc kStatRec{"ClkPtpPktStat", 96, kStatReply};
-constexpr RecordDesc kSsmCfgRec{"ClkSsmPortCfg", 12, kSsmCfg};
-constexpr RecordDesc kAnnFieldsRec{"ClkNpAnnFields", 88, kAnnFields};
+constexpr RecordDesc kGlbCfgRec{"ClkPtpGlbCfg", CLKSIM_SIZE(ClkPtpGlbCfg), kGlbCfg};
+constexpr RecordDesc kPortCfgRec{"ClkPtpPortCfg", CLKSIM_SIZE(ClkPtpPortCfg), kPortCfg};
+constexpr RecordDesc kPktEncapRec{"ClkPtpPktEncap", CLKSIM_SIZE(ClkPtpPktEncap), kPktEncap};
+constexpr RecordDesc kRxCtlRec{"ClkPtpRxCtl", CLKSIM_SIZE(ClkPtpRxCtl), kRxCtl};
+constexpr RecordDesc kTxCtlRec{"ClkPtpTxCtl", CLKSIM_SIZE(ClkPtpTxCtl), kTxCtl};
+constexpr RecordDesc kRxSrcPortIdRec{"ClkPtpRxSrcPortId", CLKSIM_SIZE(ClkPtpRxSrcPortId), kRxSrcPortId};
+constexpr RecordDesc kTxSrcPortIdRec{"ClkPtpTxSrcPortId", CLKSIM_SIZE(ClkPtpTxSrcPortId), kTxSrcPortId};
+constexpr RecordDesc kPortAsymRec{"ClkPtpPortAsym", CLKSIM_SIZE(ClkPtpPortAsym), kPortAsym};
+constexpr RecordDesc kAnnPktRec{"ClkPtpAnnPkt", CLKSIM_SIZE(ClkPtpAnnPkt), kAnnPkt};
+constexpr RecordDesc kTimestampRec{"ClkPtpTimestamp", CLKSIM_SIZE(ClkPtpTimestamp), kTimestampReply};
+constexpr RecordDesc kDelayRec{"ClkPtpDfxDelay", CLKSIM_SIZE(ClkPtpDfxDelay), kDelayReply};
+constexpr RecordDesc kStatRec{"ClkPtpPktStat", CLKSIM_SIZE(ClkPtpPktStat), kStatReply};
+constexpr RecordDesc kSsmCfgRec{"ClkSsmPortCfg", CLKSIM_SIZE(ClkSsmPortCfg), kSsmCfg};
+constexpr RecordDesc kAnnFieldsRec{"ClkNpAnnFields", CLKSIM_SIZE(ClkNpAnnFields), kAnnFields};
 
 using S = CallShape;
 
@@ -139,6 +156,9 @@ constexpr std::array<OpDesc, 15> kOps{{
     {"get_ptp_pkt_stat", 13, "FWM_SRV_CLK_GetPtpPktStat", S::UnitPortArgReply, "readClear", 0, &kStatRec},
     {"set_ssm_port_cfg", 14, "FWM_SRV_CLK_SetSsmPortCfg", S::UnitPortRecord, {}, 0, &kSsmCfgRec},
 }};
+
+#undef CLKSIM_AT
+#undef CLKSIM_SIZE
 
 }  // namespace
 

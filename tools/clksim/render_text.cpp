@@ -90,6 +90,10 @@ class TextRenderer : public TraceObserver {
 
   void stepBegin(const TraceRecord &r) {
     lastTime_ = UINT64_MAX;
+    if (r.stepName == "note") {
+      fmt::print(out_, "\n{}{}# {}{}\n", timeCol(r), s_(kMagenta), r.text, s_(kReset));
+      return;
+    }
     stepThread_ = r.thread;
     std::string what = r.target.empty() ? r.text : r.target;
     fmt::print(out_, "\n{}{}── {} {}{}{}\n", s_(kBold), timeCol(r), r.stepName, s_(kReset), s_(kDim),

@@ -146,7 +146,6 @@ void Runner::setUpBoard() {
   if (!sc_.board.coldAgent) fwmsim::agent().existingHandle = 0x00A6E0F0u;
   for (size_t i = 0; i < sc_.board.logLevels.size(); ++i)
     g_clkSrvImAgentDiagSwitch[i] = sc_.board.logLevels[i] ? 1u : 0u;
-  resetEngines(sc_.board.engines);
 }
 
 void Runner::drainPeer(std::chrono::milliseconds wait) {

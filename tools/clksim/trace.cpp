@@ -95,8 +95,11 @@ TraceRecord classify(const fwmsim::Event &e) {
     r.text = sp == std::string::npos ? std::string() : r.text.substr(sp + 1);
     r.layer = logLayer(r.text);
   } else if (e.facility == "debug" && startsWith(e.text, "print(")) {
+    // print(id, level, "format") followed by the line as the framework formatted it
     r.kind = TraceKind::Debug;
     r.layer = Layer::Np;
+    if (auto end = r.text.find("\") "); end != std::string::npos) r.text = r.text.substr(end + 3);
+    while (!r.text.empty() && (r.text.back() == '\n' || r.text.back() == '\r')) r.text.pop_back();
   } else if (e.facility == "oda") {
     r.kind = TraceKind::Call;
     r.layer = Layer::Driver;
