@@ -1,6 +1,7 @@
 // Device management and the board's reset.
 #include "fwmsim/board.hpp"
 
+#include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
 #include "fwmsim/engine.hpp"
 #include "fwmsim/faults.hpp"
@@ -63,6 +64,7 @@ void resetBoard() {
   }
   orchestrator() = Orchestrator{};
   engine().reset();
+  resetChannel();
 }
 
 }  // namespace fwmsim

@@ -8,5 +8,6 @@
 #include "np.h"
 #include "driver.h"
 #include "service_ops.h"
+#include "channel.h"
 
 #endif

@@ -1,0 +1,133 @@
+// Announce acknowledgements: queued by any thread, encoded on the worker and
+// received by the negotiation peer over the loopback interface, byte for byte.
+#include <cstring>
+#include <thread>
+
+#include "channel_fixture.hpp"
+
+namespace {
+
+using chantest::channelBlocks;
+using chantest::WorkerTest;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+
+ClkAnnInfo annInfo(uint32_t ifIndex, uint32_t pktLen, uint8_t seed) {
+  ClkAnnInfo info;
+  info.ifIndex = ifIndex;
+  info.pktLen = pktLen;
+  for (size_t i = 0; i < sizeof info.annPkt; ++i) info.annPkt[i] = static_cast<uint8_t>(seed + i * 7);
+  return info;
+}
+
+// What the peer must receive: a zero root header, then the record unchanged.
+std::vector<uint8_t> wire(const ClkAnnInfo &info) {
+  std::vector<uint8_t> out(4, 0);
+  const auto *b = reinterpret_cast<const uint8_t *>(&info);
+  out.insert(out.end(), b, b + sizeof info);
+  return out;
+}
+
+std::string sendLine(uint32_t ifIndex, uint32_t ret) {
+  return "MSG [FWM_SRV_BKF] CliMsgSend ifIndex=" + std::to_string(ifIndex) + " msgLen=100 ret=" + std::to_string(ret) +
+         ".";
+}
+
+class AckTest : public WorkerTest {};
+
+TEST_F(AckTest, SpecimenRecordOnTheWire) {
+  ClkAnnInfo info = annInfo(5, 96, 0x40);
+  EXPECT_EQ(FWM_SRV_BKF_SendAckMsg(&info), 0u);
+  fwmsim::clock().settle();
+  auto got = peer.receive();
+  ASSERT_TRUE(got.has_value());
+  ASSERT_EQ(got->size(), 100u);
+  EXPECT_THAT(std::vector<uint8_t>(got->begin(), got->begin() + 12),
+              ElementsAre(0, 0, 0, 0, 0x05, 0, 0, 0, 0x60, 0, 0, 0));
+  EXPECT_TRUE(std::equal(info.annPkt, info.annPkt + 88, got->begin() + 12));
+}
+
+class AckBytes : public AckTest, public testing::WithParamInterface<std::pair<uint32_t, uint32_t>> {};
+
+TEST_P(AckBytes, HundredBytesWhateverPktLenSays) {
+  auto [ifIndex, pktLen] = GetParam();
+  ClkAnnInfo info = annInfo(ifIndex, pktLen, static_cast<uint8_t>(ifIndex));
+  EXPECT_EQ(FWM_SRV_BKF_SendAckMsg(&info), 0u);
+  fwmsim::clock().settle();
+
+  auto sent = chantest::lastEvent("CLOCK_NegoinfoiNtfyCliMsgSend(");
+  EXPECT_EQ(sent.text, "CLOCK_NegoinfoiNtfyCliMsgSend(0xC11E0001, &, 100)");
+  EXPECT_EQ(sent.thread, chantest::kWorker);
+  EXPECT_THAT(sent.bytes, ElementsAreArray(wire(info)));
+  auto got = peer.receive();
+  ASSERT_TRUE(got.has_value());
+  EXPECT_THAT(*got, ElementsAreArray(wire(info)));
+  EXPECT_FALSE(peer.pending());
+  EXPECT_THAT(newLines(), ElementsAre(sendLine(ifIndex, 0)));
+  EXPECT_EQ(channelBlocks(), blocks);
+}
+
+INSTANTIATE_TEST_SUITE_P(Channel, AckBytes,
+                         testing::Values(std::pair<uint32_t, uint32_t>{5, 96}, std::pair<uint32_t, uint32_t>{0, 0},
+                                         std::pair<uint32_t, uint32_t>{0xFFFFFFFFu, 0x12345678u},
+                                         std::pair<uint32_t, uint32_t>{17, 88}));
+
+TEST_F(AckTest, FailedSendLogsThreeLinesAndTheNextStillGoes) {
+  fwmsim::faults().inject("CLOCK_NegoinfoiNtfyCliMsgSend", 42);
+  ClkAnnInfo first = annInfo(1, 96, 1);
+  ClkAnnInfo second = annInfo(2, 96, 2);
+  FWM_SRV_BKF_SendAckMsg(&first);
+  FWM_SRV_BKF_SendAckMsg(&second);
+  fwmsim::clock().settle();
+  EXPECT_THAT(newLines(), ElementsAre(sendLine(1, 42), "ERROR [FWM_SRV_BKF] SendAckMsgProc fail, ret=42.",
+                                      "ERROR [FWM_SRV_BKF] msg proc fail, ret=1.", sendLine(2, 0)));
+  auto got = peer.receive();
+  ASSERT_TRUE(got.has_value());
+  EXPECT_THAT(*got, ElementsAreArray(wire(second)));
+  EXPECT_FALSE(peer.pending());
+  EXPECT_EQ(channelBlocks(), blocks);
+}
+
+TEST_F(AckTest, RefusedPostStillAnswersZero) {
+  ClkAnnInfo info = annInfo(3, 96, 3);
+  fwmsim::memory().failAllocation(1);
+  EXPECT_EQ(FWM_SRV_BKF_SendAckMsg(&info), 0u);
+  fwmsim::clock().settle();
+  EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] QueProcWrite failed, ret=1."));
+  EXPECT_FALSE(peer.pending());
+  EXPECT_EQ(channelBlocks(), blocks);
+}
+
+TEST_F(AckTest, CallersRecordMayGoOnceQueued) {
+  ClkAnnInfo info = annInfo(9, 96, 9);
+  const std::vector<uint8_t> expected = wire(info);
+  FWM_SRV_BKF_SendAckMsg(&info);
+  std::memset(&info, 0xEE, sizeof info);
+  fwmsim::clock().settle();
+  auto got = peer.receive();
+  ASSERT_TRUE(got.has_value());
+  EXPECT_THAT(*got, ElementsAreArray(expected));
+}
+
+TEST_F(AckTest, RecordsFromAnotherThreadArriveInOrder) {
+  constexpr uint32_t kCount = 200;
+  std::thread poster([] {
+    for (uint32_t i = 0; i < kCount; ++i) {
+      ClkAnnInfo info = annInfo(i, 96, static_cast<uint8_t>(i));
+      FWM_SRV_BKF_SendAckMsg(&info);
+    }
+  });
+  poster.join();
+  fwmsim::clock().settle();
+  for (uint32_t i = 0; i < kCount; ++i) {
+    auto got = peer.receive();
+    ASSERT_TRUE(got.has_value()) << i;
+    ASSERT_THAT(*got, ElementsAreArray(wire(annInfo(i, 96, static_cast<uint8_t>(i)))));
+  }
+  EXPECT_FALSE(peer.pending());
+  EXPECT_EQ(channelBlocks(), blocks);
+  EXPECT_THAT(fwmtest::agentLines(), testing::Not(testing::Contains(testing::StartsWith("ERROR"))));
+}
+
+}  // namespace

@@ -1,0 +1,194 @@
+// The channel's parts that need no worker: hooks lent to the framework,
+// accessors, the records handed to the framework and the client library, the
+// invalid-parameter paths and teardown. All on the test's own thread.
+#include <cstring>
+
+#include "channel_fixture.hpp"
+#include "platform/negoinfo.h"
+
+namespace {
+
+using chantest::channelBlocks;
+using chantest::ChannelTest;
+using fwmtest::agentLines;
+using fwmtest::callsSince;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+template <class T>
+T recordOf(const fwmsim::Event &e) {
+  T rec;
+  EXPECT_EQ(e.bytes.size(), sizeof rec);
+  std::memcpy(&rec, e.bytes.data(), sizeof rec);
+  return rec;
+}
+
+TEST_F(ChannelTest, HandlesAreZeroBeforeInitialisation) {
+  ClkBkfHandle h;
+  std::memset(&h, 0xA5, sizeof h);
+  FWM_SRV_CLK_GetBkfHdl(&h);
+  EXPECT_EQ(h.comm | h.builder | h.channel | h.client, 0u);
+  EXPECT_EQ(g_clkBkfEpollFd, -1);
+  EXPECT_EQ(g_FwmSrvBkfThreadId, 0u);
+  EXPECT_EQ(FWM_SRV_BKF_GetMemHdl(), 0xFFFFFFFFu);
+  EXPECT_EQ(FWM_SRV_BKF_GetMemPtNo(), 0xFF);
+}
+
+TEST_F(ChannelTest, MemoryHooksUseTheChannelHandleAndPartition) {
+  size_t mark = fwmsim::recorder().mark();
+  void *block = FWM_SRV_BkfMalloc(99, 40);
+  ASSERT_NE(block, nullptr);
+  EXPECT_EQ(channelBlocks(), 1u);
+  FWM_SRV_BkfFree(99, nullptr);
+  FWM_SRV_BkfFree(99, block);
+  EXPECT_THAT(callsSince(mark, "orin"), ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, 40)", "ORIN_MemFree(0xFF, &)"));
+  EXPECT_EQ(fwmsim::memory().outstanding(), 0u);
+
+  // The host may assign the channel's memory; the hooks follow.
+  g_clkMemHandle = 0x1234;
+  g_clkMemPtNo = 9;
+  fwmsim::memory().failAllocation(1);
+  EXPECT_EQ(FWM_SRV_BkfMalloc(0, 8), nullptr);
+  block = FWM_SRV_BkfMalloc(0, 8);
+  FWM_SRV_BkfFree(0, block);
+  EXPECT_THAT(callsSince(mark + 2, "orin"),
+              ElementsAre("ORIN_MemAlloc(0x1234, 9, 8)", "ORIN_MemAlloc(0x1234, 9, 8)", "ORIN_MemFree(0x9, &)"));
+  EXPECT_EQ(fwmsim::memory().outstanding(), 0u);
+}
+
+TEST_F(ChannelTest, LogHooks) {
+  FWM_SRV_BkfRecordLog(7, "peer 3 up");
+  EXPECT_EQ(FWM_SRV_BkfSysLogPrintf(3, "%s %d", "dropped", 5), 0);
+  EXPECT_EQ(FWM_SRV_BkfSysLogPrintf(0, nullptr), 0);
+  EXPECT_THAT(agentLines(), ElementsAre("MSG [FWM_SRV_BKF] peer 3 up"));
+}
+
+TEST_F(ChannelTest, InitCommRefusesBadParameters) {
+  uintptr_t taken = 0x77;
+  ClkBkfInitCommParam nullSlot{nullptr, "fwm_clk", 3};
+  ClkBkfInitCommParam occupied{&taken, "fwm_clk", 3};
+  size_t mark = fwmsim::recorder().mark();
+  for (ClkBkfInitCommParam *p : {static_cast<ClkBkfInitCommParam *>(nullptr), &nullSlot, &occupied}) {
+    FWM_SRV_CLK_BkfInitComm(p);
+  }
+  EXPECT_EQ(taken, 0x77u);
+  EXPECT_THAT(callsSince(mark, "bkf"), IsEmpty());
+  EXPECT_THAT(agentLines(), ElementsAre("ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
+                                        "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
+                                        "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!"));
+}
+
+TEST_F(ChannelTest, FrameworkRecordCarriesTheHooks) {
+  uintptr_t slot = 0;
+  ClkBkfInitCommParam param{&slot, "fwm_clk", 42};
+  FWM_SRV_CLK_BkfInitComm(&param);
+  EXPECT_EQ(slot, fwmsim::kCommHandle);
+  EXPECT_EQ(fwmsim::framework().componentName(), "fwm_clk");
+
+  ClkBkfCommInitRec expected;
+  std::memset(&expected, 0, sizeof expected);
+  expected.opt04 = 1;
+  expected.handles = &g_fwmClkBkfHandle;
+  expected.memAlloc = FWM_SRV_BkfMalloc;
+  expected.memFree = FWM_SRV_BkfFree;
+  expected.opt18 = 2048;
+  expected.opt1C = 1;
+  expected.recordLog = FWM_SRV_BkfRecordLog;
+  expected.opt24 = 4;
+  expected.epollFd = 42;
+  expected.timerStartOnce = FWM_SRV_BKF_TimerStartOnce;
+  expected.timerStartLoop = FWM_SRV_BKF_TimerStartLoop;
+  expected.timerStop = FWM_SRV_BKF_TimerStop;
+  expected.opt3C = 1;
+  expected.opt4C = 64;
+  expected.sysLogPrintf = FWM_SRV_BkfSysLogPrintf;
+  expected.opt64 = 4;
+  expected.sliceKeyCmp = CLOCK_NegoinfoiSliceKeyCmp;
+  expected.sliceKeyGetStr = CLOCK_NegoinfoiSliceKeyGetStr;
+  expected.sliceKeyCodec = CLOCK_NegoinfoiSliceKeyCodec;
+  // Every byte but the name pointer, which pointed at the caller's stack.
+  auto got = chantest::lastEvent("BKF_CommInit(").bytes;
+  ASSERT_EQ(got.size(), sizeof expected);
+  const auto *want = reinterpret_cast<const uint8_t *>(&expected);
+  EXPECT_TRUE(std::equal(got.begin() + sizeof(void *), got.end(), want + sizeof(void *)));
+  if constexpr (FWMCLK_TARGET_32BIT) {
+    uint32_t w = 0;
+    std::memcpy(&w, got.data() + 0x4C, 4);
+    EXPECT_EQ(w, 64u);
+    std::memcpy(&w, got.data() + 0x28, 4);
+    EXPECT_EQ(w, 42u);
+  }
+}
+
+// The whole sequence run directly, to inspect the records of the channel and the client.
+TEST_F(ChannelTest, ChannelAndClientRecords) {
+  FWM_SRV_CLK_BkfInit();
+  ASSERT_NE(chantest::handles().client, 0u);
+
+  auto ch = recordOf<ClkBkfChInitRec>(chantest::lastEvent("BKF_MeshCliChInit("));
+  EXPECT_STREQ(ch.name, "fwm_clk_ntfy");
+  EXPECT_EQ(ch.opt04, 1u);
+  EXPECT_EQ(ch.option1, 0u);
+  EXPECT_EQ(ch.option2, 0u);
+
+  auto cli = recordOf<ClkNtfyCliInitRec>(chantest::lastEvent("CLOCK_NegoinfoiNtfyCliInit("));
+  EXPECT_STREQ(cli.name, "fwm_ntfy");
+  EXPECT_EQ(cli.opt04, 0u);
+  EXPECT_EQ(cli.opt08, 1u);
+  EXPECT_EQ(cli.channel, fwmsim::kChannelHandle);
+  EXPECT_EQ(cli.comm, fwmsim::kCommHandle);
+  EXPECT_THAT(cli.opt14, ElementsAre(0u, 0u, 0u));
+  fwmsim::UrlArea url;
+  std::memcpy(&url, cli.url, sizeof url);
+  EXPECT_EQ(url.ipv4, 0x7F000001u);
+  EXPECT_EQ(url.port, 39011u);
+  EXPECT_STREQ(url.name, "fwm_ntfy");
+  EXPECT_THAT(agentLines(), ElementsAre("MSG [FWM_SRV_BKF] BkfInit success."));
+}
+
+TEST_F(ChannelTest, ClientIsCreatedOnlyOnce) {
+  FWM_SRV_CLK_BkfInit();
+  ClkBkfHandle before = chantest::handles();
+  size_t mark = fwmsim::recorder().mark();
+  EXPECT_EQ(FWM_SRV_CLK_BkfNtfyCliInit(), 0u);
+  EXPECT_THAT(fwmsim::recorder().textsSince(mark), testing::Not(testing::Contains(testing::HasSubstr("Negoinfoi"))));
+  EXPECT_EQ(chantest::handles().client, before.client);
+  EXPECT_EQ(agentLines().back(), "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!");
+}
+
+TEST_F(ChannelTest, TeardownReleasesClientFrameworkAndBuilder) {
+  FWM_SRV_CLK_BkfInit();
+  ClkBkfHandle before = chantest::handles();
+  size_t mark = fwmsim::recorder().mark();
+  size_t lines = agentLines().size();
+  FWM_SRV_CLK_BkfUnInit();
+  EXPECT_THAT(fwmsim::recorder().textsSince(mark),
+              ElementsAre("CLOCK_NegoinfoiNtfyCliUninit(0xC11E0001)", "BKF_CommUninit(0xB0C0001)"));
+  ClkBkfHandle after = chantest::handles();
+  EXPECT_EQ(after.comm, 0u);
+  EXPECT_EQ(after.builder, 0u);
+  EXPECT_EQ(after.channel, before.channel);
+  EXPECT_EQ(after.client, before.client);
+  EXPECT_FALSE(fwmsim::framework().up());
+  EXPECT_EQ(agentLines().size(), lines);
+}
+
+TEST_F(ChannelTest, TeardownPassesResultsBack) {
+  FWM_SRV_CLK_BkfInit();
+  fwmsim::faults().inject("CLOCK_NegoinfoiNtfyCliUninit", 3);
+  fwmsim::faults().inject("BKF_CommUninit", 4);
+  EXPECT_EQ(FWM_SRV_CLK_BkfNtfyCliUninit(), 3u);
+  EXPECT_EQ(FWM_SRV_CLK_BkfUninitComm(&g_fwmClkBkfHandle.comm), 4u);
+  EXPECT_EQ(g_fwmClkBkfHandle.comm, 0u);
+}
+
+TEST_F(ChannelTest, PeriodicTimersAreNeverCreated) {
+  size_t mark = fwmsim::recorder().mark();
+  EXPECT_EQ(FWM_SRV_BKF_TimerStartLoop(
+                1, [](uintptr_t) {}, 100, 5),
+            nullptr);
+  EXPECT_THAT(fwmsim::recorder().textsSince(mark), IsEmpty());
+  EXPECT_EQ(fwmsim::clock().runningTimers(), 0u);
+}
+
+}  // namespace

@@ -1,0 +1,164 @@
+// The framework's one-shot timers: started and stopped by the framework on
+// the worker, expiring on the board clock in the timer context, and run (or
+// dropped) back on the worker.
+#include "channel_fixture.hpp"
+
+namespace {
+
+using chantest::callsOn;
+using chantest::channelBlocks;
+using chantest::hexArg;
+using chantest::kWorker;
+using chantest::WorkerTest;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+struct Fired {
+  uintptr_t param;
+  std::string thread;
+};
+std::vector<Fired> gFired;
+
+void onTimer(uintptr_t param) {
+  gFired.push_back({param, fwmsim::threadName()});
+  fwmsim::record("test", "onTimer", fwmsim::Hex{param});
+}
+
+const char kStarted[] = "DEBUG [FWM_SRV_BKF] BKF_TimerStartLoop success.";
+const char kStopped[] = "DEBUG [FWM_SRV_BKF] BKF_TimerStop success.";
+const char kEnd[] = "DEBUG [FWM_SRV_BKF] ProcQueueNegoiTimer End.";
+const char kStopFailed[] = "ERROR [FWM_SRV_BKF] BKF_TimerStop failed.";
+
+class TimerTest : public WorkerTest {
+ protected:
+  void SetUp() override {
+    WorkerTest::SetUp();
+    gFired.clear();
+    g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_DEBUG] = 1;  // the timer lines are DEBUG
+  }
+  fwmsim::Framework &fw = fwmsim::framework();
+};
+
+TEST_F(TimerTest, OneShotRunsItsCallbackOnceOnTheWorker) {
+  void *timer = fw.startTimerOnce(onTimer, 100, 0x77);
+  ASSERT_NE(timer, nullptr);
+  EXPECT_THAT(callsOn(kWorker, mark),
+              ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, " + std::to_string(sizeof(ClkBkfTimer)) + ")",
+                          "ORIN_ReltmrCbkStart(&, 0xFFFFFFFF, 100, 0, " + hexArg(timer) + ", 0, &)", waitCall()));
+  EXPECT_EQ(channelBlocks(), blocks + 1);
+
+  fwmsim::clock().advance(99);
+  EXPECT_THAT(gFired, IsEmpty());
+  size_t expiry = fwmsim::recorder().mark();
+  fwmsim::clock().advance(1);
+  ASSERT_EQ(gFired.size(), 1u);
+  EXPECT_EQ(gFired[0].param, 0x77u);
+  EXPECT_EQ(gFired[0].thread, kWorker);
+  const std::string payload = std::to_string(sizeof(ClkBkfTimerQueMsg));
+  EXPECT_THAT(callsOn("reltmr", expiry),
+              ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, " + payload + ")",
+                          "ORIN_MemAlloc(0xFFFFFFFF, 255, " + std::to_string(sizeof(ClkBkfQueMsg)) + ")",
+                          "FWM_QUE_AsyWrite(" + queueArg() + ", &, 1)"));
+  EXPECT_THAT(callsOn(kWorker, expiry), ElementsAre("FWM_QUE_AsyRead(" + queueArg() + ", &, 1)", "dm_opers(0)",
+                                                    "onTimer(0x77)", "ORIN_MemFree(0xFF, &)", "dm_opers(1)",
+                                                    "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)", waitCall()));
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kEnd));
+  EXPECT_EQ(channelBlocks(), blocks);
+
+  fwmsim::clock().advance(1000);
+  EXPECT_EQ(gFired.size(), 1u);
+}
+
+TEST_F(TimerTest, StoppedTimerNeverRunsAndIsReleasedSilently) {
+  void *timer = fw.startTimerOnce(onTimer, 100, 1);
+  fw.stopTimer(timer);
+  EXPECT_EQ(fwmsim::clock().runningTimers(), 1u);  // the platform timer still runs
+  fwmsim::clock().advance(100);
+  EXPECT_THAT(gFired, IsEmpty());
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStopped));
+  EXPECT_EQ(channelBlocks(), blocks);
+}
+
+TEST_F(TimerTest, NullCallbackIsStillReleased) {
+  ASSERT_NE(fw.startTimerOnce(nullptr, 50, 3), nullptr);
+  fwmsim::clock().advance(50);
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kEnd));
+  EXPECT_EQ(channelBlocks(), blocks);
+}
+
+TEST_F(TimerTest, StopWithAReleasedHandleIsIgnored) {
+  void *timer = fw.startTimerOnce(onTimer, 10, 4);
+  fwmsim::clock().advance(10);
+  ASSERT_EQ(gFired.size(), 1u);
+  fw.stopTimer(timer);  // the record is gone; nothing may be written into it
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kEnd));
+}
+
+TEST_F(TimerTest, TimersExpireInTheirOwnOrder) {
+  void *a = fw.startTimerOnce(onTimer, 30, 0xA);
+  void *b = fw.startTimerOnce(onTimer, 10, 0xB);
+  void *c = fw.startTimerOnce(onTimer, 20, 0xC);
+  ASSERT_TRUE(a != nullptr && b != nullptr && c != nullptr);
+  fw.stopTimer(c);
+  fwmsim::clock().advance(30);
+  ASSERT_EQ(gFired.size(), 2u);
+  EXPECT_EQ(gFired[0].param, 0xBu);
+  EXPECT_EQ(gFired[1].param, 0xAu);
+  EXPECT_EQ(channelBlocks(), blocks);
+}
+
+struct BadStop {
+  const char *name;
+  bool zeroFw;
+  bool nullTimer;
+};
+
+// Names the case in test listings.
+void PrintTo(const BadStop &c, std::ostream *os) { *os << c.name; }
+
+class StopRefused : public TimerTest, public testing::WithParamInterface<BadStop> {};
+
+TEST_P(StopRefused, LogsAndLeavesTheTimerRunning) {
+  void *timer = fw.startTimerOnce(onTimer, 10, 5);
+  fw.stopTimer(GetParam().zeroFw ? 0 : 1, GetParam().nullTimer ? nullptr : timer);
+  fwmsim::clock().advance(10);
+  EXPECT_EQ(gFired.size(), 1u);
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStopFailed, kEnd));
+}
+
+INSTANTIATE_TEST_SUITE_P(Channel, StopRefused,
+                         testing::Values(BadStop{"ZeroFramework", true, false}, BadStop{"NullTimer", false, true}),
+                         [](const testing::TestParamInfo<BadStop> &i) { return std::string(i.param.name); });
+
+TEST_F(TimerTest, PlatformTimerRefusedReleasesTheRecord) {
+  fwmsim::faults().inject("ORIN_ReltmrCbkStart", 7);
+  EXPECT_EQ(fw.startTimerOnce(onTimer, 10, 6), nullptr);
+  EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] BKF_TimerStartLoop failed, Ret=7"));
+  EXPECT_EQ(channelBlocks(), blocks);
+  EXPECT_EQ(fwmsim::clock().runningTimers(), 0u);
+}
+
+TEST_F(TimerTest, NoMemoryForTheRecord) {
+  fwmsim::memory().failAllocation(1);
+  EXPECT_EQ(fw.startTimerOnce(onTimer, 10, 6), nullptr);
+  EXPECT_THAT(newLines(), IsEmpty());
+  EXPECT_EQ(fwmsim::clock().runningTimers(), 0u);
+}
+
+TEST_F(TimerTest, PeriodicStartCreatesNothing) {
+  EXPECT_EQ(fw.startTimerLoop(onTimer, 10, 6), nullptr);
+  EXPECT_THAT(callsOn(kWorker, mark), ElementsAre(waitCall()));
+  EXPECT_EQ(fwmsim::clock().runningTimers(), 0u);
+}
+
+TEST_F(TimerTest, LostExpiryKeepsTheRecord) {
+  auto *timer = static_cast<ClkBkfTimer *>(fw.startTimerOnce(onTimer, 10, 8));
+  fwmsim::memory().failAllocation(1);
+  fwmsim::clock().advance(10);
+  EXPECT_THAT(gFired, IsEmpty());
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, "ERROR [FWM_SRV_BKF] QueProcWrite failed, ret=1, timerName=" +
+                                                    std::to_string(timer->platformTimer) + "."));
+  EXPECT_EQ(channelBlocks(), blocks + 1);
+}
+
+}  // namespace
