@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "fwmsim/channel.hpp"
 #include "fwmsim/engine.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmtools/ack_text.hpp"
@@ -74,9 +75,12 @@ BridgeResult applyValues(const EngineValues &v) {
 }
 
 BridgeResult routeNegotiationClient(const fwmtools::Endpoint &peer) {
-  return {false, fmt::format("the simulated negotiation client cannot reach {}:{} in this build; acknowledgements "
-                             "are decoded from the client's send calls only",
-                             peer.host, peer.port)};
+  // The client of the line card talks to its peer over the loopback
+  // interface only; the port is the simulator's to choose.
+  if (peer.host != "127.0.0.1" && peer.host != "localhost")
+    return {false, fmt::format("the negotiation client reaches the loopback address only, not {}", peer.host)};
+  fwmsim::setPeerPort(peer.port);
+  return {true, {}};
 }
 
 }  // namespace clksim
