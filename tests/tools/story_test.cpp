@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
 
@@ -23,7 +24,8 @@ class Story : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     pcapPath_ = ::testing::TempDir() + "/story.pcap";
-    auto o = fwmtest::runTool({CLKSIM_PATH, "--format", "jsonl", "--pcap", pcapPath_});
+    timelinePath_ = ::testing::TempDir() + "/story.json";
+    auto o = fwmtest::runTool({CLKSIM_PATH, "--format", "jsonl", "--pcap", pcapPath_, "--timeline", timelinePath_});
     exitCode_ = o.exitCode;
     err_ = o.err;
     for (const auto &l : fwmtest::splitLines(o.out)) lines_.push_back(json::parse(l));
@@ -64,7 +66,7 @@ class Story : public ::testing::Test {
 
   static inline std::vector<json> lines_;
   static inline int exitCode_ = -1;
-  static inline std::string err_, pcapPath_;
+  static inline std::string err_, pcapPath_, timelinePath_;
 };
 
 TEST_F(Story, RunsToTheEndWithAScenarioHeaderAndASummary) {
@@ -150,6 +152,26 @@ TEST_F(Story, AFailingEngineCallIsReportedTwiceThenByTheService) {
   EXPECT_NE(result(cfg), 0);
   EXPECT_EQ(engineCalls(cfg).back(), "oda_1588_set_port_en(1, 5, 1)");
   EXPECT_EQ(texts(cfg, "log").back(), "[FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967292");
+}
+
+TEST_F(Story, TimelineHasATrackPerThreadAndASliceForEachEngineCall) {
+  std::ifstream in(timelinePath_);
+  json doc = json::parse(in);
+  std::map<int, std::string> tracks;
+  size_t odaSlices = 0, steps = 0;
+  for (const auto &e : doc["traceEvents"]) {
+    if (e["ph"] == "M" && e["name"] == "thread_name") tracks[e["tid"]] = e["args"]["name"];
+    if (e["ph"] == "X" && e.value("cat", "") == "driver") {
+      ++odaSlices;
+      EXPECT_EQ(tracks.at(e["tid"]), "orchestrator");
+    }
+    if (e["ph"] == "X" && e.value("cat", "") == "step") ++steps;
+  }
+  EXPECT_EQ(odaSlices, summary()["engineCalls"]);
+  EXPECT_EQ(steps, summary()["steps"]);
+  std::vector<std::string> names;
+  for (const auto &[tid, name] : tracks) names.push_back(name);
+  EXPECT_THAT(names, ::testing::IsSupersetOf({"host", "orchestrator", "ClkSrvIMAgentUpdateMasterIp"}));
 }
 
 // Acknowledgements need the announce supervision in the library (the 500 ms
