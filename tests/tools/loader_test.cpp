@@ -41,9 +41,11 @@ INSTANTIATE_TEST_SUITE_P(
     Loader, RefusedScenario,
     ::testing::Values(
         BadCase{"unknown operation", std::string(kBoard) + "steps:\n  - set_ptp_prot_cfg: {unit: 0, port: 3}\n", 3, 5,
-                "unknown operation 'set_ptp_prot_cfg'; did you mean 'set_ptp_port_cfg'?"},
+                "unknown operation 'set_ptp_prot_cfg' (did you mean 'set_ptp_port_cfg'?)"},
         BadCase{"bad field", std::string(kBoard) + "steps:\n  - set_ptp_port_cfg: {unit: 0, port: 3, enabled: 1}\n", 3,
-                42, "unknown field 'enabled' of set_ptp_port_cfg; did you mean 'enable'?"},
+                42,
+                "unknown field 'enabled' of set_ptp_port_cfg (did you mean 'enable'?); expected one of: unit, port, "
+                "fwdTarget"},
         BadCase{"wrong type", std::string(kBoard) + "steps:\n  - set_ptp_port_cfg: {unit: 0, port: 3, enable: yes}\n",
                 3, 50,
                 "field 'enable' of set_ptp_port_cfg (ClkPtpPortCfg): expected an unsigned integer (decimal, 0x.. or "

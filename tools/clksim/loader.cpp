@@ -87,7 +87,7 @@ std::string suggestion(std::string_view wrong, const std::vector<std::string_vie
     if (d < bestD) bestD = d, best = n;
   }
   if (best.empty() || bestD > std::max<size_t>(2, wrong.size() / 3)) return {};
-  return std::string("; did you mean '") + std::string(best) + "'?";
+  return std::string(" (did you mean '") + std::string(best) + "'?)";
 }
 
 std::optional<uint64_t> parseUnsigned(std::string s) {
