@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <fstream>
+#include <iterator>
 
 #include "builtin.hpp"
 #include "fwmclk/fwmclk.h"
@@ -185,6 +187,44 @@ TEST(Loader, ClksimRefusesABadFileBeforeRunningWithExitCodeTwo) {
   EXPECT_EQ(o.err, path +
                        ":4:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned "
                        "integer (decimal, 0x.. or 0b..), got 'three'\n");
+}
+
+}  // namespace
+
+namespace {
+
+TEST(Cli, RefusesBeforeRunningWithExitCodeTwo) {
+  struct Case {
+    std::vector<std::string> args;
+    std::string err;
+  };
+  const Case cases[] = {
+      {{"/nonexistent/scenario.yaml"}, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
+      {{"--builtin", "no-such-story"}, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
+      {{"--dump-scenario", "no-such-story"}, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
+      {{"--peer", "127.0.0.1"}, "clksim: --peer 127.0.0.1: expected HOST:PORT, e.g. 127.0.0.1:39011\n"},
+      {{"--peer", "10.0.0.1:39011"}, "clksim: --peer 10.0.0.1:39011: the negotiation client reaches 127.0.0.1 only\n"},
+  };
+  for (const auto &c : cases) {
+    std::vector<std::string> argv = {CLKSIM_PATH};
+    argv.insert(argv.end(), c.args.begin(), c.args.end());
+    auto o = fwmtest::runTool(argv);
+    EXPECT_EQ(o.exitCode, 2) << c.args[0];
+    EXPECT_EQ(o.out, "") << c.args[0];
+    EXPECT_EQ(o.err, c.err);
+  }
+}
+
+TEST(Cli, DumpsTheStoryAsTheFileInScenarios) {
+  const std::string story = std::string(CLKSIM_SCENARIOS_DIR) + "/mira-story.yaml";
+  std::ifstream in(story);
+  std::string file((std::istreambuf_iterator<char>(in)), {});
+  auto o = fwmtest::runTool({CLKSIM_PATH, "--dump-scenario"});
+  EXPECT_EQ(o.exitCode, 0);
+  EXPECT_EQ(o.out, file);
+  auto checked = fwmtest::runTool({CLKSIM_PATH, "--check", story});
+  EXPECT_EQ(checked.exitCode, 0);
+  EXPECT_THAT(checked.out, ::testing::HasSubstr("39 steps, good"));
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ int main(int argc, char **argv) {
       "clksim: the clock service on a simulated line card.\n"
       "With no scenario it tells the built-in story (" +
       std::string(clksim::kDefaultScenario) + ")."};
-  app.add_option("scenario", opt.file, "scenario file (YAML) to run")->check(CLI::ExistingFile);
+  app.add_option("scenario", opt.file, "scenario file (YAML) to run");
   app.add_option("-s,--builtin", opt.builtin, "run the built-in scenario NAME (see --list-scenarios)");
   app.add_flag("--list-scenarios", opt.list, "list the built-in scenarios and exit");
   app.add_option("--dump-scenario", opt.dump, "print a built-in scenario as YAML (default: the story) and exit")
@@ -111,6 +111,11 @@ int main(int argc, char **argv) {
     run.peer = fwmtools::parseEndpoint(opt.peer);
     if (!run.peer) {
       fmt::print(stderr, "clksim: --peer {}: expected HOST:PORT, e.g. 127.0.0.1:39011\n", opt.peer);
+      return kExitBadScenario;
+    }
+    // The line card's negotiation client talks over the loopback interface only.
+    if (run.peer->host != "127.0.0.1" && run.peer->host != "localhost") {
+      fmt::print(stderr, "clksim: --peer {}: the negotiation client reaches 127.0.0.1 only\n", opt.peer);
       return kExitBadScenario;
     }
   }
