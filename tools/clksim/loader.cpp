@@ -36,7 +36,7 @@ class Loader {
     throw Failure{{std::move(pos), std::move(message)}};
   }
 
-  void board(const YAML::Node &n, BoardSpec &b);
+  void board(const YAML::Node &n, BoardSetup &b);
   Step step(const YAML::Node &n);
   Request request(const OpDesc &op, const std::string &name, const YAML::Node &n);
   AnnounceReceived announce(const std::string &name, const YAML::Node &n);
@@ -354,7 +354,7 @@ AnnounceReceived Loader::announce(const std::string &name, const YAML::Node &n) 
   return a;
 }
 
-void Loader::board(const YAML::Node &n, BoardSpec &b) {
+void Loader::board(const YAML::Node &n, BoardSetup &b) {
   mapping("board", n);
   knownKeys("board", n, kBoardKeys);
   auto u32 = [&](const char *key, uint32_t &out, uint64_t max) {

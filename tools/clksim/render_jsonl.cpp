@@ -21,7 +21,7 @@ class JsonlRenderer : public TraceObserver {
   explicit JsonlRenderer(std::FILE *out) : out_(out) {}
 
   void begin(const Scenario &sc) override {
-    const BoardSpec &b = sc.board;
+    const BoardSetup &b = sc.board;
     nlohmann::json j = {{"kind", "scenario"},
                         {"name", sc.name},
                         {"source", sc.source},

@@ -36,7 +36,7 @@ class TextRenderer : public TraceObserver {
     fmt::print(out_, "{}clksim{} scenario {}{}{} ({})\n", s_(kBold), s_(kReset), s_(kBold),
                sc.name.empty() ? "(unnamed)" : sc.name, s_(kReset), sc.source);
     if (!sc.description.empty()) fmt::print(out_, "  {}\n", sc.description);
-    const BoardSpec &b = sc.board;
+    const BoardSetup &b = sc.board;
     fmt::print(out_, "board: chip type {}{}, {} engine{}, chassis {} slot {}, self {}, master {}{}\n", b.chipType,
                b.chipType == 40 ? " (Mira family)" : "", b.engines, b.engines == 1 ? "" : "s", b.chassis, b.slot,
                ip(b.selfIp), ip(b.masterIp), b.coldAgent ? ", no log agent yet" : "");

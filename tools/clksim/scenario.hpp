@@ -18,7 +18,7 @@ struct SourcePos {
   int column = 0;
 };
 
-struct BoardSpec {
+struct BoardSetup {
   uint32_t chipType = 40;
   uint32_t engines = 2;
   uint32_t chassis = 1;
@@ -98,7 +98,7 @@ struct Scenario {
   std::string name;
   std::string description;
   std::string source;  // file name or "builtin:NAME"
-  BoardSpec board;
+  BoardSetup board;
   std::vector<Step> steps;
 };
 

@@ -119,7 +119,7 @@ std::array<uint8_t, kAckSize> encodeAck(const Ack &ack) {
 std::array<uint8_t, kPtpAnnounceSize> ptpAnnounceWire(const Announce &a) {
   std::array<uint8_t, kPtpAnnounceSize> out{};
   std::span<uint8_t> b(out);
-  b[0] = a.messageType & 0x0F;  // transportSpecific 0
+  b[0] = a.messageType & 0x0F;  // upper nibble (transport) 0
   b[1] = a.versionPtp & 0x0F;
   putBe(b, 2, 2, kPtpAnnounceSize);  // the message as written is always the full announce
   b[4] = a.domainNumber;
