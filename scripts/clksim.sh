@@ -4,5 +4,5 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 bash scripts/deps.sh core tools >&2
 cmake -S . -B build/clksim -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFWMCLK_BUILD_TESTS=OFF >/dev/null
-cmake --build build/clksim -j "$(nproc)" --target clksim >&2
-exec build/clksim/tools/clksim "$@"
+cmake --build build/clksim -j "$(nproc)" --target clksim clkpeer >&2
+exec build/clksim/tools/clksim/clksim "$@"

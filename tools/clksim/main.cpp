@@ -1,80 +1,150 @@
 // clksim: a line card on the desk. Loads libfwmclk.so onto the simulated
-// board, drives it as the host process would, and prints what the library did
-// to the platform as it happens.
+// board, plays a scenario (the host's events, the orchestrator's requests,
+// the engine's announces and failures, the passing of time) and shows what
+// the library did, layer by layer, down to the engine driver and out to the
+// negotiation peer.
+#include <fmt/format.h>
+#include <unistd.h>
 #include <CLI/CLI.hpp>
-#include <cstdio>
-#include <string>
 
-#include "fwmclk/fwmclk.h"
-#include "fwmsim/board.hpp"
-#include "fwmsim/clock.hpp"
-#include "fwmsim/recorder.hpp"
+#include "builtin.hpp"
+#include "loader.hpp"
+#include "outputs.hpp"
+#include "runner.hpp"
 
 namespace {
 
 struct Options {
-  uint32_t chipType = 40;
-  uint32_t engines = 2;
-  bool coldAgent = false;
+  std::string file;
+  std::string builtin;
+  bool list = false;
+  std::string dump;
+  bool dumpSet = false;
+  bool check = false;
+  std::string format = "text";
+  std::string colour = "auto";
+  std::string timeline;
+  std::string pcap;
+  std::string peer;
+  bool realtime = false;
   bool verbose = false;
 };
 
-// The agent's object plumbing is noise next to the lines it carries.
-bool plumbing(const fwmsim::Event &e) {
-  return e.facility == "agent" && (e.text.rfind("IM_Agent_ObjCreate", 0) == 0 ||
-                                   e.text.rfind("IM_Agent_AddPara", 0) == 0 || e.text.rfind("IM_Agent_Send", 0) == 0);
-}
-
-void print(const fwmsim::Event &e, bool verbose) {
-  if (!verbose && plumbing(e)) return;
-  std::string text = e.text;
-  while (!text.empty() && (text.back() == '\n' || text.back() == '\r')) text.pop_back();
-  std::printf("%7.3f  %-28s %-6s %s\n", static_cast<double>(e.vtimeMs) / 1000.0, e.thread.c_str(), e.facility.c_str(),
-              text.c_str());
-}
-
-void banner(const char *what) { std::printf("\n== %s\n", what); }
+constexpr int kExitBadScenario = 2;
 
 }  // namespace
 
 int main(int argc, char **argv) {
   Options opt;
-  CLI::App app{"clksim: the clock service on a simulated line card"};
-  app.add_option("--chip-type", opt.chipType, "chip type of the forwarding engines (40 = Mira family)");
-  app.add_option("--engines", opt.engines, "number of forwarding engines on the board");
-  app.add_flag("--cold-agent", opt.coldAgent,
-               "the process has no log agent yet: the library brings one up from its own task");
+  CLI::App app{
+      "clksim: the clock service on a simulated line card.\n"
+      "With no scenario it tells the built-in story (" +
+      std::string(clksim::kDefaultScenario) + ")."};
+  app.add_option("scenario", opt.file, "scenario file (YAML) to run");
+  app.add_option("-s,--builtin", opt.builtin, "run the built-in scenario NAME (see --list-scenarios)");
+  app.add_flag("--list-scenarios", opt.list, "list the built-in scenarios and exit");
+  app.add_option("--dump-scenario", opt.dump, "print a built-in scenario as YAML (default: the story) and exit")
+      ->expected(0, 1);
+  app.add_flag("--check", opt.check, "check the scenario and exit (0 = good, 2 = refused)");
+  app.add_option("-f,--format", opt.format, "text for people, jsonl for machines (one event a line)")
+      ->check(CLI::IsMember({"text", "jsonl"}))
+      ->capture_default_str();
+  app.add_option("--colour,--color", opt.colour, "colour the text trace: auto (on a terminal), always, never")
+      ->check(CLI::IsMember({"auto", "always", "never"}))
+      ->capture_default_str();
+  app.add_option("--timeline", opt.timeline, "write a Chrome/Perfetto trace (JSON) of the run to FILE");
+  app.add_option("--pcap", opt.pcap, "write each acknowledgement as an IEEE 1588 announce to a pcap FILE");
+  app.add_option("--peer", opt.peer, "send acknowledgements to the negotiation peer at HOST:PORT (e.g. clkpeer)");
+  app.add_flag("--realtime", opt.realtime, "run on real threads and the wall clock instead of virtual time");
   app.add_flag("-v,--verbose", opt.verbose, "also show the log agent's object calls");
   CLI11_PARSE(app, argc, argv);
+  opt.dumpSet = app.count("--dump-scenario") > 0;
 
-  fwmsim::resetBoard();
-  fwmsim::board().chipType = opt.chipType;
-  fwmsim::board().feNum = opt.engines;
-  if (!opt.coldAgent) fwmsim::agent().existingHandle = 0x00A6E0F0u;
-  // Start-up progress is worth seeing on the desk.
-  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_INFO] = 1;
-  fwmsim::recorder().setSink([&](const fwmsim::Event &e) { print(e, opt.verbose); });
-
-  std::printf("board: chip type %u, %u engines, chassis %u slot %u\n", opt.chipType, opt.engines,
-              fwmsim::board().chassisId, fwmsim::board().slotId);
-
-  banner("event 1: start-up");
-  int32_t ret = FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP);
-  fwmsim::clock().settle();
-  std::printf("         -> FWM_Srv_Clk_Notify(1) = %d\n", ret);
-  if (opt.coldAgent) {
-    banner("20 s pass while the agent comes up");
-    fwmsim::clock().advance(20000);
+  if (opt.list) {
+    for (const auto &s : clksim::builtinScenarios()) {
+      auto r = clksim::loadScenario(s.yaml, "builtin:" + std::string(s.name));
+      std::string desc = std::holds_alternative<clksim::Scenario>(r) ? std::get<clksim::Scenario>(r).description : "";
+      fmt::print("{:<20} {}{}\n", s.name, desc, s.name == clksim::kDefaultScenario ? " (default)" : "");
+    }
+    return 0;
+  }
+  if (opt.dumpSet) {
+    std::string name = opt.dump.empty() ? std::string(clksim::kDefaultScenario) : opt.dump;
+    const auto *s = clksim::findBuiltin(name);
+    if (!s) {
+      fmt::print(stderr, "clksim: no built-in scenario '{}' (see --list-scenarios)\n", name);
+      return kExitBadScenario;
+    }
+    fmt::print("{}", s->yaml);
+    return 0;
+  }
+  if (!opt.file.empty() && !opt.builtin.empty()) {
+    fmt::print(stderr, "clksim: give a scenario file or --builtin, not both\n");
+    return kExitBadScenario;
   }
 
-  banner("event 3: master board address");
-  ret = FWM_Srv_Clk_Notify(FWM_CLK_EVENT_MASTER_IP);
-  fwmsim::clock().settle();
-  std::printf("         -> FWM_Srv_Clk_Notify(3) = %d\n", ret);
+  clksim::LoadResult loaded;
+  if (!opt.file.empty()) {
+    loaded = clksim::loadScenarioFile(opt.file);
+  } else {
+    std::string name = opt.builtin.empty() ? std::string(clksim::kDefaultScenario) : opt.builtin;
+    const auto *s = clksim::findBuiltin(name);
+    if (!s) {
+      fmt::print(stderr, "clksim: no built-in scenario '{}' (see --list-scenarios)\n", name);
+      return kExitBadScenario;
+    }
+    loaded = clksim::loadScenario(s->yaml, "builtin:" + name);
+  }
+  if (auto *err = std::get_if<clksim::LoadError>(&loaded)) {
+    fmt::print(stderr, "{}\n", err->text());
+    return kExitBadScenario;
+  }
+  const clksim::Scenario &sc = std::get<clksim::Scenario>(loaded);
+  if (opt.check) {
+    fmt::print("{}: {} steps, good\n", sc.source, sc.steps.size());
+    return 0;
+  }
 
-  fwmsim::recorder().setSink(nullptr);
-  std::printf("\n%zu platform calls, %zu log lines delivered, %zu debug lines, virtual time %.3f s\n",
-              fwmsim::recorder().events().size(), fwmsim::agent().delivered().size(),
-              fwmsim::registry().printed().size(), static_cast<double>(fwmsim::clock().nowMs()) / 1000.0);
-  return 0;
+  clksim::RunOptions run;
+  run.realtime = opt.realtime;
+  if (!opt.peer.empty()) {
+    run.peer = fwmtools::parseEndpoint(opt.peer);
+    if (!run.peer) {
+      fmt::print(stderr, "clksim: --peer {}: expected HOST:PORT, e.g. 127.0.0.1:39011\n", opt.peer);
+      return kExitBadScenario;
+    }
+    // The line card's negotiation client talks over the loopback interface only.
+    if (run.peer->host != "127.0.0.1" && run.peer->host != "localhost") {
+      fmt::print(stderr, "clksim: --peer {}: the negotiation client reaches 127.0.0.1 only\n", opt.peer);
+      return kExitBadScenario;
+    }
+  }
+
+  bool colour = opt.colour == "always" || (opt.colour == "auto" && ::isatty(STDOUT_FILENO));
+  std::vector<std::unique_ptr<clksim::TraceObserver>> outputs;
+  outputs.push_back(opt.format == "jsonl" ? clksim::makeJsonlRenderer(stdout)
+                                          : clksim::makeTextRenderer(stdout, {colour, opt.verbose}));
+  if (!opt.timeline.empty()) outputs.push_back(clksim::makeTimelineWriter(opt.timeline));
+  if (!opt.pcap.empty()) {
+    std::string err;
+    auto p = clksim::makePcapWriter(opt.pcap, &err);
+    if (!p) {
+      fmt::print(stderr, "clksim: {}\n", err);
+      return 1;
+    }
+    outputs.push_back(std::move(p));
+  }
+  clksim::SummaryObserver summary;
+
+  clksim::Runner runner(sc, run);
+  for (auto &o : outputs) runner.addObserver(o.get());
+  runner.addObserver(&summary);
+  int rc = runner.run();
+  summary.summary().realtime = opt.realtime;
+  if (opt.format == "jsonl")
+    clksim::printJsonlSummary(stdout, summary.summary());
+  else
+    clksim::printTextSummary(stdout, summary.summary(), colour);
+  std::fflush(stdout);
+  return rc;
 }

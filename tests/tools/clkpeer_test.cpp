@@ -1,0 +1,76 @@
+// clkpeer as the negotiation peer: it reports and skips what is not an
+// acknowledgement and decodes what is.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "fwmtools/announce.hpp"
+#include "fwmtools/udp_peer.hpp"
+#include "subprocess.hpp"
+
+namespace {
+
+using nlohmann::json;
+
+TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
+  fwmtest::Child peer(
+      {CLKPEER_PATH, "--listen", "127.0.0.1:0", "--format", "jsonl", "--count", "1", "--idle-exit-ms", "10000"});
+  auto ready = peer.errLine(std::chrono::seconds(20));
+  ASSERT_TRUE(ready);
+  const std::string prefix = "clkpeer: listening on 127.0.0.1:";
+  ASSERT_EQ(ready->rfind(prefix, 0), 0u) << *ready;
+  fwmtools::Endpoint to{"127.0.0.1", static_cast<uint16_t>(std::stoi(ready->substr(prefix.size())))};
+
+  fwmtools::Ack ack;
+  ack.ifIndex = 21;
+  ack.pktLen = 96;
+  ack.announce.messageType = 11;
+  ack.announce.versionPtp = 2;
+  ack.announce.grandmasterIdentity = 0x001B19FFFE00A001ull;
+  ack.announce.clockClass = 248;
+  ack.announce.sourceClockIdentity = 0x7C2E0DFFFE1F0002ull;
+  ack.announce.sourcePortNumber = 3;
+  auto good = fwmtools::encodeAck(ack);
+  std::vector<uint8_t> notAnnounce(good.begin(), good.end());
+  notAnnounce[13] = 9;
+
+  fwmtools::UdpSocket sender;
+  ASSERT_TRUE(sender.bind({"127.0.0.1", 0}));
+  const std::vector<std::vector<uint8_t>> datagrams = {{},
+                                                       {0x01, 0x02, 0x03},
+                                                       std::vector<uint8_t>(good.begin(), good.begin() + 99),
+                                                       std::vector<uint8_t>(1500, 0xFF),
+                                                       notAnnounce,
+                                                       std::vector<uint8_t>(good.begin(), good.end())};
+  for (const auto &d : datagrams) ASSERT_TRUE(sender.sendTo(to, d.data(), d.size()));
+
+  auto o = peer.finish(std::chrono::seconds(20));
+  EXPECT_EQ(o.exitCode, 0) << o.err;
+  auto lines = fwmtest::splitLines(o.out);
+  ASSERT_EQ(lines.size(), 6u) << o.out;
+  const char *reasons[] = {"length 0, an acknowledgement is 100 bytes", "length 3, an acknowledgement is 100 bytes",
+                           "length 99, an acknowledgement is 100 bytes", "length 1500, an acknowledgement is 100 bytes",
+                           "message type 9, not an announce (11)"};
+  for (size_t i = 0; i < 5; ++i) {
+    auto j = json::parse(lines[i]);
+    EXPECT_EQ(j["kind"], "skipped");
+    EXPECT_EQ(j["datagram"], i + 1);
+    EXPECT_EQ(j["reason"], reasons[i]);
+  }
+  auto a = json::parse(lines[5]);
+  EXPECT_EQ(a["kind"], "ack");
+  EXPECT_EQ(a["ifIndex"], 21);
+  EXPECT_EQ(a["clockClass"], 248);
+  EXPECT_EQ(a["grandmasterIdentity"], "001b19.fffe.00a001");
+  EXPECT_EQ(a["sourcePortIdentity"], "7c2e0d.fffe.1f0002-3");
+  EXPECT_THAT(o.err, ::testing::HasSubstr("clkpeer: 6 datagrams, 1 acknowledgements, 5 skipped"));
+}
+
+TEST(Clkpeer, RefusesAMalformedListenAddress) {
+  auto o = fwmtest::runTool({CLKPEER_PATH, "--listen", "127.0.0.1:notaport"});
+  EXPECT_EQ(o.exitCode, 2);
+  EXPECT_EQ(o.err, "clkpeer: --listen 127.0.0.1:notaport: expected HOST:PORT\n");
+}
+
+}  // namespace

@@ -1,0 +1,213 @@
+// The built-in story, read back from clksim's JSON lines: start-up, the
+// requests and the engine calls they make, the failures and their report
+// lines, and (once the announce supervision is in the library) the
+// acknowledgements the negotiation peer receives.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+
+#include "subprocess.hpp"
+
+namespace {
+
+using nlohmann::json;
+using ::testing::ElementsAre;
+using ::testing::ElementsAreArray;
+using ::testing::HasSubstr;
+
+// One run of the story for the whole suite: the process is the expensive part.
+class Story : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    pcapPath_ = ::testing::TempDir() + "/story.pcap";
+    timelinePath_ = ::testing::TempDir() + "/story.json";
+    auto o = fwmtest::runTool({CLKSIM_PATH, "--format", "jsonl", "--pcap", pcapPath_, "--timeline", timelinePath_});
+    exitCode_ = o.exitCode;
+    err_ = o.err;
+    for (const auto &l : fwmtest::splitLines(o.out)) lines_.push_back(json::parse(l));
+  }
+
+  // Records of the nth step (1-based) named `name`.
+  static std::vector<json> step(const std::string &name, int nth = 1) {
+    size_t index = 0;
+    for (const auto &j : lines_)
+      if (j.value("kind", "") == "step_begin" && j.value("name", "") == name && --nth == 0) index = j["step"];
+    std::vector<json> out;
+    for (const auto &j : lines_)
+      if (j.contains("step") && j["step"] == index && index != 0) out.push_back(j);
+    return out;
+  }
+
+  static std::vector<std::string> texts(const std::vector<json> &recs, const std::string &kind) {
+    std::vector<std::string> out;
+    for (const auto &j : recs)
+      if (j["kind"] == kind) out.push_back(j.value("text", ""));
+    return out;
+  }
+
+  static std::vector<std::string> engineCalls(const std::vector<json> &recs) {
+    std::vector<std::string> out;
+    for (const auto &j : recs)
+      if (j["kind"] == "call" && j["layer"] == "driver") out.push_back(j["text"]);
+    return out;
+  }
+
+  static json result(const std::vector<json> &recs) {
+    for (const auto &j : recs)
+      if (j["kind"] == "step_end" && j.contains("result")) return j["result"];
+    return nullptr;
+  }
+
+  static const json &summary() { return lines_.back(); }
+
+  static inline std::vector<json> lines_;
+  static inline int exitCode_ = -1;
+  static inline std::string err_, pcapPath_, timelinePath_;
+};
+
+TEST_F(Story, RunsToTheEndWithAScenarioHeaderAndASummary) {
+  EXPECT_EQ(exitCode_, 0) << err_;
+  ASSERT_GE(lines_.size(), 3u);
+  EXPECT_EQ(lines_.front()["kind"], "scenario");
+  EXPECT_EQ(lines_.front()["name"], "mira-story");
+  EXPECT_EQ(lines_.front()["board"]["chipType"], 40);
+  EXPECT_EQ(lines_.front()["board"]["engines"], 2);
+  EXPECT_EQ(summary()["kind"], "summary");
+  EXPECT_EQ(summary()["requests"], 13);
+  EXPECT_EQ(summary()["failedRequests"], 2);
+  EXPECT_EQ(summary()["feModuleErrors"], 4);
+  EXPECT_EQ(summary()["virtualMs"], 5500);
+}
+
+TEST_F(Story, StartUpRegistersTheOperationTable) {
+  auto recs = step("notify", 1);
+  EXPECT_EQ(result(recs), 0);
+  auto calls = texts(recs, "call");
+  EXPECT_THAT(calls, ::testing::Contains("ORIN_HandleInitialize(\"fwm.srv.clk\", &)"));
+  EXPECT_THAT(calls, ::testing::Contains("FWM_ORCH_CLK_RegSrvIntf(&)"));
+  EXPECT_THAT(texts(recs, "log"), ::testing::Contains("clk init finish."));
+}
+
+TEST_F(Story, RequestsRunOnTheOrchestratorsThreadDownToTheEngineDriver) {
+  auto glb = step("set_ptp_glb_cfg");
+  EXPECT_EQ(result(glb), 0);
+  EXPECT_THAT(engineCalls(glb), ElementsAre("oda_1588_set_ptp_control(0, 3, 8, 3, 0)"));
+  for (const auto &j : lines_) {
+    if (j.value("kind", "") == "call" && j["layer"] == "driver") {
+      EXPECT_EQ(j["thread"], "orchestrator") << j.dump();
+    }
+  }
+
+  // The SLAVE port is written in its fixed order and enabled last.
+  auto slave = engineCalls(step("set_ptp_port_cfg", 1));
+  ASSERT_FALSE(slave.empty());
+  EXPECT_EQ(slave.front(), "oda_1588_set_ptp_state(0, 3, 9)");
+  EXPECT_EQ(slave.back(), "oda_1588_set_port_en(0, 3, 1)");
+  EXPECT_THAT(slave, ::testing::Contains("oda_1588_set_ptp_control(0, 3, 18, 1, 0)"));
+
+  // Switched off: disabled before anything else is written.
+  auto off = engineCalls(step("set_ptp_port_cfg", 3));
+  ASSERT_FALSE(off.empty());
+  EXPECT_EQ(off.front(), "oda_1588_set_port_en(0, 3, 0)");
+}
+
+TEST_F(Story, QueriesReturnWhatTheEngineWasGiven) {
+  auto ts = step("get_ptp_timestamp");
+  EXPECT_EQ(result(ts), 0);
+  for (const auto &j : ts) {
+    if (j["kind"] == "step_end") {
+      EXPECT_EQ(j["reply"], json({0, 1, 2, 3, 4, 5, 6, 9, 10, 11, 12, 13, 14, 7, 8, 15, 16}));
+    }
+  }
+  for (const auto &j : step("get_ptp_pkt_stat")) {
+    if (j["kind"] == "step_end") {
+      EXPECT_EQ(j["reply"][0], 120);
+    }
+  }
+}
+
+TEST_F(Story, AFailingEngineCallIsReportedTwiceThenByTheService) {
+  auto recs = step("set_ptp_port_asym");
+  EXPECT_EQ(result(recs), 0xFFFFFFFBu);
+  std::vector<std::string> story;
+  for (const auto &j : recs) {
+    if (j["kind"] == "log") story.push_back(j["level"].get<std::string>() + " " + j["text"].get<std::string>());
+    if (j["kind"] == "debug") story.push_back("debug " + j["text"].get<std::string>().substr(20));
+    if (j["kind"] == "call" && j["layer"] == "driver") story.push_back("oda " + j["text"].get<std::string>());
+  }
+  EXPECT_THAT(story, ElementsAre("MSG 1588.(parameter in SetPtpCtrl: Unit=[1], Port=[5], Type=[5], Value=[100]).",
+                                 "oda oda_1588_set_ptp_control(1, 5, 5, 100, 0)",
+                                 "debug Fe module error. (ErrCode=0xFFFFFFFB, Slot=1/3, Unit=1, Port=5, "
+                                 "Reason=Failed to [1588]set ptp control.)",
+                                 "debug Fe module error. (ErrCode=0xFFFFFFFB, Slot=1/3, Unit=1, Port=5, "
+                                 "Reason=Failed to NP_1588_SetPtpCtrl.)",
+                                 "ERROR [FWM_SRV_CLK] SetPtpPortAsym failed, Ret=4294967291"));
+
+  // A failure in the middle of a port configuration lets the rest run.
+  auto cfg = step("set_ptp_port_cfg", 4);
+  EXPECT_NE(result(cfg), 0);
+  EXPECT_EQ(engineCalls(cfg).back(), "oda_1588_set_port_en(1, 5, 1)");
+  EXPECT_EQ(texts(cfg, "log").back(), "[FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967292");
+}
+
+TEST_F(Story, TimelineHasATrackPerThreadAndASliceForEachEngineCall) {
+  std::ifstream in(timelinePath_);
+  json doc = json::parse(in);
+  std::map<int, std::string> tracks;
+  size_t odaSlices = 0, steps = 0;
+  for (const auto &e : doc["traceEvents"]) {
+    if (e["ph"] == "M" && e["name"] == "thread_name") tracks[e["tid"]] = e["args"]["name"];
+    if (e["ph"] == "X" && e.value("cat", "") == "driver") {
+      ++odaSlices;
+      EXPECT_EQ(tracks.at(e["tid"]), "orchestrator");
+    }
+    if (e["ph"] == "X" && e.value("cat", "") == "step") ++steps;
+  }
+  EXPECT_EQ(odaSlices, summary()["engineCalls"]);
+  EXPECT_EQ(steps, summary()["steps"]);
+  std::vector<std::string> names;
+  for (const auto &[tid, name] : tracks) names.push_back(name);
+  EXPECT_THAT(names, ::testing::IsSupersetOf({"host", "orchestrator", "ClkSrvIMAgentUpdateMasterIp"}));
+}
+
+// Acknowledgements need the announce supervision in the library (the 500 ms
+// timer and the port list). Remove DISABLED_ once it is there.
+TEST_F(Story, DISABLED_AcknowledgementsReachTheNegotiationPeer) {
+  std::vector<json> acks, received;
+  for (const auto &j : lines_) {
+    if (j.value("kind", "") == "ack") acks.push_back(j["ack"]);
+    if (j.value("kind", "") == "peer_rx") received.push_back(j["ack"]);
+  }
+  ASSERT_EQ(acks.size(), 3u);
+  EXPECT_EQ(received, acks);
+  EXPECT_EQ(acks[0]["ifIndex"], 3);
+  EXPECT_EQ(acks[0]["grandmasterIdentity"], "001b19.fffe.00a001");
+  EXPECT_EQ(acks[0]["clockClass"], 6);
+  EXPECT_EQ(acks[0]["clockAccuracy"], 0x21);
+  EXPECT_EQ(acks[0]["stepsRemoved"], 1);
+  EXPECT_EQ(acks[0]["timeSource"], 0x20);
+  EXPECT_EQ(acks[0]["sourcePortIdentity"], "001b19.fffe.00a001-1");
+  EXPECT_EQ(acks[1]["grandmasterIdentity"], "7c2e0d.fffe.1f0002");
+  EXPECT_EQ(acks[1]["grandmasterPriority1"], 100);
+  EXPECT_EQ(acks[1]["timeSource"], 0x10);
+  // The second timeout tick tells the peer with an empty announce.
+  EXPECT_EQ(acks[2]["grandmasterIdentity"], "000000.0000.000000");
+  EXPECT_EQ(acks[2]["sourcePortIdentity"], "000000.0000.000000-0");
+  EXPECT_EQ(summary()["acks"], 3);
+  EXPECT_EQ(summary()["peerReceived"], 3);
+
+  if (::access("/usr/bin/tshark", X_OK) != 0) GTEST_SKIP() << "tshark is not installed";
+  auto o = fwmtest::runTool({"/usr/bin/tshark", "-r", pcapPath_, "-T", "fields", "-E", "separator=,", "-e",
+                             "ptp.v2.an.grandmasterclockidentity", "-e", "ptp.v2.an.grandmasterclockclass", "-e",
+                             "ptp.v2.an.priority1", "-e", "ptp.v2.an.localstepsremoved"});
+  EXPECT_EQ(o.out,
+            "0x001b19fffe00a001,6,128,1\n"
+            "0x7c2e0dfffe1f0002,6,100,2\n"
+            "0x0000000000000000,0,0,0\n");
+}
+
+}  // namespace

@@ -1,0 +1,116 @@
+#include "subprocess.hpp"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace fwmtest {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+void readSome(int &fd, std::string &into) {
+  char buf[4096];
+  ssize_t n = ::read(fd, buf, sizeof buf);
+  if (n > 0) {
+    into.append(buf, static_cast<size_t>(n));
+  } else {
+    ::close(fd);
+    fd = -1;
+  }
+}
+
+// Polls both pipes until `done` says so or the deadline passes.
+template <class Done>
+bool pump(int &outFd, int &errFd, std::string &out, std::string &err, Clock::time_point deadline, Done done) {
+  while (!done()) {
+    if (outFd < 0 && errFd < 0) return true;
+    auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
+    if (left <= 0) return false;
+    pollfd p[2] = {{outFd, POLLIN, 0}, {errFd, POLLIN, 0}};
+    int r = ::poll(p, 2, static_cast<int>(std::min<long long>(left, 200)));
+    if (r <= 0) continue;
+    if (outFd >= 0 && (p[0].revents & (POLLIN | POLLHUP))) readSome(outFd, out);
+    if (errFd >= 0 && (p[1].revents & (POLLIN | POLLHUP))) readSome(errFd, err);
+  }
+  return true;
+}
+
+}  // namespace
+
+Child::Child(const std::vector<std::string> &argv) {
+  int out[2], err[2];
+  if (::pipe2(out, O_CLOEXEC) != 0 || ::pipe2(err, O_CLOEXEC) != 0) throw std::runtime_error("pipe");
+  pid_ = ::fork();
+  if (pid_ == 0) {
+    ::dup2(out[1], 1);
+    ::dup2(err[1], 2);
+    std::vector<char *> args;
+    for (const auto &a : argv) args.push_back(const_cast<char *>(a.c_str()));
+    args.push_back(nullptr);
+    ::execv(args[0], args.data());
+    ::_exit(127);
+  }
+  ::close(out[1]);
+  ::close(err[1]);
+  outFd_ = out[0];
+  errFd_ = err[0];
+}
+
+Child::~Child() {
+  if (pid_ > 0) {
+    ::kill(pid_, SIGKILL);
+    ::waitpid(pid_, nullptr, 0);
+  }
+  if (outFd_ >= 0) ::close(outFd_);
+  if (errFd_ >= 0) ::close(errFd_);
+}
+
+std::optional<std::string> Child::errLine(std::chrono::milliseconds limit) {
+  auto deadline = Clock::now() + limit;
+  pump(outFd_, errFd_, result_.out, errBuf_, deadline, [&] { return errBuf_.find('\n') != std::string::npos; });
+  auto nl = errBuf_.find('\n');
+  if (nl == std::string::npos) return std::nullopt;
+  std::string line = errBuf_.substr(0, nl);
+  result_.err += errBuf_.substr(0, nl + 1);
+  errBuf_.erase(0, nl + 1);
+  return line;
+}
+
+Outcome Child::finish(std::chrono::milliseconds limit) {
+  auto deadline = Clock::now() + limit;
+  bool ended = pump(outFd_, errFd_, result_.out, errBuf_, deadline, [] { return false; });
+  int status = 0;
+  if (!ended) ::kill(pid_, SIGKILL);
+  ::waitpid(pid_, &status, 0);
+  pid_ = -1;
+  result_.err += errBuf_;
+  errBuf_.clear();
+  result_.exitCode = ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return result_;
+}
+
+Outcome runTool(const std::vector<std::string> &argv, std::chrono::milliseconds limit) {
+  Child c(argv);
+  return c.finish(limit);
+}
+
+std::vector<std::string> splitLines(const std::string &s) {
+  std::vector<std::string> lines;
+  size_t start = 0;
+  while (start < s.size()) {
+    size_t nl = s.find('\n', start);
+    if (nl == std::string::npos) nl = s.size();
+    lines.push_back(s.substr(start, nl - start));
+    start = nl + 1;
+  }
+  return lines;
+}
+
+}  // namespace fwmtest

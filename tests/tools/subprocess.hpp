@@ -1,0 +1,42 @@
+// Runs the desk tools as child processes, with bounded waits only.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace fwmtest {
+
+struct Outcome {
+  int exitCode = -1;  // -1: killed after the time limit
+  std::string out, err;
+};
+
+// Runs to the end (killed after `limit`) and collects both streams.
+Outcome runTool(const std::vector<std::string> &argv, std::chrono::milliseconds limit = std::chrono::seconds(60));
+
+// A child that keeps running while the test talks to it.
+class Child {
+ public:
+  explicit Child(const std::vector<std::string> &argv);
+  ~Child();
+  Child(const Child &) = delete;
+  Child &operator=(const Child &) = delete;
+  // The next line of standard error, waiting at most `limit`.
+  std::optional<std::string> errLine(std::chrono::milliseconds limit);
+  // Waits for the end (kills after `limit`) and returns the rest of the output.
+  Outcome finish(std::chrono::milliseconds limit);
+
+ private:
+  pid_t pid_ = -1;
+  int outFd_ = -1, errFd_ = -1;
+  std::string errBuf_;
+  Outcome result_;
+};
+
+std::vector<std::string> splitLines(const std::string &s);
+
+}  // namespace fwmtest

@@ -1,0 +1,199 @@
+// The shared toolkit: the acknowledgement's bytes, the announce on the wire,
+// and pcap files that a dissector reads back with the same values.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "fwmtools/ack_text.hpp"
+#include "fwmtools/announce.hpp"
+#include "fwmtools/pcap.hpp"
+#include "subprocess.hpp"
+
+namespace {
+
+using fwmtools::Ack;
+using fwmtools::Announce;
+
+Announce sampleAnnounce() {
+  Announce a;
+  a.messageType = 11;
+  a.versionPtp = 2;
+  a.messageLength = 64;
+  a.domainNumber = 24;
+  a.flagField = 0x0208;
+  a.sourceClockIdentity = 0x001B19FFFE00A001ull;
+  a.sourcePortNumber = 1;
+  a.controlField = 5;
+  a.logMessageInterval = 1;
+  a.currentUtcOffset = 37;
+  a.grandmasterPriority1 = 100;
+  a.clockClass = 6;
+  a.clockAccuracy = 0x21;
+  a.offsetScaledLogVariance = 0x4E5D;
+  a.grandmasterPriority2 = 128;
+  a.grandmasterIdentity = 0x7C2E0DFFFE1F0002ull;
+  a.stepsRemoved = 2;
+  a.timeSource = 0x20;
+  return a;
+}
+
+TEST(Ack, MessageIsRootHeaderThenTheRecordUnchanged) {
+  Ack ack{0, 5, 96, sampleAnnounce()};
+  auto bytes = fwmtools::encodeAck(ack);
+  const uint8_t head[12] = {0, 0, 0, 0, 5, 0, 0, 0, 0x60, 0, 0, 0};
+  EXPECT_TRUE(std::equal(head, head + 12, bytes.begin()));
+  // Image bytes as the line card lays them out: header constants, the flag
+  // field's two octets in order, identities as native little-endian words.
+  EXPECT_EQ(bytes[12 + 1], 11);
+  EXPECT_EQ(bytes[12 + 3], 2);
+  EXPECT_EQ(bytes[12 + 4], 64);
+  EXPECT_EQ(bytes[12 + 6], 24);
+  EXPECT_EQ(bytes[12 + 8], 0x02);
+  EXPECT_EQ(bytes[12 + 9], 0x08);
+  EXPECT_EQ(bytes[12 + 32], 0x01);  // low byte of the source clock identity
+  EXPECT_EQ(bytes[12 + 39], 0x00);
+  EXPECT_EQ(bytes[12 + 44], 5);
+  EXPECT_EQ(bytes[12 + 61], 100);
+  EXPECT_EQ(bytes[12 + 62], 6);
+  EXPECT_EQ(bytes[12 + 72], 0x02);
+  EXPECT_EQ(bytes[12 + 79], 0x7C);
+  EXPECT_EQ(bytes[12 + 82], 0x20);
+
+  auto back = fwmtools::decodeAck(bytes);
+  ASSERT_TRUE(back);
+  EXPECT_EQ(back->ifIndex, 5u);
+  EXPECT_EQ(back->pktLen, 96u);
+  EXPECT_EQ(fwmtools::encodeAck(*back), bytes);
+}
+
+TEST(Ack, RefusesWhatIsNotAnAcknowledgement) {
+  auto good = fwmtools::encodeAck({0, 5, 96, sampleAnnounce()});
+  struct Case {
+    std::vector<uint8_t> bytes;
+    const char *reason;
+  };
+  std::vector<uint8_t> wrongType(good.begin(), good.end());
+  wrongType[13] = 0;  // a sync, not an announce
+  std::vector<uint8_t> wrongVersion(good.begin(), good.end());
+  wrongVersion[15] = 1;
+  const Case cases[] = {
+      {{}, "length 0, an acknowledgement is 100 bytes"},
+      {std::vector<uint8_t>(good.begin(), good.begin() + 99), "length 99, an acknowledgement is 100 bytes"},
+      {std::vector<uint8_t>(101, 0), "length 101, an acknowledgement is 100 bytes"},
+      {wrongType, "message type 0, not an announce (11)"},
+      {wrongVersion, "PTP version 1, not 2"},
+  };
+  for (const auto &c : cases) {
+    fwmtools::DecodeError why;
+    EXPECT_FALSE(fwmtools::decodeAck(c.bytes, &why));
+    EXPECT_EQ(why.reason, c.reason);
+  }
+}
+
+TEST(Ack, DescribesTheAnnounceInIeee1588Terms) {
+  auto lines = fwmtools::describeAck({0, 3, 96, sampleAnnounce()});
+  EXPECT_THAT(lines, ::testing::Contains("grandmaster 7c2e0d.fffe.1f0002  priority1 100  priority2 128"));
+  EXPECT_THAT(lines,
+              ::testing::Contains("clockClass 6  clockAccuracy 0x21 (within 100 ns)  offsetScaledLogVariance 0x4e5d"));
+  EXPECT_THAT(lines, ::testing::Contains("stepsRemoved 2  timeSource 0x20 (GPS)  currentUtcOffset 37"));
+  EXPECT_THAT(lines, ::testing::Contains("sourcePortIdentity 001b19.fffe.00a001-1"));
+}
+
+TEST(Identity, PrintsAndParsesTheDottedForm) {
+  EXPECT_EQ(fwmtools::clockIdentityText(0x001B19FFFE00A001ull), "001b19.fffe.00a001");
+  EXPECT_EQ(fwmtools::parseClockIdentity("001b19.fffe.00a001"), 0x001B19FFFE00A001ull);
+  EXPECT_EQ(fwmtools::parseClockIdentity("001B19FFFE00A001"), 0x001B19FFFE00A001ull);
+  EXPECT_FALSE(fwmtools::parseClockIdentity("001b19.fffe.00a0"));
+  EXPECT_FALSE(fwmtools::parseClockIdentity("001b19.fffe.00a0zz"));
+}
+
+TEST(Wire, AnnounceIsTheSixtyFourByteNetworkOrderMessage) {
+  auto w = fwmtools::ptpAnnounceWire(sampleAnnounce());
+  const std::pair<size_t, std::vector<uint8_t>> expect[] = {
+      {0, {0x0B, 0x02, 0x00, 0x40, 24, 0}},                          // type, version, length, domain
+      {6, {0x02, 0x08}},                                             // flags
+      {20, {0x00, 0x1B, 0x19, 0xFF, 0xFE, 0x00, 0xA0, 0x01, 0, 1}},  // source port identity
+      {32, {5, 1}},                                                  // control, log interval
+      {44, {0, 37, 0, 100, 6, 0x21, 0x4E, 0x5D, 128}},               // utc offset .. priority2
+      {53, {0x7C, 0x2E, 0x0D, 0xFF, 0xFE, 0x1F, 0x00, 0x02, 0, 2, 0x20}},
+  };
+  for (const auto &[at, bytes] : expect)
+    EXPECT_EQ(std::vector<uint8_t>(w.begin() + static_cast<long>(at), w.begin() + static_cast<long>(at + bytes.size())),
+              bytes)
+        << "at " << at;
+}
+
+TEST(Pcap, ChecksumIsTheRfc1071OnesComplementSum) {
+  const uint8_t sample[] = {0x00, 0x01, 0xF2, 0x03, 0xF4, 0xF5, 0xF6, 0xF7};
+  EXPECT_EQ(fwmtools::internetChecksum(sample), 0x220D);
+}
+
+std::vector<uint8_t> readFile(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+std::string writeSamplePcap(const char *name) {
+  std::string path = ::testing::TempDir() + "/" + name;
+  fwmtools::PcapWriter w;
+  EXPECT_TRUE(w.open(path));
+  w.writeAnnounce(1704067200000000ull + 2500000, sampleAnnounce(), {});
+  w.close();
+  return path;
+}
+
+TEST(Pcap, FrameCarriesTheAnnounceToUdpPort320WithValidChecksums) {
+  auto file = readFile(writeSamplePcap("frame.pcap"));
+  ASSERT_EQ(file.size(), 24u + 16u + 14u + 20u + 8u + 64u);
+  EXPECT_EQ(std::vector<uint8_t>(file.begin(), file.begin() + 4), (std::vector<uint8_t>{0xD4, 0xC3, 0xB2, 0xA1}));
+  EXPECT_EQ(file[20], 1);  // Ethernet
+  const uint8_t *frame = file.data() + 40;
+  EXPECT_EQ(frame[12], 0x08);
+  EXPECT_EQ(frame[13], 0x00);
+  std::span<const uint8_t> ip(frame + 14, 20);
+  EXPECT_EQ(fwmtools::internetChecksum(ip), 0);  // a header with its checksum sums to zero
+  EXPECT_EQ(ip[9], 17);
+  EXPECT_EQ((frame[36] << 8) | frame[37], 320);
+  auto wire = fwmtools::ptpAnnounceWire(sampleAnnounce());
+  EXPECT_TRUE(std::equal(wire.begin(), wire.end(), frame + 42));
+}
+
+bool haveTshark() { return ::access("/usr/bin/tshark", X_OK) == 0; }
+
+// What tshark reads from a capture: one line of comma-separated fields.
+std::string dissect(const std::string &path, const std::vector<std::string> &fields) {
+  std::vector<std::string> argv = {"/usr/bin/tshark", "-r", path, "-T", "fields", "-E", "separator=,"};
+  for (const auto &f : fields) argv.insert(argv.end(), {"-e", f});
+  auto o = fwmtest::runTool(argv);
+  EXPECT_EQ(o.exitCode, 0) << o.err;
+  return o.out;
+}
+
+const std::vector<std::string> kFields = {"ptp.v2.messagetype",
+                                          "ptp.v2.domainnumber",
+                                          "ptp.v2.an.grandmasterclockidentity",
+                                          "ptp.v2.an.grandmasterclockclass",
+                                          "ptp.v2.an.grandmasterclockaccuracy",
+                                          "ptp.v2.an.grandmasterclockvariance",
+                                          "ptp.v2.an.priority1",
+                                          "ptp.v2.an.priority2",
+                                          "ptp.v2.an.localstepsremoved",
+                                          "ptp.v2.timesource",
+                                          "ptp.v2.clockidentity",
+                                          "ptp.v2.sourceportid",
+                                          "ptp.v2.an.origincurrentutcoffset",
+                                          "ip.checksum.status",
+                                          "udp.checksum.status"};
+
+TEST(Pcap, TsharkDissectsTheAnnounceWithTheFieldValues) {
+  if (!haveTshark()) GTEST_SKIP() << "tshark is not installed";
+  std::string out = dissect(writeSamplePcap("tshark.pcap"), kFields);
+  EXPECT_EQ(out,
+            "0x0b,24,0x7c2e0dfffe1f0002,6,0x21,20061,100,128,2,0x20,0x001b19fffe00a001,1,37,"
+            "2,2\n");
+}
+
+}  // namespace

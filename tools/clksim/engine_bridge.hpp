@@ -1,0 +1,28 @@
+// The simulator's hands on the simulated platform beyond the library's own
+// calls: the forwarding engine's side (announces arriving, alarms, values the
+// engine returns, failing driver calls) and where the negotiation client
+// sends. This is the one place that knows those simulated interfaces.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "fwmtools/udp_peer.hpp"
+#include "scenario.hpp"
+
+namespace clksim {
+
+struct BridgeResult {
+  bool applied = false;
+  std::string note;  // what was done, or why it could not be
+};
+
+BridgeResult applyFail(const Fail &f);
+BridgeResult applyAnnounce(const AnnounceReceived &a);
+BridgeResult applyAlarm(const AnnounceAlarm &a);
+BridgeResult applyValues(const EngineValues &v);
+
+// Points the simulated negotiation client at `peer` (real UDP on loopback).
+BridgeResult routeNegotiationClient(const fwmtools::Endpoint &peer);
+
+}  // namespace clksim

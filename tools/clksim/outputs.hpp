@@ -1,0 +1,33 @@
+// The observers that turn a run's trace into output: the terminal trace, JSON
+// lines, a Chrome/Perfetto timeline and a pcap of the acknowledgements.
+#pragma once
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "fwmtools/pcap.hpp"
+#include "trace.hpp"
+
+namespace clksim {
+
+struct TextOptions {
+  bool colour = false;
+  bool verbose = false;  // also the log agent's object plumbing
+};
+
+// The trace for people: grouped by step, indented by layer.
+std::unique_ptr<TraceObserver> makeTextRenderer(std::FILE *out, TextOptions opt);
+void printTextSummary(std::FILE *out, const Summary &s, bool colour);
+
+// One JSON object per line; the last line is the summary.
+std::unique_ptr<TraceObserver> makeJsonlRenderer(std::FILE *out);
+void printJsonlSummary(std::FILE *out, const Summary &s);
+
+// Chrome trace-event JSON, one track per simulated thread; written at the end.
+std::unique_ptr<TraceObserver> makeTimelineWriter(std::string path);
+
+// Each acknowledgement's announce as an IEEE 1588 message in a pcap file.
+std::unique_ptr<TraceObserver> makePcapWriter(std::string path, std::string *error);
+
+}  // namespace clksim

@@ -1,0 +1,91 @@
+#include <fmt/format.h>
+
+#include <nlohmann/json.hpp>
+
+#include "fwmtools/ack_json.hpp"
+#include "outputs.hpp"
+
+namespace clksim {
+
+namespace {
+
+std::string hexBytes(const std::vector<uint8_t> &b) {
+  std::string s;
+  s.reserve(b.size() * 2);
+  for (uint8_t x : b) s += fmt::format("{:02x}", x);
+  return s;
+}
+
+class JsonlRenderer : public TraceObserver {
+ public:
+  explicit JsonlRenderer(std::FILE *out) : out_(out) {}
+
+  void begin(const Scenario &sc) override {
+    const BoardSetup &b = sc.board;
+    nlohmann::json j = {{"kind", "scenario"},
+                        {"name", sc.name},
+                        {"source", sc.source},
+                        {"steps", sc.steps.size()},
+                        {"board",
+                         {{"chipType", b.chipType},
+                          {"engines", b.engines},
+                          {"chassis", b.chassis},
+                          {"slot", b.slot},
+                          {"selfIp", b.selfIp},
+                          {"masterIp", b.masterIp},
+                          {"coldAgent", b.coldAgent}}}};
+    put(j);
+  }
+
+  void record(const TraceRecord &r) override {
+    nlohmann::json j = {{"seq", r.seq},   {"t_ms", r.timeMs},   {"kind", kindName(r.kind)},
+                        {"step", r.step}, {"thread", r.thread}, {"layer", layerName(r.layer)}};
+    if (!r.facility.empty()) j["facility"] = r.facility;
+    if (!r.level.empty()) j["level"] = r.level;
+    if (!r.text.empty()) j["text"] = r.text;
+    if (!r.stepName.empty()) j["name"] = r.stepName;
+    if (!r.target.empty()) j["target"] = r.target;
+    if (!r.fields.empty()) {
+      nlohmann::json f = nlohmann::json::object();
+      for (const auto &fv : r.fields) f[fv.name] = fv.text;
+      j["fields"] = f;
+    }
+    if (r.result) j["result"] = *r.result;
+    if (!r.replyWords.empty()) j["reply"] = r.replyWords;
+    if (r.pos.line) j["source"] = fmt::format("{}:{}:{}", r.pos.file, r.pos.line, r.pos.column);
+    if (!r.bytes.empty()) j["bytes"] = hexBytes(r.bytes);
+    if (r.ack) j["ack"] = fwmtools::ackToJson(*r.ack);
+    put(j);
+  }
+
+ private:
+  void put(const nlohmann::json &j) {
+    fmt::print(out_, "{}\n", j.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace));
+    std::fflush(out_);
+  }
+  std::FILE *out_;
+};
+
+}  // namespace
+
+std::unique_ptr<TraceObserver> makeJsonlRenderer(std::FILE *out) { return std::make_unique<JsonlRenderer>(out); }
+
+void printJsonlSummary(std::FILE *out, const Summary &s) {
+  nlohmann::json j = {{"kind", "summary"},
+                      {"steps", s.steps},
+                      {"requests", s.requests},
+                      {"failedRequests", s.failedRequests},
+                      {"engineCalls", s.engineCalls},
+                      {"platformCalls", s.platformCalls},
+                      {"logLines", s.logLines},
+                      {"errorLines", s.errorLines},
+                      {"debugLines", s.debugLines},
+                      {"feModuleErrors", s.feModuleErrors},
+                      {"acks", s.acks},
+                      {"peerReceived", s.peerReceived},
+                      {"virtualMs", s.virtualMs},
+                      {"realtime", s.realtime}};
+  fmt::print(out, "{}\n", j.dump());
+}
+
+}  // namespace clksim

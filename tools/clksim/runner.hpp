@@ -1,0 +1,50 @@
+// Runs a scenario on the simulated board: the host's lifecycle events, the
+// orchestrator's requests through the operation table the library
+// registered, engine events and the passing of time. Everything the library
+// does reaches the observers as one ordered trace.
+#pragma once
+
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "fwmtools/udp_peer.hpp"
+#include "scenario.hpp"
+#include "trace.hpp"
+
+namespace clksim {
+
+struct RunOptions {
+  bool realtime = false;                   // real threads on the wall clock instead of virtual time
+  std::optional<fwmtools::Endpoint> peer;  // an external negotiation peer; none = the built-in one
+};
+
+class Runner {
+ public:
+  Runner(const Scenario &sc, RunOptions opt) : sc_(sc), opt_(std::move(opt)) {}
+  void addObserver(TraceObserver *o) { observers_.push_back(o); }
+  // 0 when every step could be made; 1 when one could not (e.g. a request
+  // before the library registered its operations).
+  int run();
+
+ private:
+  void setUpBoard();
+  void emit(TraceRecord r);  // under mu_
+  void note(std::string text, Layer layer = Layer::Sim);
+  void onEvent(const fwmsim::Event &e);
+  bool runStep(const Step &s);
+  bool request(const Request &r);
+  void drainPeer(std::chrono::milliseconds wait);
+
+  const Scenario &sc_;
+  RunOptions opt_;
+  std::vector<TraceObserver *> observers_;
+  std::recursive_mutex mu_;
+  uint64_t seq_ = 0;
+  size_t step_ = 0;
+  size_t acksSent_ = 0, acksReceived_ = 0;
+  fwmtools::UdpSocket peerSocket_;
+  bool peerRouted_ = false;
+};
+
+}  // namespace clksim

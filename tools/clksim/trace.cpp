@@ -1,0 +1,145 @@
+#include "trace.hpp"
+
+#include "fwmsim/recorder.hpp"
+
+namespace clksim {
+
+namespace {
+
+bool startsWith(std::string_view s, std::string_view p) { return s.substr(0, p.size()) == p; }
+
+// Which layer wrote a log line: the tag at its start says.
+Layer logLayer(std::string_view text) {
+  if (startsWith(text, "1588.") || startsWith(text, "[CLK_NP]")) return Layer::Np;
+  if (startsWith(text, "[1588]")) return Layer::Driver;
+  if (startsWith(text, "[FWM_SRV_BKF]")) return Layer::Channel;
+  return Layer::Service;
+}
+
+}  // namespace
+
+const char *layerName(Layer l) {
+  switch (l) {
+    case Layer::Orchestrator:
+      return "orchestrator";
+    case Layer::Service:
+      return "service";
+    case Layer::Np:
+      return "np";
+    case Layer::Driver:
+      return "driver";
+    case Layer::Platform:
+      return "platform";
+    case Layer::Channel:
+      return "channel";
+    case Layer::Sim:
+      return "sim";
+  }
+  return "?";
+}
+
+int layerDepth(Layer l) {
+  switch (l) {
+    case Layer::Orchestrator:
+      return 0;
+    case Layer::Service:
+      return 1;
+    case Layer::Channel:
+      return 1;
+    case Layer::Np:
+      return 2;
+    case Layer::Platform:
+      return 2;
+    case Layer::Driver:
+      return 3;
+    case Layer::Sim:
+      return 0;
+  }
+  return 0;
+}
+
+const char *kindName(TraceKind k) {
+  switch (k) {
+    case TraceKind::StepBegin:
+      return "step_begin";
+    case TraceKind::StepEnd:
+      return "step_end";
+    case TraceKind::Call:
+      return "call";
+    case TraceKind::Log:
+      return "log";
+    case TraceKind::Debug:
+      return "debug";
+    case TraceKind::Ack:
+      return "ack";
+    case TraceKind::PeerRx:
+      return "peer_rx";
+    case TraceKind::Note:
+      return "note";
+  }
+  return "?";
+}
+
+TraceRecord classify(const fwmsim::Event &e) {
+  TraceRecord r;
+  r.timeMs = e.vtimeMs;
+  r.thread = e.thread;
+  r.facility = e.facility;
+  r.text = e.text;
+  while (!r.text.empty() && (r.text.back() == '\n' || r.text.back() == '\r')) r.text.pop_back();
+  r.bytes = e.bytes;
+  if (e.facility == "log") {
+    r.kind = TraceKind::Log;
+    auto sp = r.text.find(' ');
+    r.level = r.text.substr(0, sp);
+    r.text = sp == std::string::npos ? std::string() : r.text.substr(sp + 1);
+    r.layer = logLayer(r.text);
+  } else if (e.facility == "debug" && startsWith(e.text, "print(")) {
+    // print(id, level, "format") followed by the line as the framework formatted it
+    r.kind = TraceKind::Debug;
+    r.layer = Layer::Np;
+    if (auto end = r.text.find("\") "); end != std::string::npos) r.text = r.text.substr(end + 3);
+    while (!r.text.empty() && (r.text.back() == '\n' || r.text.back() == '\r')) r.text.pop_back();
+  } else if (e.facility == "oda") {
+    r.kind = TraceKind::Call;
+    r.layer = Layer::Driver;
+  } else {
+    r.kind = TraceKind::Call;
+    r.layer = Layer::Platform;
+  }
+  return r;
+}
+
+void SummaryObserver::record(const TraceRecord &r) {
+  s_.virtualMs = std::max(s_.virtualMs, r.timeMs);
+  switch (r.kind) {
+    case TraceKind::StepBegin:
+      ++s_.steps;
+      if (r.layer == Layer::Orchestrator) ++s_.requests;
+      break;
+    case TraceKind::StepEnd:
+      if (r.layer == Layer::Orchestrator && r.result.value_or(0) != 0) ++s_.failedRequests;
+      break;
+    case TraceKind::Call:
+      (r.layer == Layer::Driver ? s_.engineCalls : s_.platformCalls)++;
+      break;
+    case TraceKind::Log:
+      ++s_.logLines;
+      if (r.level == "ERROR") ++s_.errorLines;
+      break;
+    case TraceKind::Debug:
+      ++s_.debugLines;
+      if (r.text.find("Fe module error") != std::string::npos) ++s_.feModuleErrors;
+      break;
+    case TraceKind::Ack:
+      ++s_.acks;
+      break;
+    case TraceKind::PeerRx:
+      ++s_.peerReceived;
+      break;
+    case TraceKind::Note:
+      break;
+  }
+}
+
+}  // namespace clksim

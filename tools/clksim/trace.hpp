@@ -1,0 +1,89 @@
+// What a run produces: one ordered stream of trace records that every output
+// (terminal text, JSON lines, timeline, pcap, summary) observes.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fwmtools/announce.hpp"
+#include "scenario.hpp"
+
+namespace fwmsim {
+struct Event;
+}
+
+namespace clksim {
+
+// The layers a request passes through, top to bottom; platform calls and the
+// channel sit beside them.
+enum class Layer : uint8_t { Orchestrator, Service, Np, Driver, Platform, Channel, Sim };
+
+const char *layerName(Layer l);
+// Indentation depth for people: orchestrator 0, service 1, NP 2, engine driver 3.
+int layerDepth(Layer l);
+
+enum class TraceKind : uint8_t {
+  StepBegin,  // a scenario step starts (request, event, advance, ...)
+  StepEnd,    // ... and ends, with its result
+  Call,       // a platform or engine-driver call the library made
+  Log,        // a diagnostic log line delivered to the log agent
+  Debug,      // a line printed through the debug framework
+  Ack,        // an acknowledgement sent to the negotiation peer, decoded
+  PeerRx,     // the negotiation peer received an acknowledgement
+  Note,       // narration, or what the simulator did on the scenario's behalf
+};
+
+const char *kindName(TraceKind k);
+
+struct TraceRecord {
+  TraceKind kind = TraceKind::Note;
+  uint64_t seq = 0;
+  uint64_t timeMs = 0;  // board clock
+  std::string thread;
+  Layer layer = Layer::Sim;
+  std::string facility;  // the simulated platform's facility
+  std::string level;     // log level name for Log records
+  std::string text;
+  size_t step = 0;  // index of the scenario step it belongs to (1-based; 0 = before the first)
+  // StepBegin / StepEnd
+  std::string stepName;
+  std::string target;  // e.g. FWM_SRV_CLK_SetPtpPortCfg(0, 3, 0xffffffff, &rec)
+  std::vector<FieldValue> fields;
+  std::optional<uint32_t> result;
+  std::vector<uint32_t> replyWords;
+  SourcePos pos;
+  // Call with bytes / Ack / PeerRx
+  std::vector<uint8_t> bytes;
+  std::optional<fwmtools::Ack> ack;
+};
+
+// Turns a recorder event into a trace record (layer, kind, level).
+TraceRecord classify(const fwmsim::Event &e);
+
+class TraceObserver {
+ public:
+  virtual ~TraceObserver() = default;
+  virtual void begin(const Scenario &) {}
+  virtual void record(const TraceRecord &r) = 0;
+  virtual void end() {}
+};
+
+struct Summary {
+  size_t steps = 0, requests = 0, failedRequests = 0, engineCalls = 0, platformCalls = 0, logLines = 0, errorLines = 0,
+         debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0;
+  uint64_t virtualMs = 0;
+  bool realtime = false;
+};
+
+class SummaryObserver : public TraceObserver {
+ public:
+  void record(const TraceRecord &r) override;
+  Summary &summary() { return s_; }
+
+ private:
+  Summary s_;
+};
+
+}  // namespace clksim

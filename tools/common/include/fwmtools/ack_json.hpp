@@ -1,0 +1,12 @@
+// Acknowledgements as JSON objects with stable field names (IEEE 1588 names).
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include "fwmtools/announce.hpp"
+
+namespace fwmtools {
+
+nlohmann::json ackToJson(const Ack &ack);
+
+}  // namespace fwmtools
