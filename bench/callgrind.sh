@@ -35,3 +35,20 @@ awk -v d="$direct" -v a="$adapter" -v off="$npoff" -v on="$npon" 'BEGIN {
   printf "adapter adds %d, NP frame adds %d more (MSG off)\n", a - d, off - a
   printf "ratio NP entry / direct call: MSG off %.2f, MSG on %.2f\n", off / d, on / d
 }'
+
+# One announce tick: instructions per tick and per port, quiet and with every
+# port's change alarm raised (the worker's sending is not counted).
+tick_bin=$build/bench/tick_calls
+if [ -x "$tick_bin" ]; then
+  ticks=20
+  for mode in quiet changed; do
+    for ports in 1 64 384; do
+      [ "$mode" = changed ] && [ "$ports" = 384 ] && continue
+      valgrind --tool=callgrind --callgrind-out-file="$out/tick.cg" --collect-atstart=no \
+        --toggle-collect=FWM_SRV_AnnTimerOutProc "$tick_bin" "$mode" "$ticks" "$ports" >/dev/null 2>"$out/tick.log"
+      total=$(callgrind_annotate "$out/tick.cg" 2>/dev/null | awk '/PROGRAM TOTALS/ {gsub(",", "", $1); print $1; exit}')
+      printf 'tick, %-7s %4d ports: %9d instructions/tick  %6d per port\n' "$mode" "$ports" \
+        $((total / ticks)) $((total / ticks / ports))
+    done
+  done
+fi

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <cstring>
 
+#include "fwmclk/diag.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "fwmclk/diag.h"
 #include "platform/im_agent.h"
 
 namespace fwmsim {
@@ -108,9 +108,9 @@ uint32_t IM_Agent_ObjCreate(uint32_t kind, uint32_t id, void **obj, uint32_t han
 uint32_t IM_Agent_AddPara(void *obj, uint32_t type, uint16_t len, const void *data, uint32_t handle) {
   const auto *bytes = static_cast<const uint8_t *>(data);
   std::vector<uint8_t> param(bytes, bytes + len);
-  fwmsim::recorder().add("agent",
-                         fwmsim::call("IM_Agent_AddPara", Ptr{obj}, type, len, fwmsim::textOf(param).c_str(), Hex{handle}),
-                         param);
+  fwmsim::recorder().add(
+      "agent", fwmsim::call("IM_Agent_AddPara", Ptr{obj}, type, len, fwmsim::textOf(param).c_str(), Hex{handle}),
+      param);
   if (auto code = fwmsim::faults().take("IM_Agent_AddPara")) return *code;
   static_cast<fwmsim::LogObject *>(obj)->params.push_back(std::move(param));
   return 0;

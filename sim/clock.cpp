@@ -182,8 +182,7 @@ void Clock::timerThread() {
   for (;;) {
     if (mode_ == Mode::Real && fireQueue_.empty()) {
       uint64_t now = static_cast<uint64_t>(
-          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - realStart_)
-              .count());
+          std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - realStart_).count());
       nowMs_ = now;
       fireDueLocked(lk);
       if (fireQueue_.empty()) {

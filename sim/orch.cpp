@@ -1,8 +1,8 @@
 // The clock orchestrator's registration and the control-packet security module.
+#include "platform/orch.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/orch.h"
 #include "platform/tarn.h"
 
 extern "C" {

@@ -2,8 +2,8 @@
 // timers on the board clock, and system time.
 #include <atomic>
 #include <cstdlib>
-#include <memory>
 #include <ctime>
+#include <memory>
 
 #include "fwmsim/board.hpp"
 #include "fwmsim/clock.hpp"
@@ -137,8 +137,8 @@ uint32_t ORIN_SystimeGet(ORIN_SYSTIME *sysTime) {
 
 uint32_t ORIN_TaskCreate(const char *name, uint32_t *taskId, ORIN_TASK_ENTRY entry, uint32_t a1, uint32_t a2,
                          uint32_t a3, uint32_t args[4]) {
-  record("orin", "ORIN_TaskCreate", name, Ptr{taskId}, Ptr{reinterpret_cast<const void *>(entry)}, a1, a2, a3,
-         args[0], args[1], args[2], args[3]);
+  record("orin", "ORIN_TaskCreate", name, Ptr{taskId}, Ptr{reinterpret_cast<const void *>(entry)}, a1, a2, a3, args[0],
+         args[1], args[2], args[3]);
   if (auto code = fwmsim::faults().take("ORIN_TaskCreate")) return *code;
   *taskId = fwmsim::addTask(name);
   fwmsim::clock().spawn(name, [entry] { entry(); });
@@ -152,7 +152,8 @@ uint32_t ORIN_ReltmrCbkStart(uint32_t *timer, uint32_t memHandle, uint32_t lengt
   if (auto code = fwmsim::faults().take("ORIN_ReltmrCbkStart")) return *code;
   // The id is known only once the timer exists; the callback reads it through a shared cell.
   auto cell = std::make_shared<std::atomic<uint32_t>>(0);
-  uint32_t id = fwmsim::clock().startTimer(length, mode == 1, [cell, param, callback] { callback(param, cell->load()); });
+  uint32_t id =
+      fwmsim::clock().startTimer(length, mode == 1, [cell, param, callback] { callback(param, cell->load()); });
   cell->store(id);
   *timer = id;
   return 0;

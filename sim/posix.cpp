@@ -2,8 +2,8 @@
 // `sleep` waits on the board clock and `time` reads the board's wall clock, so
 // that tests never wait in real time. They take precedence over the C
 // library's because this library is loaded before it.
-#include <ctime>
 #include <unistd.h>
+#include <ctime>
 
 #include "fwmsim/clock.hpp"
 #include "fwmsim/recorder.hpp"

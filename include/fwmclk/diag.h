@@ -12,25 +12,25 @@ FWMCLK_EXTERN_C_BEGIN
 
 /* Diagnostic log levels; the names are what the agent receives. */
 enum {
-    FWM_CLK_LOG_DEBUG = 0,
-    FWM_CLK_LOG_INFO = 1,
-    FWM_CLK_LOG_MSG = 2,
-    FWM_CLK_LOG_ERROR = 3,
-    FWM_CLK_LOG_SYSBOOT = 4,
-    FWM_CLK_LOG_PROCINIT = 5,
-    FWM_CLK_LOG_LEVEL_NUM = 6
+  FWM_CLK_LOG_DEBUG = 0,
+  FWM_CLK_LOG_INFO = 1,
+  FWM_CLK_LOG_MSG = 2,
+  FWM_CLK_LOG_ERROR = 3,
+  FWM_CLK_LOG_SYSBOOT = 4,
+  FWM_CLK_LOG_PROCINIT = 5,
+  FWM_CLK_LOG_LEVEL_NUM = 6
 };
 
 /* System time handed to the agent: same bytes as the platform's record. */
 typedef struct {
-    uint16_t year;        /* 0 */
-    uint8_t month;        /* 2 */
-    uint8_t day;          /* 3 */
-    uint8_t hour;         /* 4 */
-    uint8_t minute;       /* 5 */
-    uint8_t second;       /* 6 */
-    uint8_t week;         /* 7 */
-    uint32_t millisecond; /* 8 */
+  uint16_t year;        /* 0 */
+  uint8_t month;        /* 2 */
+  uint8_t day;          /* 3 */
+  uint8_t hour;         /* 4 */
+  uint8_t minute;       /* 5 */
+  uint8_t second;       /* 6 */
+  uint8_t week;         /* 7 */
+  uint32_t millisecond; /* 8 */
 } ClkImAgentSysTime;
 
 FWMCLK_STATIC_ASSERT(sizeof(ClkImAgentSysTime) == 12, "ClkImAgentSysTime is 12 bytes");
@@ -45,17 +45,17 @@ typedef uint32_t (*ClkImAgentGetSysTimeFn)(ClkImAgentSysTime *out);
 
 /* Parameter record of IM_Agent_Init (72 bytes on the 32-bit target). */
 typedef struct {
-    char name[32];                      /* 0: "srv clk log" */
-    uint32_t reserved0;                 /* 32 */
-    uint16_t field36;                   /* 36: set to 0 explicitly */
-    uint16_t reserved1;                 /* 38 */
-    ClkImAgentMemAllocFn memAlloc;      /* 40 */
-    ClkImAgentMemFreeFn memFree;        /* 44 */
-    ClkImAgentLogTraceFn logTrace;      /* 48 */
-    ClkImAgentGetSysTimeFn getSysTime;  /* 52 */
-    uint32_t reserved2[2];              /* 56 */
-    uint32_t value64;                   /* 64: 1000 */
-    uint32_t selfIp;                    /* 68: own address, bytes reversed */
+  char name[32];                     /* 0: "srv clk log" */
+  uint32_t reserved0;                /* 32 */
+  uint16_t field36;                  /* 36: set to 0 explicitly */
+  uint16_t reserved1;                /* 38 */
+  ClkImAgentMemAllocFn memAlloc;     /* 40 */
+  ClkImAgentMemFreeFn memFree;       /* 44 */
+  ClkImAgentLogTraceFn logTrace;     /* 48 */
+  ClkImAgentGetSysTimeFn getSysTime; /* 52 */
+  uint32_t reserved2[2];             /* 56 */
+  uint32_t value64;                  /* 64: 1000 */
+  uint32_t selfIp;                   /* 68: own address, bytes reversed */
 } ClkImAgentInitPara;
 
 FWMCLK_ASSERT_32(sizeof(ClkImAgentInitPara) == 72, "ClkImAgentInitPara is 72 bytes");

@@ -3,12 +3,12 @@
 #define FWMCLK_FWMCLK_H
 
 #include "base.h"
-#include "diag.h"
-#include "service.h"
-#include "np.h"
-#include "driver.h"
-#include "service_ops.h"
 #include "channel.h"
+#include "diag.h"
+#include "driver.h"
+#include "np.h"
+#include "service.h"
+#include "service_ops.h"
 #include "supervision.h"
 
 #endif

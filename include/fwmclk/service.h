@@ -12,21 +12,21 @@ enum { FWM_CLK_EVENT_STARTUP = 1, FWM_CLK_EVENT_MASTER_IP = 3 };
 
 /* The operations handed to the orchestrator; a slot is known by its position. */
 typedef struct {
-    uint32_t (*setPtpGlbCfg)(ClkPtpGlbCfg *cfg);                                                  /* 0 */
-    uint32_t (*setPtpPortCfg)(uint32_t unit, uint32_t port, uint32_t fwdTarget, ClkPtpPortCfg *cfg); /* 1 */
-    uint32_t (*setPtpPktEncap)(uint32_t unit, uint32_t port, uint32_t targetBoard, ClkPtpPktEncap *encap); /* 2 */
-    uint32_t (*setPtpRxCtl)(uint32_t unit, uint32_t port, ClkPtpRxCtl *rx);                       /* 3 */
-    uint32_t (*setPtpTxCtl)(uint32_t unit, uint32_t port, ClkPtpTxCtl *tx);                       /* 4 */
-    uint32_t (*setPtpRxSrcPortId)(uint32_t unit, uint32_t port, ClkPtpRxSrcPortId *id);           /* 5 */
-    uint32_t (*setPtpTxSrcPortId)(uint32_t unit, uint32_t port, ClkPtpTxSrcPortId *id);           /* 6 */
-    uint32_t (*setPtpPortAsym)(uint32_t unit, uint32_t port, ClkPtpPortAsym *asym);               /* 7 */
-    uint32_t (*setPtpPortPkt)(uint32_t unit, uint32_t port, ClkPtpAnnPkt *ann);                   /* 8 */
-    uint32_t (*setPtpAnnClr)(uint32_t unit, uint32_t port);                                       /* 9 */
-    uint32_t (*getPtpTimestamp)(uint32_t unit, uint32_t port, ClkPtpTimestamp *out);              /* 10 */
-    uint32_t (*getPtpT2SubT1)(uint32_t unit, uint32_t port, uint32_t readClear, ClkPtpDfxDelay *out); /* 11 */
-    uint32_t (*getPtpT4SubT3)(uint32_t unit, uint32_t port, uint32_t readClear, ClkPtpDfxDelay *out); /* 12 */
-    uint32_t (*getPtpPktStat)(uint32_t unit, uint32_t port, uint32_t readClear, ClkPtpPktStat *out);  /* 13 */
-    uint32_t (*setSsmPortCfg)(uint32_t unit, uint32_t port, ClkSsmPortCfg *ssm);                  /* 14 */
+  uint32_t (*setPtpGlbCfg)(ClkPtpGlbCfg *cfg);                                                           /* 0 */
+  uint32_t (*setPtpPortCfg)(uint32_t unit, uint32_t port, uint32_t fwdTarget, ClkPtpPortCfg *cfg);       /* 1 */
+  uint32_t (*setPtpPktEncap)(uint32_t unit, uint32_t port, uint32_t targetBoard, ClkPtpPktEncap *encap); /* 2 */
+  uint32_t (*setPtpRxCtl)(uint32_t unit, uint32_t port, ClkPtpRxCtl *rx);                                /* 3 */
+  uint32_t (*setPtpTxCtl)(uint32_t unit, uint32_t port, ClkPtpTxCtl *tx);                                /* 4 */
+  uint32_t (*setPtpRxSrcPortId)(uint32_t unit, uint32_t port, ClkPtpRxSrcPortId *id);                    /* 5 */
+  uint32_t (*setPtpTxSrcPortId)(uint32_t unit, uint32_t port, ClkPtpTxSrcPortId *id);                    /* 6 */
+  uint32_t (*setPtpPortAsym)(uint32_t unit, uint32_t port, ClkPtpPortAsym *asym);                        /* 7 */
+  uint32_t (*setPtpPortPkt)(uint32_t unit, uint32_t port, ClkPtpAnnPkt *ann);                            /* 8 */
+  uint32_t (*setPtpAnnClr)(uint32_t unit, uint32_t port);                                                /* 9 */
+  uint32_t (*getPtpTimestamp)(uint32_t unit, uint32_t port, ClkPtpTimestamp *out);                       /* 10 */
+  uint32_t (*getPtpT2SubT1)(uint32_t unit, uint32_t port, uint32_t readClear, ClkPtpDfxDelay *out);      /* 11 */
+  uint32_t (*getPtpT4SubT3)(uint32_t unit, uint32_t port, uint32_t readClear, ClkPtpDfxDelay *out);      /* 12 */
+  uint32_t (*getPtpPktStat)(uint32_t unit, uint32_t port, uint32_t readClear, ClkPtpPktStat *out);       /* 13 */
+  uint32_t (*setSsmPortCfg)(uint32_t unit, uint32_t port, ClkSsmPortCfg *ssm);                           /* 14 */
 } ClkSrvOrchIntf;
 
 #define FWM_CLK_ORCH_SLOT_NUM 15
@@ -38,11 +38,11 @@ FWMCLK_ASSERT_32(offsetof(ClkSrvOrchIntf, setSsmPortCfg) == 56, "SSM is slot 14"
 
 /* Control-packet rule record of the security module (396 bytes, little-endian). */
 typedef struct {
-    uint8_t head[16];     /* 0: zero */
-    uint8_t mask[256];    /* 16: every byte 0xFF */
-    uint32_t word272;     /* 272: zero */
-    uint32_t word276;     /* 276: 0x01680004 */
-    uint8_t tail[116];    /* 280: zero */
+  uint8_t head[16];  /* 0: zero */
+  uint8_t mask[256]; /* 16: every byte 0xFF */
+  uint32_t word272;  /* 272: zero */
+  uint32_t word276;  /* 276: 0x01680004 */
+  uint8_t tail[116]; /* 280: zero */
 } ClkAclRule;
 
 #define FWM_CLK_ACL_RULE_WORD 0x01680004u

@@ -19,21 +19,21 @@ enum { CLK_ANN_STATE_NONE = 0, CLK_ANN_STATE_PRESENT = 1, CLK_ANN_STATE_LOST = 2
 
 /* One configured PTP port. */
 typedef struct ClkPtpPortNode {
-    struct ClkPtpPortNode *next; /* next node, or the head */
-    struct ClkPtpPortNode *prev; /* previous node, or the head */
-    uint32_t port;
-    uint32_t unit;
-    uint32_t ifIndex;   /* request byte 52 */
-    uint32_t enable;    /* request word 0; supervised only when exactly 1 */
-    uint32_t portState; /* request word 2 as received */
-    uint8_t annState;   /* CLK_ANN_STATE_*; written only by the announce tick */
+  struct ClkPtpPortNode *next; /* next node, or the head */
+  struct ClkPtpPortNode *prev; /* previous node, or the head */
+  uint32_t port;
+  uint32_t unit;
+  uint32_t ifIndex;   /* request byte 52 */
+  uint32_t enable;    /* request word 0; supervised only when exactly 1 */
+  uint32_t portState; /* request word 2 as received */
+  uint8_t annState;   /* CLK_ANN_STATE_*; written only by the announce tick */
 } ClkPtpPortNode;
 
 /* The list head: `next` is the newest node, `prev` the oldest. An empty,
  * initialised list points at itself. */
 typedef struct {
-    ClkPtpPortNode *next;
-    ClkPtpPortNode *prev;
+  ClkPtpPortNode *next;
+  ClkPtpPortNode *prev;
 } ClkPtpPortList;
 
 FWMCLK_STATIC_ASSERT(offsetof(ClkPtpPortNode, next) == offsetof(ClkPtpPortList, next), "head and node share links");

@@ -7,8 +7,8 @@
 #include "fwmclk/service.h"
 #include "platform/im_agent.h"
 #include "platform/orin.h"
-#include "platform/securec.h"
 #include "platform/posix.h"
+#include "platform/securec.h"
 
 namespace {
 

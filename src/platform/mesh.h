@@ -10,11 +10,11 @@ extern "C" {
 
 typedef uint32_t (*MESH_EPOLL_HANDLER)(uintptr_t context, uint32_t events, uint32_t data);
 
-typedef struct {               /* 16 bytes on the 32-bit target */
-    uint32_t events;           /* 0x00: the handler's 2nd argument */
-    MESH_EPOLL_HANDLER handler; /* 0x04: null when nothing is registered */
-    uint32_t data;             /* 0x08: the handler's 3rd argument */
-    uintptr_t context;         /* 0x0C: the handler's 1st argument (the queue id for a queue) */
+typedef struct {              /* 16 bytes on the 32-bit target */
+  uint32_t events;            /* 0x00: the handler's 2nd argument */
+  MESH_EPOLL_HANDLER handler; /* 0x04: null when nothing is registered */
+  uint32_t data;              /* 0x08: the handler's 3rd argument */
+  uintptr_t context;          /* 0x0C: the handler's 1st argument (the queue id for a queue) */
 } MESH_EPOLL_EVENT;
 
 int32_t MESH_EpollCreate(void);

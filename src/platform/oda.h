@@ -47,7 +47,8 @@ uint32_t oda_1588_get_announce_alarm(uint32_t unit, uint32_t port, uint32_t type
 uint32_t oda_1588_set_announce_alarm(uint32_t unit, uint32_t port, uint32_t type, uint32_t exist);
 uint32_t oda_1588_set_announce_field_tx(uint32_t unit, uint32_t port, void *flags11, void *fields88);
 uint32_t oda_1588_get_announce_field_tx(uint32_t unit, uint32_t port, void *flags11, void *fields88);
-uint32_t oda_1588_get_announce_field_rx(uint32_t unit, uint32_t port, uint32_t readClear, void *flags11, void *fields88);
+uint32_t oda_1588_get_announce_field_rx(uint32_t unit, uint32_t port, uint32_t readClear, void *flags11,
+                                        void *fields88);
 uint32_t oda_1588_set_port_en(uint32_t unit, uint32_t port, uint32_t enable);
 uint32_t oda_1588_get_port_en(uint32_t unit, uint32_t port, uint32_t *enable);
 uint32_t oda_1588_get_timestamp(uint32_t unit, uint32_t port, void *ts64);

@@ -13,9 +13,9 @@ typedef void (*ORIN_TASK_ENTRY)(void);
 typedef void (*ORIN_RELTMR_CALLBACK)(uintptr_t param, uint32_t timerName);
 
 typedef struct { /* 12 bytes */
-    uint16_t year;
-    uint8_t month, day, hour, minute, second, week;
-    uint32_t millisecond;
+  uint16_t year;
+  uint8_t month, day, hour, minute, second, week;
+  uint32_t millisecond;
 } ORIN_SYSTIME;
 
 uint32_t ORIN_HandleInitialize(const char *name, uint32_t *handle);

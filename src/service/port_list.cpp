@@ -3,12 +3,12 @@
 // node is complete before it is linked (release store of the head's `next`),
 // only this thread writes the links and the configuration words, and only the
 // tick writes annState.
+#include "service/port_list.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
 #include "fwmclk/supervision.h"
 #include "platform/orin.h"
 #include "platform/securec.h"
-#include "service/port_list.hpp"
 
 namespace {
 

@@ -29,7 +29,8 @@ uint8_t g_fwmClkFeNum = 0;
 
 uint32_t FWM_SRV_InitCLKMemHandle(void) {
   uint32_t ret = ORIN_HandleInitialize("fwm.srv.clk", &g_fwmSrvClkHandle);
-  if (ret != 0) (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV] InitCLKMemHandle failed, Ret=%u", ret);
+  if (ret != 0)
+    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV] InitCLKMemHandle failed, Ret=%u", ret);
   return ret;
 }
 

@@ -2,6 +2,6 @@
 #include "fwmclk/fwmclk.h"
 
 int main(void) {
-    ClkSrvOrchIntf table = {0};
-    return table.setPtpGlbCfg == 0 ? 0 : 1;
+  ClkSrvOrchIntf table = {0};
+  return table.setPtpGlbCfg == 0 ? 0 : 1;
 }

@@ -16,8 +16,7 @@ class PortList : public fwmtest::BoardTest {
     g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_DEBUG] = 1;
     FWM_SRV_CLK_InitLocal();
   }
-  static ClkPtpPortNode *save(uint32_t unit, uint32_t port, uint32_t enable, uint32_t ifIndex = 0,
-                              uint32_t state = 0) {
+  static ClkPtpPortNode *save(uint32_t unit, uint32_t port, uint32_t enable, uint32_t ifIndex = 0, uint32_t state = 0) {
     ClkPtpPortCfg cfg{};
     cfg.enable = enable;
     cfg.ifIndex = ifIndex;
@@ -61,7 +60,7 @@ TEST_F(PortList, SavingAgainOverwritesTheConfigurationAndKeepsTheAnnounceState) 
 TEST_F(PortList, AddingAnExistingPortReturnsItSilently) {
   ClkPtpPortNode *n = FWM_SRV_CLK_PtpAddPort(2, 9);
   size_t lines = fwmtest::agentLines().size();
-  size_t allocs = fwmsim::memory().allocations();
+  uint64_t allocs = fwmsim::memory().allocations();
   EXPECT_EQ(FWM_SRV_CLK_PtpAddPort(2, 9), n);
   EXPECT_EQ(fwmtest::agentLines().size(), lines);
   EXPECT_EQ(fwmsim::memory().allocations(), allocs);

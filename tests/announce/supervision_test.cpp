@@ -144,10 +144,9 @@ TEST_F(Supervision, AnnouncesReachThePeerAtTheRightTicks) {
   fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
   m = mark();
   fwmsim::clock().advance(kTick);
-  EXPECT_THAT(alarmReads(m), ElementsAre("oda_1588_get_announce_alarm(1, 7, 0, 1, &)",
-                                         "oda_1588_get_announce_alarm(1, 7, 1, 1, &)",
-                                         "oda_1588_get_announce_alarm(0, 3, 0, 1, &)",
-                                         "oda_1588_get_announce_alarm(0, 3, 1, 1, &)"));
+  EXPECT_THAT(alarmReads(m),
+              ElementsAre("oda_1588_get_announce_alarm(1, 7, 0, 1, &)", "oda_1588_get_announce_alarm(1, 7, 1, 1, &)",
+                          "oda_1588_get_announce_alarm(0, 3, 0, 1, &)", "oda_1588_get_announce_alarm(0, 3, 1, 1, &)"));
   EXPECT_THAT(fwmtest::callsSince(m, "oda"), Contains("oda_1588_get_announce_field_rx(0, 3, 0, &, &)"));
   auto ack = peer.receive();
   ASSERT_TRUE(ack.has_value());
@@ -179,8 +178,8 @@ TEST_F(Supervision, AnnouncesReachThePeerAtTheRightTicks) {
   EXPECT_NE(g_clkAnndetectTmr, 0u);
   m = mark();
   fwmsim::clock().advance(kTick);
-  EXPECT_THAT(alarmReads(m), ElementsAre("oda_1588_get_announce_alarm(1, 7, 0, 1, &)",
-                                         "oda_1588_get_announce_alarm(1, 7, 1, 1, &)"));
+  EXPECT_THAT(alarmReads(m),
+              ElementsAre("oda_1588_get_announce_alarm(1, 7, 0, 1, &)", "oda_1588_get_announce_alarm(1, 7, 1, 1, &)"));
 
   // The last enabled port goes: the timer stops.
   configure(1, 7, 0, 0x2007);
@@ -237,8 +236,8 @@ TEST_F(Supervision, OnlyEnableOneIsPolled) {
   readyAndWaited();
   size_t m = mark();
   fwmsim::clock().advance(kTick);
-  EXPECT_THAT(alarmReads(m), ElementsAre("oda_1588_get_announce_alarm(0, 4, 0, 1, &)",
-                                         "oda_1588_get_announce_alarm(0, 4, 1, 1, &)"));
+  EXPECT_THAT(alarmReads(m),
+              ElementsAre("oda_1588_get_announce_alarm(0, 4, 0, 1, &)", "oda_1588_get_announce_alarm(0, 4, 1, 1, &)"));
 }
 
 TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
@@ -266,13 +265,12 @@ TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {
   auto printed = fwmsim::registry().printedTexts();
   std::vector<std::string> reports;
   for (auto &t : printed) reports.push_back(t.substr(20));  // without the time
-  EXPECT_THAT(reports,
-              ElementsAre("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
-                          "[1588]get announce alarm.)\r\n",
-                          "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
-                          "NP_1588_GetAnnounceAlarm.)\r\n",
-                          "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
-                          "NP_1588_GetAnnounceAlarm ANNOUNCE_CHANGE.)\r\n"));
+  EXPECT_THAT(reports, ElementsAre("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
+                                   "[1588]get announce alarm.)\r\n",
+                                   "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
+                                   "NP_1588_GetAnnounceAlarm.)\r\n",
+                                   "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
+                                   "NP_1588_GetAnnounceAlarm ANNOUNCE_CHANGE.)\r\n"));
 }
 
 TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {
@@ -282,12 +280,11 @@ TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {
   EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=6"));
   configure(0, 3, 1, 1);
   EXPECT_NE(g_clkAnndetectTmr, 0u);
-  EXPECT_THAT(fwmsim::recorder().texts("orin"), Contains("ORIN_ReltmrCbkStart(&, 0x" +
-                                                         [] {
-                                                           char b[16];
-                                                           std::snprintf(b, sizeof b, "%X", FWM_SRV_BKF_GetMemHdl());
-                                                           return std::string(b);
-                                                         }() + ", 500, 0, 0x0, 1, &)"));
+  EXPECT_THAT(fwmsim::recorder().texts("orin"), Contains("ORIN_ReltmrCbkStart(&, 0x" + [] {
+                char b[16];
+                std::snprintf(b, sizeof b, "%X", FWM_SRV_BKF_GetMemHdl());
+                return std::string(b);
+              }() + ", 500, 0, 0x0, 1, &)"));
 }
 
 TEST_F(Supervision, StartAndStopAreIdempotent) {

@@ -53,11 +53,11 @@ TEST_F(Agent, StartupTaskWaitsForAddressesAndRetriesOnTheBoardClock) {
   EXPECT_EQ(fwmsim::agent().mainBoardIp(), 0u);
   fwmsim::clock().advance(4000);
 
-  EXPECT_THAT(taskCalls(), ElementsAre("sleep(2)", "DEVM_GetSelfBoardIp(&)", "sleep(5)", "DEVM_GetSelfBoardIp(&)",
-                                       "sleep(5)", "DEVM_GetSelfBoardIp(&)", "IM_Agent_Init(&)", "sleep(2)",
-                                       "DEVM_GetSelfBoardIp(&)", "IM_Agent_Init(&)", "sleep(2)",
-                                       "DEVM_GetMasterBoardIp(&)", "sleep(2)", "DEVM_GetMasterBoardIp(&)",
-                                       "IM_Agent_SetMainBoardIP(0xA6E001, 0xFE00000A)"));
+  EXPECT_THAT(taskCalls(),
+              ElementsAre("sleep(2)", "DEVM_GetSelfBoardIp(&)", "sleep(5)", "DEVM_GetSelfBoardIp(&)", "sleep(5)",
+                          "DEVM_GetSelfBoardIp(&)", "IM_Agent_Init(&)", "sleep(2)", "DEVM_GetSelfBoardIp(&)",
+                          "IM_Agent_Init(&)", "sleep(2)", "DEVM_GetMasterBoardIp(&)", "sleep(2)",
+                          "DEVM_GetMasterBoardIp(&)", "IM_Agent_SetMainBoardIP(0xA6E001, 0xFE00000A)"));
   EXPECT_EQ(fwmsim::agent().mainBoardIp(), 0xFE00000Au);
 
   auto rec = fwmsim::agent().lastInitRecord();

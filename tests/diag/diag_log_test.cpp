@@ -39,11 +39,11 @@ TEST_P(DiagLevel, DeliversOnlySwitchedOnLevelsWithTheirNames) {
     return;
   }
   const std::string n = c.name;
-  EXPECT_THAT(agentCalls(),
-              ElementsAre("IM_Agent_ObjCreate(9, 0x9AF107F, &, 0xA6E0F0)",
-                          "IM_Agent_AddPara(&, 25, 7, \"CLK_FWM\", 0xA6E0F0)",
-                          "IM_Agent_AddPara(&, 25, " + std::to_string(n.size()) + ", \"" + n + "\", 0xA6E0F0)",
-                          "IM_Agent_AddPara(&, 25, 512, \"port 7 up\", 0xA6E0F0)", "IM_Agent_Send(&, 0xA6E0F0)"));
+  EXPECT_THAT(
+      agentCalls(),
+      ElementsAre("IM_Agent_ObjCreate(9, 0x9AF107F, &, 0xA6E0F0)", "IM_Agent_AddPara(&, 25, 7, \"CLK_FWM\", 0xA6E0F0)",
+                  "IM_Agent_AddPara(&, 25, " + std::to_string(n.size()) + ", \"" + n + "\", 0xA6E0F0)",
+                  "IM_Agent_AddPara(&, 25, 512, \"port 7 up\", 0xA6E0F0)", "IM_Agent_Send(&, 0xA6E0F0)"));
   auto d = fwmsim::agent().delivered();
   ASSERT_EQ(d.size(), 1u);
   EXPECT_EQ(d[0].tagLen, 7);
@@ -140,15 +140,25 @@ const char *kSend = "IM_Agent_Send(&, 0xA6E0F0)";
 
 INSTANTIATE_TEST_SUITE_P(
     Agent, DiagFailure,
-    ::testing::Values(AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate}, "Create object failed, return 0x5.", {}},
-                      AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag},
-                                   "Add Para info failed, return 0x6.", {kFree}},
-                      AgentFailure{"LevelName", "IM_Agent_AddPara", 1, 0x1A, {kCreate, kTag, kLevel},
-                                   "Add Para info failed, return 0x1a.", {kFree}},
-                      AgentFailure{"Text", "IM_Agent_AddPara", 2, 6, {kCreate, kTag, kLevel, kText},
-                                   "Add Para info failed, return 0x6.", {kFree}},
-                      AgentFailure{"Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend},
-                                   "Send msg failed, return 0x7.", {}}),
+    ::testing::Values(
+        AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate}, "Create object failed, return 0x5.", {}},
+        AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag}, "Add Para info failed, return 0x6.", {kFree}},
+        AgentFailure{"LevelName",
+                     "IM_Agent_AddPara",
+                     1,
+                     0x1A,
+                     {kCreate, kTag, kLevel},
+                     "Add Para info failed, return 0x1a.",
+                     {kFree}},
+        AgentFailure{"Text",
+                     "IM_Agent_AddPara",
+                     2,
+                     6,
+                     {kCreate, kTag, kLevel, kText},
+                     "Add Para info failed, return 0x6.",
+                     {kFree}},
+        AgentFailure{
+            "Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend}, "Send msg failed, return 0x7.", {}}),
     [](const auto &tp) { return std::string(tp.param.name); });
 
 TEST_F(DiagLog, DebugChannelGates) {

@@ -95,10 +95,9 @@ TEST_P(StartupOutcome, StopsOrGoesOnAsTheStepDecides) {
   EXPECT_EQ(regCalled, o.registered);
 }
 
-const std::vector<std::string> kSuccessTail = {"INFO [FWM_Srv_Clk] begin acl init.",
-                                               "INFO Start register CLK FWM_SRV_CLK...",
-                                               "INFO clk FWM_SRV_CLK registered success", "INFO clk init finish.",
-                                               "INFO pub clk init ok event success."};
+const std::vector<std::string> kSuccessTail = {
+    "INFO [FWM_Srv_Clk] begin acl init.", "INFO Start register CLK FWM_SRV_CLK...",
+    "INFO clk FWM_SRV_CLK registered success", "INFO clk init finish.", "INFO pub clk init ok event success."};
 
 std::vector<std::string> with(std::vector<std::string> head, const std::vector<std::string> &tail) {
   head.insert(head.end(), tail.begin(), tail.end());
@@ -108,20 +107,33 @@ std::vector<std::string> with(std::vector<std::string> head, const std::vector<s
 INSTANTIATE_TEST_SUITE_P(
     Steps, StartupOutcome,
     ::testing::Values(
-        Outcome{"HandleFails", [] { fwmsim::faults().inject("ORIN_HandleInitialize", 51); }, 1,
-                {"ERROR [FWM_SRV] InitCLKMemHandle failed, Ret=51",
-                 "ERROR [FWM_SRV_CLK_Init] InitCLKMemHandle failed, Ret=51", "ERROR pub clk init ok event fail. ret = 51"},
+        Outcome{
+            "HandleFails",
+            [] { fwmsim::faults().inject("ORIN_HandleInitialize", 51); },
+            1,
+            {"ERROR [FWM_SRV] InitCLKMemHandle failed, Ret=51",
+             "ERROR [FWM_SRV_CLK_Init] InitCLKMemHandle failed, Ret=51", "ERROR pub clk init ok event fail. ret = 51"},
+            false},
+        Outcome{"LookupFails",
+                [] { fwmsim::faults().inject("COMP_GetVTable", 7); },
+                1,
+                {"ERROR [InitCLKMemPdtNo] GetVTable failed, Ret=7", "ERROR pub clk init ok event fail. ret = 7"},
                 false},
-        Outcome{"LookupFails", [] { fwmsim::faults().inject("COMP_GetVTable", 7); }, 1,
-                {"ERROR [InitCLKMemPdtNo] GetVTable failed, Ret=7", "ERROR pub clk init ok event fail. ret = 7"}, false},
-        Outcome{"NoTable", [] { fwmsim::registry().memTable = false; }, 1,
+        Outcome{"NoTable",
+                [] { fwmsim::registry().memTable = false; },
+                1,
                 {"ERROR COMP Get error, ret has null pointer. ret = 0", "ERROR pub clk init ok event fail. ret = 1"},
                 false},
-        Outcome{"NoPartition", [] { fwmsim::registry().memPtNo = 0; }, 1,
-                {"INFO GetMemPtNo failed", "ERROR pub clk init ok event fail. ret = 1"}, false},
+        Outcome{"NoPartition",
+                [] { fwmsim::registry().memPtNo = 0; },
+                1,
+                {"INFO GetMemPtNo failed", "ERROR pub clk init ok event fail. ret = 1"},
+                false},
         Outcome{"NoPartitionEntry", [] { fwmsim::registry().memPtNoEntry = false; }, 0,
                 with({"INFO GetMemPtNo is null"}, kSuccessTail), true},
-        Outcome{"RuleRefused", [] { fwmsim::faults().inject("Tarn_NpProcCtrlPacket", 9); }, 1,
+        Outcome{"RuleRefused",
+                [] { fwmsim::faults().inject("Tarn_NpProcCtrlPacket", 9); },
+                1,
                 {"INFO [FWM_Srv_Clk] begin acl init.", "ERROR [FWM_Srv_Clk] ACLInit failed, Ret=9",
                  "ERROR [FWM_SRV_CLK_Init] ACLInit failed, Ret=9", "ERROR pub clk init ok event fail. ret = 9"},
                 false},
@@ -129,7 +141,9 @@ INSTANTIATE_TEST_SUITE_P(
                 true},
         Outcome{"NoEngines", [] { fwmsim::board().feNum = 0; }, 0, kSuccessTail, true},
         Outcome{"OrchestratorRefuses", [] { fwmsim::orchestrator().regResult = 3; }, 0, kSuccessTail, true},
-        Outcome{"DebugRegistrationRefused", [] { fwmsim::registry().moduleRegResult = 2; }, 0,
+        Outcome{"DebugRegistrationRefused",
+                [] { fwmsim::registry().moduleRegResult = 2; },
+                0,
                 {"INFO [FWM_Srv_Clk] begin acl init.", "INFO Start register CLK FWM_SRV_CLK...",
                  "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", "INFO clk init finish.",
                  "INFO pub clk init ok event success."},

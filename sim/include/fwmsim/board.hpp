@@ -82,13 +82,13 @@ struct LogDelivery {
 
 class Agent {
  public:
-  uint32_t existingHandle = 0;          // what IM_Agent_GetHandle answers
-  uint32_t createdHandle = 0x00A6E001u; // what a successful IM_Agent_Init answers
-  int initFailures = 0;                 // IM_Agent_Init answers 0 this many times first
+  uint32_t existingHandle = 0;           // what IM_Agent_GetHandle answers
+  uint32_t createdHandle = 0x00A6E001u;  // what a successful IM_Agent_Init answers
+  int initFailures = 0;                  // IM_Agent_Init answers 0 this many times first
 
   std::vector<LogDelivery> delivered() const;
   std::vector<std::string> debugLines() const;  // IM_Agent_Debug output
-  std::vector<uint8_t> lastInitRecord() const;   // the record of the last IM_Agent_Init (72 bytes on the target)
+  std::vector<uint8_t> lastInitRecord() const;  // the record of the last IM_Agent_Init (72 bytes on the target)
   uint32_t mainBoardIp() const;
   size_t liveObjects() const;  // created and neither sent nor freed
 

@@ -17,10 +17,10 @@
 namespace fwmsim {
 
 struct Event {
-  std::string facility;  // "orin", "devm", "agent", "comp", "debug", "orch", "tarn", "oda", ...
-  std::string thread;    // the simulated thread's name ("host" for the caller of the library)
-  std::string text;      // the call as text
-  uint64_t vtimeMs = 0;  // the board clock when it happened
+  std::string facility;        // "orin", "devm", "agent", "comp", "debug", "orch", "tarn", "oda", ...
+  std::string thread;          // the simulated thread's name ("host" for the caller of the library)
+  std::string text;            // the call as text
+  uint64_t vtimeMs = 0;        // the board clock when it happened
   std::vector<uint8_t> bytes;  // a record passed by the library, where one matters
 };
 
