@@ -2,6 +2,7 @@
 // and where a right one puts each field in the record the library reads.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <fstream>
@@ -177,7 +178,7 @@ TEST(Loader, EveryBuiltInScenarioLoads) {
 }
 
 TEST(Loader, ClksimRefusesABadFileBeforeRunningWithExitCodeTwo) {
-  std::string path = ::testing::TempDir() + "/bad_scenario.yaml";
+  std::string path = ::testing::TempDir() + "/bad_scenario-" + std::to_string(::getpid()) + ".yaml";
   std::FILE *f = std::fopen(path.c_str(), "w");
   std::fputs("board: {chipType: 40}\nsteps:\n  - notify: startup\n  - set_ptp_glb_cfg: {slavePort: three}\n", f);
   std::fclose(f);

@@ -23,8 +23,10 @@ using ::testing::HasSubstr;
 class Story : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
-    pcapPath_ = ::testing::TempDir() + "/story.pcap";
-    timelinePath_ = ::testing::TempDir() + "/story.json";
+    // Each test case is a process of its own and they run side by side.
+    const std::string stem = ::testing::TempDir() + "/story-" + std::to_string(::getpid());
+    pcapPath_ = stem + ".pcap";
+    timelinePath_ = stem + ".json";
     auto o = fwmtest::runTool({CLKSIM_PATH, "--format", "jsonl", "--pcap", pcapPath_, "--timeline", timelinePath_});
     exitCode_ = o.exitCode;
     err_ = o.err;

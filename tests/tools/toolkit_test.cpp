@@ -137,7 +137,7 @@ std::vector<uint8_t> readFile(const std::string &path) {
 }
 
 std::string writeSamplePcap(const char *name) {
-  std::string path = ::testing::TempDir() + "/" + name;
+  std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
   fwmtools::PcapWriter w;
   EXPECT_TRUE(w.open(path));
   w.writeAnnounce(1704067200000000ull + 2500000, sampleAnnounce(), {});
