@@ -12,7 +12,7 @@ using fwmclk::svc::checked;
 using fwmclk::svc::nullRecord;
 using fwmclk::svc::res;
 
-constexpr uint32_t kWordSize = sizeof(uint32_t);
+constexpr size_t kWordSize = sizeof(uint32_t);
 
 // Reply word 1 + i holds engine word kTimestampOrder[i]: the two records order
 // their members differently.
