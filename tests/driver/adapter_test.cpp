@@ -63,6 +63,7 @@ TEST(Conversions, IntervalsZeroToTwenty) {
 alignas(8) uint8_t gRec[2][256];
 
 struct Op {
+  friend void PrintTo(const Op &c, std::ostream *os) { *os << c.name; }
   const char *name;
   std::function<int32_t()> call;
   const char *oda;     // the engine-driver call (unit 1, port 3)
@@ -166,6 +167,7 @@ INSTANTIATE_TEST_SUITE_P(Slots, Forward, ::testing::ValuesIn(kOps),
 
 // Values the adapter refuses before the engine is called.
 struct Refusal {
+  friend void PrintTo(const Refusal &c, std::ostream *os) { *os << c.name; }
   const char *name;
   std::function<int32_t()> call;
   const char *reason;  // nullptr: refused silently
@@ -294,6 +296,7 @@ TEST_F(Adapter, PortControlAloneAlwaysAnswersZero) {
 // Reads through a local buffer leave the caller's record alone on failure,
 // whatever the engine wrote into the buffer it was given.
 struct ReadBack {
+  friend void PrintTo(const ReadBack &c, std::ostream *os) { *os << c.name; }
   const char *name;
   const char *fn;
   size_t size;

@@ -26,6 +26,7 @@ size_t filledSlots(const NpClkDriverFuncs &t) {
 }
 
 struct Case {
+  friend void PrintTo(const Case &c, std::ostream *os) { *os << "chip type " << c.chipType; }
   uint32_t chipType;
   bool adapter;
 };

@@ -153,6 +153,7 @@ constexpr std::string_view kOtherEnable[] = {
 };
 
 struct PortCfgCase {
+  friend void PrintTo(const PortCfgCase &c, std::ostream *os) { *os << c.name; }
   const char *name;
   uint32_t enable;
   uint32_t stateWord;  // as sent, flag included

@@ -75,6 +75,7 @@ TEST_F(Query, TimestampWordsAreReorderedBehindTheCallersWord) {
 
 // The three queries with a read-clear flag: which engine read, which words.
 struct ReadClearCase {
+  friend void PrintTo(const ReadClearCase &c, std::ostream *os) { *os << c.name; }
   const char *name;
   const char *odaFn;
   size_t engineWords;
