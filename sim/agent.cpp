@@ -79,6 +79,8 @@ uint32_t IM_Agent_Init(void *para) {
     --agent().initFailures;
     return 0;
   }
+  // From now on the process has an agent, and says so to whoever asks.
+  agent().existingHandle = agent().createdHandle;
   return agent().createdHandle;
 }
 
@@ -93,6 +95,8 @@ uint32_t IM_Agent_SetMainBoardIP(uint32_t handle, uint32_t ipv4) {
 uint32_t IM_Agent_UnInit(uint32_t handle) {
   record("agent", "IM_Agent_UnInit", Hex{handle});
   if (auto code = fwmsim::faults().take("IM_Agent_UnInit")) return *code;
+  std::lock_guard lk(agent().mu);
+  if (agent().existingHandle == handle) agent().existingHandle = 0;
   return 0;
 }
 

@@ -1,5 +1,7 @@
 // The clock orchestrator's registration and the control-packet security module.
 #include "platform/orch.h"
+#include <algorithm>
+
 #include "fwmsim/board.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
@@ -18,9 +20,12 @@ uint32_t Tarn_NpProcCtrlPacket(uint32_t operation, void *rule) {
   const auto *bytes = static_cast<const uint8_t *>(rule);
   std::vector<uint8_t> rec(bytes, bytes + 396);
   fwmsim::recorder().add("tarn", fwmsim::call("Tarn_NpProcCtrlPacket", operation, fwmsim::Ptr{rule}), rec);
-  fwmsim::orchestrator().rules.push_back(std::move(rec));
+  auto &rules = fwmsim::orchestrator().rules;
+  const bool present = std::find(rules.begin(), rules.end(), rec) != rules.end();
+  rules.push_back(std::move(rec));
   if (auto code = fwmsim::faults().take("Tarn_NpProcCtrlPacket")) return *code;
-  return 0;
+  // The module keeps what it installed; the same rule again is reported, not added.
+  return present ? 5u : 0u;
 }
 
 }  // extern "C"

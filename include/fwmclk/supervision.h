@@ -36,6 +36,11 @@ typedef struct {
   ClkPtpPortNode *prev;
 } ClkPtpPortList;
 
+FWMCLK_ASSERT_32(sizeof(ClkPtpPortNode) == 32, "ClkPtpPortNode is 32 bytes");
+FWMCLK_ASSERT_32(offsetof(ClkPtpPortNode, port) == 8, "ClkPtpPortNode.port at 8");
+FWMCLK_ASSERT_32(offsetof(ClkPtpPortNode, ifIndex) == 16, "ClkPtpPortNode.ifIndex at 16");
+FWMCLK_ASSERT_32(offsetof(ClkPtpPortNode, portState) == 24, "ClkPtpPortNode.portState at 24");
+FWMCLK_ASSERT_32(offsetof(ClkPtpPortNode, annState) == 28, "ClkPtpPortNode.annState at 28");
 FWMCLK_STATIC_ASSERT(offsetof(ClkPtpPortNode, next) == offsetof(ClkPtpPortList, next), "head and node share links");
 FWMCLK_STATIC_ASSERT(offsetof(ClkPtpPortNode, prev) == offsetof(ClkPtpPortList, prev), "head and node share links");
 

@@ -81,6 +81,9 @@ void writeImage(ClkAnnInfo *info, const AnnImage &img) {
 
 uint64_t identity(uint32_t high, uint32_t low) { return (uint64_t{high} << 32) | low; }
 
+// The platform hands its timer callbacks a parameter and the timer's name; the tick needs neither.
+void onAnnounceTimer(uintptr_t /*param*/, uint32_t /*timerName*/) { FWM_SRV_AnnTimerOutProc(); }
+
 }  // namespace
 
 extern "C" {
@@ -90,8 +93,8 @@ uint32_t g_ptpWaitBkfHelloMsgCnt = 0;
 
 void FWM_SRV_CLK_PtpAnnTimerEntry(void) {
   if (g_clkAnndetectTmr != 0) return;
-  uint32_t ret = ORIN_ReltmrCbkStart(&g_clkAnndetectTmr, FWM_SRV_BKF_GetMemHdl(), kTickMs, 0, 0, kPeriodic,
-                                     [](uintptr_t, uint32_t) { FWM_SRV_AnnTimerOutProc(); });
+  uint32_t ret =
+      ORIN_ReltmrCbkStart(&g_clkAnndetectTmr, FWM_SRV_BKF_GetMemHdl(), kTickMs, 0, 0, kPeriodic, onAnnounceTimer);
   if (ret != 0) {
     (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=%u", ret);
     return;
@@ -113,13 +116,14 @@ void FWM_SRV_AnnTimerOutProc(void) {
   ClkBkfHandle handles;
   FWM_SRV_CLK_GetBkfHdl(&handles);
   if (handles.client == 0) {
-    g_ptpWaitBkfHelloMsgCnt = 0;
+    fwmclk::storeShared(g_ptpWaitBkfHelloMsgCnt, 0u);
     (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] Bkf is not ready!");
     return;
   }
   // Give the peer a few ticks to settle on the freshly ready channel.
-  if (g_ptpWaitBkfHelloMsgCnt < kReadyTicksBeforePolling) {
-    ++g_ptpWaitBkfHelloMsgCnt;
+  const uint32_t readyTicks = fwmclk::loadShared(g_ptpWaitBkfHelloMsgCnt);
+  if (readyTicks < kReadyTicksBeforePolling) {
+    fwmclk::storeShared(g_ptpWaitBkfHelloMsgCnt, readyTicks + 1);
     return;
   }
   ClkPtpPortNode *node = fwmclk::firstPort();

@@ -102,6 +102,9 @@ uint32_t FWM_SRV_BKF_SendAckMsgProc(ClkAnnInfo info) {
   ClkBkfHandle h;
   FWM_SRV_CLK_GetBkfHdl(&h);
   auto *b = reinterpret_cast<ClkBkfSimpoBuilder *>(h.builder);
+  // After a teardown the builder is gone while the client word stays set, so
+  // records still queued are dropped here rather than encoded into nothing.
+  if (b == nullptr) return 1;
   EncodeArea area;
   area.header = 0;
   (void)memset_s(area.buffer, sizeof area.buffer, 0, sizeof area.buffer);

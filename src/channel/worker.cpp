@@ -104,7 +104,9 @@ void FWM_SRV_CLK_BkfTaskMain(void) {
     (void)memset_s(events, sizeof events, 0, sizeof events);
     int32_t n = MESH_EpollWait(fwmclk::loadShared(g_clkBkfEpollFd), reinterpret_cast<MESH_EPOLL_EVENT *>(events),
                                CLK_BKF_EPOLL_EVENT_NUM, kWaitForever);
-    for (int32_t i = 0; i < n; ++i) {
+    // Never trust the event layer beyond the records we gave it room for.
+    const int32_t count = n > CLK_BKF_EPOLL_EVENT_NUM ? CLK_BKF_EPOLL_EVENT_NUM : n;
+    for (int32_t i = 0; i < count; ++i) {
       const ClkBkfEpollEvent &ev = events[i];
       if (ev.handler != nullptr) (void)ev.handler(ev.context, ev.events, ev.data);
     }

@@ -95,13 +95,15 @@ int32_t FWM_SRV_ORCH_CLK_ImAgentDiagLog(uint32_t level, const char *format, ...)
 }
 
 void *FWM_SRV_ORCH_CLK_ImAgentMemAlloc(uint32_t size) {
-  if (g_fwmSrvClkHandle == 0xFFFFFFFFu || g_fwmSrvClkHandle == 0xFFu) return nullptr;
-  return ORIN_MemAlloc(g_fwmSrvClkHandle, g_fwmClkMemPtNo, size);
+  // The agent calls this from its own threads while start-up may still be writing.
+  const uint32_t handle = fwmclk::loadShared(g_fwmSrvClkHandle);
+  if (handle == 0xFFFFFFFFu || handle == 0xFFu) return nullptr;
+  return ORIN_MemAlloc(handle, fwmclk::loadShared(g_fwmClkMemPtNo), size);
 }
 
 uint32_t FWM_SRV_ORCH_CLK_ImAgentMemFree(void *ptr) {
   if (ptr == nullptr) return 0;
-  return ORIN_MemFree(g_fwmSrvClkHandle, ptr);
+  return ORIN_MemFree(fwmclk::loadShared(g_fwmSrvClkHandle), ptr);
 }
 
 uint32_t FWM_SRV_ORCH_CLK_ImAgentLogTrace(const char * /*format*/, ...) { return 0; }

@@ -65,7 +65,7 @@ ClkPtpPortNode *FWM_SRV_CLK_PtpAddPort(uint32_t unit, uint32_t port) {
     return nullptr;
   }
   (void)memset_s(node, sizeof *node, 0, sizeof *node);
-  ClkPtpPortNode *first = g_ClkLocalData.next;
+  ClkPtpPortNode *first = fwmclk::firstPort();
   node->next = first;
   node->prev = head();
   node->port = port;

@@ -47,12 +47,12 @@ uint32_t FWM_SRV_InitCLKMemPdtNo(void) {
   }
   auto getMemPtNo = reinterpret_cast<COMP_GETMEMPTNO_FN>(static_cast<void **>(table)[kGetMemPtNoIndex]);
   if (getMemPtNo == nullptr) {
-    g_fwmClkMemPtNo = kFallbackPartition;
+    fwmclk::storeShared(g_fwmClkMemPtNo, kFallbackPartition);
     (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "GetMemPtNo is null");
     return 0;
   }
   uint32_t partition = getMemPtNo(kMemModule, "fwm.orch.clk");
-  g_fwmClkMemPtNo = static_cast<uint8_t>(partition);
+  fwmclk::storeShared(g_fwmClkMemPtNo, static_cast<uint8_t>(partition));
   if (partition == 0) {
     (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "GetMemPtNo failed");
     return 1;

@@ -1,6 +1,7 @@
 // Announce supervision on a simulated Mira board: the 500 ms tick, the
 // channel-readiness wait, the per-port announce state machine and the
 // acknowledgements the negotiation peer receives over the loopback socket.
+#include <atomic>
 #include <cstring>
 #include <thread>
 
@@ -207,11 +208,11 @@ TEST_F(Supervision, ANotReadyTickRestartsTheWait) {
   fwmsim::clock().advance(3 * kTick);
   EXPECT_EQ(g_ptpWaitBkfHelloMsgCnt, 3u);
   // The channel drops for one tick (the client word cleared, as after a teardown).
-  uintptr_t client = g_fwmClkBkfHandle.client;
-  g_fwmClkBkfHandle.client = 0;
+  std::atomic_ref<uintptr_t> client(g_fwmClkBkfHandle.client);
+  const uintptr_t saved = client.exchange(0);
   fwmsim::clock().advance(kTick);
   EXPECT_EQ(g_ptpWaitBkfHelloMsgCnt, 0u);
-  g_fwmClkBkfHandle.client = client;
+  client.store(saved);
   size_t m = mark();
   fwmsim::clock().advance(4 * kTick);
   EXPECT_THAT(alarmReads(m), IsEmpty());
@@ -254,6 +255,35 @@ TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
   EXPECT_EQ(*ack, expectedAck(1, f));
   EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_LOST);
   EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] Mira_PtpAnnAlmProc annState=3."));
+}
+
+TEST_F(Supervision, EitherIdentityMissingCountsAsLost) {
+  struct {
+    uint32_t gmHigh, gmLow, srcHigh, srcLow;
+    uint8_t state;
+  } cases[] = {{0, 1, 0, 1, CLK_ANN_STATE_PRESENT}, {1, 0, 0, 0, CLK_ANN_STATE_LOST}, {0, 0, 1, 0, CLK_ANN_STATE_LOST}};
+  for (const auto &c : cases) {
+    ClkAnnInfo info{};
+    ClkNpAnnFields f{};
+    f.grandmasterIdentityHigh = c.gmHigh;
+    f.grandmasterIdentityLow = c.gmLow;
+    f.sourceClockIdentityHigh = c.srcHigh;
+    f.sourceClockIdentityLow = c.srcLow;
+    FWM_SRV_Mira_GetAnnSendData(7, &f, &info);
+    EXPECT_EQ(FWM_SRV_Mira_SaveAnnState(&info), c.state) << c.gmHigh << c.gmLow << c.srcHigh << c.srcLow;
+  }
+}
+
+TEST_F(Supervision, AcknowledgementsAfterATeardownAreDroppedNotEncoded) {
+  configure(0, 3, 1, 1);
+  readyAndWaited();
+  FWM_SRV_CLK_BkfUnInit();
+  fwmsim::engine().setRxAnnounce(0, 3, grandmaster());
+  fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
+  const size_t sent = sends();
+  fwmsim::clock().advance(kTick);
+  EXPECT_EQ(sends(), sent);
+  EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] SendAckMsgProc fail, ret=1."));
 }
 
 TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {

@@ -180,6 +180,9 @@ TEST_P(PortCfg, MakesTheGoldenCallsAndClearsTheStateFlag) {
   EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0u);
   EXPECT_EQ(engine(), strings(c.golden));
   EXPECT_EQ(cfg.portState, c.stateWord & ~FWM_CLK_PORT_STATE_FLAG);
+  // The Mira hook saw the word as it arrived, state flag and all.
+  ASSERT_NE(FWM_SRV_CLK_PtpFindPort(kUnit, kPort), nullptr);
+  EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(kUnit, kPort)->portState, c.stateWord);
   EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5"));
 }
 
@@ -318,6 +321,12 @@ TEST_F(GlobalAndPort, SsmReceiveSwitchIsPassedUnchanged) {
   EXPECT_EQ(orch->setSsmPortCfg(kUnit, kPort, &ssm), 0u);
   EXPECT_THAT(engine(), ElementsAre("oda_1588_set_ssm_rx_en(1, 5, 3)"));
   EXPECT_THAT(lines(), IsEmpty());  // the progress line is INFO, below the delivered levels
+
+  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_INFO] = 1;
+  mark();
+  EXPECT_EQ(orch->setSsmPortCfg(kUnit, kPort, &ssm), 0u);
+  EXPECT_THAT(lines(), ElementsAre("INFO [FWM_SRV_CLK] SetSsmPortCfg, unit=1, port=5, ssmRxEn=3"));
+  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_INFO] = 0;
 
   mark();
   fwmsim::faults().inject("oda_1588_set_ssm_rx_en", 1);

@@ -171,11 +171,37 @@ TEST_F(Startup, EngineCountKeepsTheLowByteAndReturnsAll) {
 TEST_F(Startup, SecondStartupDoesNotRegisterTheModuleAgain) {
   ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
   size_t mark = fwmsim::recorder().mark();
+  // The security module already holds the rule and answers 5: still a success.
   ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  EXPECT_EQ(fwmsim::orchestrator().rules.size(), 2u);
   EXPECT_THAT(fwmtest::callsSince(mark, "debug"), IsEmpty());
   auto lines = fwmtest::agentLines();
   EXPECT_NE(std::find(lines.begin(), lines.end(), "INFO clk FWM_SRV_CLK has been registered, g_clkFwmSrvDbgId=17"),
             lines.end());
+}
+
+TEST_F(Startup, WithoutEnginesEveryUnitAnswersNoFunction) {
+  fwmsim::board().feNum = 0;
+  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  for (uint32_t unit = 0; unit < 8; ++unit) EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(unit, 1, 2, 3), CLK_NP_ERR_NO_FUNC);
+  EXPECT_THAT(fwmtest::callsSince(0, "oda"), IsEmpty());
+}
+
+TEST(ColdStartup, SucceedsSilentlyWhileItsOwnAgentComesUp) {
+  fwmsim::resetBoard();
+  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_INFO] = 1;
+  EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  auto orin = fwmsim::recorder().texts("orin");
+  ASSERT_FALSE(orin.empty());
+  EXPECT_EQ(orin.front(), "ORIN_TaskCreate(\"ClkSrvIMAgent\", &, &, 1, 0, 0, 0, 0, 0, 0)");
+  EXPECT_THAT(fwmsim::agent().delivered(), IsEmpty());  // nothing is ready to carry the lines
+  fwmsim::clock().advance(6000);
+  ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentIsInitOk(), 1u);
+  // A repeated start-up attaches to the agent the process now has.
+  size_t mark = fwmsim::recorder().mark();
+  EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  EXPECT_EQ(fwmtest::callsSince(mark, "orin").front(), "ORIN_HandleInitialize(\"fwm.srv.clk\", &)");
+  EXPECT_EQ(fwmtest::agentLines().back(), "INFO pub clk init ok event success.");
 }
 
 // Events other than start-up never fail.
