@@ -41,6 +41,8 @@ class Timeline {
  private:
   // "print(id, level, fmt) 2026-11-22 08:00:00 <message>\r\n" -> "<message>"
   static std::string message(const std::string &text) {
+    // Every line of the NP layer goes to the registered module at debug level 2.
+    EXPECT_EQ(text.rfind("print(17, 2, ", 0), 0u) << text;
     const std::string stamp = ") 2026-11-22 08:00:00 ";
     const size_t at = text.find(stamp);
     EXPECT_NE(at, std::string::npos) << text;
