@@ -10,6 +10,7 @@
 #include "fwmsim/channel.hpp"
 #include "fwmtools/announce.hpp"
 #include "fwmtools/udp_peer.hpp"
+#include "sample_announce.hpp"
 #include "testkit.hpp"
 #include "trace.hpp"
 
@@ -28,19 +29,7 @@ TEST_F(ChannelAck, LibraryAcknowledgementDecodesToTheAnnounceItCarries) {
   FWM_SRV_CLK_GetBkfHdl(&h);
   ASSERT_NE(h.client, 0u);
 
-  fwmtools::Announce a;
-  a.messageType = 11;
-  a.versionPtp = 2;
-  a.messageLength = 64;
-  a.domainNumber = 24;
-  a.flagField = 0x0208;
-  a.controlField = 5;
-  a.grandmasterIdentity = 0x001B19FFFE00A001ull;
-  a.sourceClockIdentity = 0x7C2E0DFFFE1F0002ull;
-  a.sourcePortNumber = 1;
-  a.clockClass = 6;
-  a.stepsRemoved = 1;
-  a.timeSource = 0x20;
+  const fwmtools::Announce a = fwmtest::sampleAnnounce();
   ClkAnnInfo info{};
   info.ifIndex = 3;
   info.pktLen = 96;
