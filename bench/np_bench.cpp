@@ -3,9 +3,9 @@
 #include <benchmark/benchmark.h>
 
 #include "fwmclk/fwmclk.h"
+#include "fwmclk/platform/oda.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/oda.h"
 
 namespace {
 

@@ -6,10 +6,10 @@
 #include <cstring>
 
 #include "fwmclk/diag.h"
+#include "fwmclk/platform/im_agent.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/im_agent.h"
 
 namespace fwmsim {
 

@@ -4,11 +4,11 @@
 // its own processing there would.
 #include <cstring>
 
+#include "fwmclk/platform/bkf.h"
 #include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/bkf.h"
 
 namespace fwmsim {
 

@@ -1,12 +1,12 @@
 // Device management and the board's reset.
 #include "fwmsim/board.hpp"
 
+#include "fwmclk/platform/devm.h"
 #include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
 #include "fwmsim/engine.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/devm.h"
 
 namespace fwmsim {
 

@@ -6,9 +6,9 @@
 #include <cstring>
 #include <string>
 
+#include "fwmclk/platform/oda.h"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/oda.h"
 
 namespace fwmsim {
 

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-#include "platform/mesh.h"
+#include "fwmclk/platform/mesh.h"
 
 namespace fwmsim::detail {
 

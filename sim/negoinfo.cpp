@@ -13,10 +13,10 @@
 #include <cstring>
 #include <map>
 
+#include "fwmclk/platform/negoinfo.h"
 #include "fwmsim/channel.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/negoinfo.h"
 
 namespace fwmsim {
 

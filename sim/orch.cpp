@@ -1,11 +1,11 @@
 // The clock orchestrator's registration and the control-packet security module.
-#include "platform/orch.h"
+#include "fwmclk/platform/orch.h"
 #include <algorithm>
 
+#include "fwmclk/platform/tarn.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/tarn.h"
 
 extern "C" {
 

@@ -5,11 +5,11 @@
 #include <ctime>
 #include <memory>
 
+#include "fwmclk/platform/orin.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/clock.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/orin.h"
 
 namespace fwmsim {
 

@@ -4,9 +4,9 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
+#include "fwmclk/platform/quay.h"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/quay.h"
 
 extern "C" {
 

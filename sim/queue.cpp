@@ -8,13 +8,13 @@
 #include <deque>
 #include <map>
 
+#include "fwmclk/platform/fwm_que.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
 #include "mesh_internal.hpp"
-#include "platform/fwm_que.h"
 
 namespace fwmsim {
 

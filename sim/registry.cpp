@@ -3,10 +3,10 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "fwmclk/platform/comp.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/comp.h"
 
 namespace fwmsim {
 

@@ -1,7 +1,7 @@
 // The bounds-checked memory and string functions, with the host's contracts:
 // bad arguments give a non-zero result; a formatted text that does not fit
 // gives -1 (never a cut text).
-#include "platform/securec.h"
+#include "fwmclk/platform/securec.h"
 
 #include <cstdio>
 #include <cstring>

@@ -7,9 +7,9 @@
 #include <cstring>
 
 #include "fwmclk/fwmclk.h"
+#include "fwmclk/platform/oda.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/recorder.hpp"
-#include "platform/oda.h"
 
 int main(int argc, char **argv) {
   if (argc != 4) {

@@ -3,9 +3,9 @@
 // the IEEE 1588 announce message, to the negotiation peer.
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
+#include "fwmclk/platform/orin.h"
+#include "fwmclk/platform/securec.h"
 #include "fwmclk/supervision.h"
-#include "platform/orin.h"
-#include "platform/securec.h"
 #include "service/port_list.hpp"
 
 namespace {

@@ -5,8 +5,8 @@
 #include "diag/shared_word.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
-#include "platform/negoinfo.h"
-#include "platform/securec.h"
+#include "fwmclk/platform/negoinfo.h"
+#include "fwmclk/platform/securec.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdint>
 
 #include "fwmclk/channel.h"
-#include "platform/orin.h"
+#include "fwmclk/platform/orin.h"
 
 namespace fwmclk {
 

@@ -6,10 +6,10 @@
 #include "diag/shared_word.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
-#include "platform/bkf.h"
-#include "platform/negoinfo.h"
-#include "platform/posix.h"
-#include "platform/securec.h"
+#include "fwmclk/platform/bkf.h"
+#include "fwmclk/platform/negoinfo.h"
+#include "fwmclk/platform/posix.h"
+#include "fwmclk/platform/securec.h"
 
 namespace {
 

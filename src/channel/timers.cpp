@@ -7,8 +7,8 @@
 #include "channel/channel_mem.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
-#include "platform/orin.h"
-#include "platform/securec.h"
+#include "fwmclk/platform/orin.h"
+#include "fwmclk/platform/securec.h"
 
 namespace {
 

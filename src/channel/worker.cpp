@@ -7,11 +7,11 @@
 #include "diag/shared_word.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
-#include "platform/fwm_que.h"
-#include "platform/mesh.h"
-#include "platform/posix.h"
-#include "platform/quay.h"
-#include "platform/securec.h"
+#include "fwmclk/platform/fwm_que.h"
+#include "fwmclk/platform/mesh.h"
+#include "fwmclk/platform/posix.h"
+#include "fwmclk/platform/quay.h"
+#include "fwmclk/platform/securec.h"
 
 namespace {
 

@@ -3,11 +3,11 @@
 // board's address current. Every wait happens in these tasks.
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
-#include "platform/devm.h"
-#include "platform/im_agent.h"
-#include "platform/orin.h"
-#include "platform/posix.h"
-#include "platform/securec.h"
+#include "fwmclk/platform/devm.h"
+#include "fwmclk/platform/im_agent.h"
+#include "fwmclk/platform/orin.h"
+#include "fwmclk/platform/posix.h"
+#include "fwmclk/platform/securec.h"
 
 namespace {
 

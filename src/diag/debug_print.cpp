@@ -4,9 +4,9 @@
 
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
-#include "platform/comp.h"
-#include "platform/posix.h"
-#include "platform/securec.h"
+#include "fwmclk/platform/comp.h"
+#include "fwmclk/platform/posix.h"
+#include "fwmclk/platform/securec.h"
 
 namespace {
 

@@ -4,11 +4,11 @@
 
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
+#include "fwmclk/platform/im_agent.h"
+#include "fwmclk/platform/orin.h"
+#include "fwmclk/platform/posix.h"
+#include "fwmclk/platform/securec.h"
 #include "fwmclk/service.h"
-#include "platform/im_agent.h"
-#include "platform/orin.h"
-#include "platform/posix.h"
-#include "platform/securec.h"
 
 namespace {
 

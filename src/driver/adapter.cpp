@@ -7,8 +7,8 @@
 
 #include "fwmclk/driver.h"
 #include "fwmclk/np.h"
-#include "platform/oda.h"
-#include "platform/securec.h"
+#include "fwmclk/platform/oda.h"
+#include "fwmclk/platform/securec.h"
 
 namespace fwmclk::driver {
 namespace {

@@ -1,8 +1,8 @@
 // Per-unit driver tables and their installation at start-up.
 #include "fwmclk/driver.h"
 #include "fwmclk/np.h"
+#include "fwmclk/platform/devm.h"
 #include "fwmclk/service.h"
-#include "platform/devm.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // The one line operators see for every driver failure.
 #include "fwmclk/diag.h"
 #include "fwmclk/np.h"
-#include "platform/devm.h"
+#include "fwmclk/platform/devm.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 // Announce message programming: the body and flag field the engine transmits,
 // and the announce clear.
 #include "fwmclk/np.h"
+#include "fwmclk/platform/securec.h"
 #include "fwmclk/service_ops.h"
-#include "platform/securec.h"
 #include "service/svc_common.hpp"
 
 namespace {

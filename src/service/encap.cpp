@@ -1,7 +1,7 @@
 // Encapsulation of a port's PTP packets and the source port identities.
 #include "fwmclk/np.h"
+#include "fwmclk/platform/securec.h"
 #include "fwmclk/service_ops.h"
-#include "platform/securec.h"
 #include "service/svc_common.hpp"
 
 namespace {

@@ -2,9 +2,9 @@
 // announce supervision, makes sure the channel's worker exists, and keeps the
 // announce timer running exactly while some port is enabled.
 #include "fwmclk/channel.h"
+#include "fwmclk/platform/devm.h"
 #include "fwmclk/service_ops.h"
 #include "fwmclk/supervision.h"
-#include "platform/devm.h"
 #include "service/svc_common.hpp"
 
 namespace {

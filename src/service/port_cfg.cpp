@@ -1,7 +1,7 @@
 // Global and per-port PTP configuration, path asymmetry and SSM receive.
 #include "fwmclk/np.h"
+#include "fwmclk/platform/securec.h"
 #include "fwmclk/service_ops.h"
-#include "platform/securec.h"
 #include "service/svc_common.hpp"
 
 namespace {

@@ -6,9 +6,9 @@
 #include "service/port_list.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
+#include "fwmclk/platform/orin.h"
+#include "fwmclk/platform/securec.h"
 #include "fwmclk/supervision.h"
-#include "platform/orin.h"
-#include "platform/securec.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 // read into a zeroed buffer of the operation's own and the wanted words are
 // copied to the caller's reply.
 #include "fwmclk/np.h"
+#include "fwmclk/platform/securec.h"
 #include "fwmclk/service_ops.h"
-#include "platform/securec.h"
 #include "service/svc_common.hpp"
 
 namespace {

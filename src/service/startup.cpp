@@ -2,13 +2,13 @@
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
 #include "fwmclk/np.h"
+#include "fwmclk/platform/comp.h"
+#include "fwmclk/platform/devm.h"
+#include "fwmclk/platform/orch.h"
+#include "fwmclk/platform/orin.h"
+#include "fwmclk/platform/securec.h"
+#include "fwmclk/platform/tarn.h"
 #include "fwmclk/service.h"
-#include "platform/comp.h"
-#include "platform/devm.h"
-#include "platform/orch.h"
-#include "platform/orin.h"
-#include "platform/securec.h"
-#include "platform/tarn.h"
 
 namespace {
 

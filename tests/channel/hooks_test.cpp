@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "channel_fixture.hpp"
-#include "platform/negoinfo.h"
+#include "fwmclk/platform/negoinfo.h"
 
 namespace {
 

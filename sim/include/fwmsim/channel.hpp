@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "fwmclk/channel.h"
-#include "platform/mesh.h"
+#include "fwmclk/platform/mesh.h"
 
 namespace fwmsim {
 
