@@ -255,8 +255,8 @@ namespace {
 
 // Every clksim, clkpeer, tshark and jq command of the README and the docs, run
 // as written in a directory laid out like the repository (scripts/clksim.sh
-// runs the clksim under test: building is not what is tested here), in a
-// network namespace of the test's own.
+// as it is, with the build left out: it runs the clksim under test), and
+// once more from elsewhere; in a network namespace of the test's own.
 TEST(Docs, EveryToolCommandRunsAsWritten) {
   if (::access("/usr/bin/tshark", X_OK) != 0 || ::access("/usr/bin/jq", X_OK) != 0)
     GTEST_SKIP() << "tshark or jq is not installed";
@@ -286,12 +286,18 @@ TEST(Docs, EveryToolCommandRunsAsWritten) {
 
   namespace fs = std::filesystem;
   const fs::path root = ::testing::TempDir() + "/docs-" + std::to_string(::getpid());
-  fs::create_directories(root / "scripts");
   fs::create_directories(root / "build/clksim/tools/clkpeer");
-  std::ofstream(root / "scripts/clksim.sh") << "exec " << CLKSIM_PATH << " \"$@\"\n";
+  fs::create_directories(root / "build/clksim/tools/clksim");
+  fs::create_directories(root / "scripts/bin");
+  fs::create_directories(root / "elsewhere");
+  fs::copy(std::string(FWMCLK_SOURCE_DIR) + "/scripts/clksim.sh", root / "scripts/clksim.sh");
+  std::ofstream(root / "scripts/deps.sh") << "exit 0\n";
+  std::ofstream(root / "scripts/bin/cmake") << "#!/bin/sh\nexit 0\n";
+  fs::permissions(root / "scripts/bin/cmake", fs::perms::owner_all);
+  fs::create_symlink(CLKSIM_PATH, root / "build/clksim/tools/clksim/clksim");
   fs::create_symlink(CLKPEER_PATH, root / "build/clksim/tools/clkpeer/clkpeer");
   std::string script = "set -euo pipefail; trap 'echo \"failed: $BASH_COMMAND\" >&2' ERR; ip link set lo up; cd " +
-                       root.string() + "; peer=''\n";
+                       root.string() + "; peer=''; PATH=$PWD/scripts/bin:$PATH\n";
   std::set<std::string> done;  // each command once; the peer's client for each peer
   for (size_t i = 0; i < commands.size(); ++i) {
     const std::string c = commands[i].substr(0, commands[i].find_last_not_of(' ') + 1);
@@ -304,7 +310,9 @@ TEST(Docs, EveryToolCommandRunsAsWritten) {
     script += "{ " + c + "; } >out" + std::to_string(i) + "\n";
     if (c.find("| jq") != std::string::npos) script += "[ $(wc -l <out" + std::to_string(i) + ") = 2 ]\n";
   }
-  script += "kill $peer; wait $peer\n";
+  script +=
+      "kill $peer; wait $peer\ncd elsewhere; bash ../scripts/clksim.sh --dump-scenario >my.yaml\n"
+      "bash ../scripts/clksim.sh my.yaml --pcap ../here.pcap >/dev/null; test -s ../here.pcap\n";
   auto o = fwmtest::runTool({"/usr/bin/unshare", "-rn", "/bin/bash", "-c", script}, std::chrono::seconds(120));
   EXPECT_EQ(o.exitCode, 0) << o.err;
   std::ifstream peer(root / "peer.out");
