@@ -8,7 +8,7 @@ pkgs_core=(cmake ninja-build g++ googletest libgtest-dev libgmock-dev python3 bi
 pkgs_cross=(g++-arm-linux-gnueabihf qemu-user binutils-arm-linux-gnueabihf)
 pkgs_tools=(libyaml-cpp-dev libfmt-dev libcli11-dev nlohmann-json3-dev)
 pkgs_bench=(libbenchmark-dev valgrind)
-pkgs_check=(tshark clang-format clang-tidy)
+pkgs_check=(tshark jq clang-format clang-tidy)
 
 want=()
 for group in "${@:-core}"; do

@@ -7,9 +7,13 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <set>
+#include <sstream>
 
 #include "builtin.hpp"
 #include "fwmclk/fwmclk.h"
+#include "fwmtools/cli.hpp"
+#include "fwmtools/udp_peer.hpp"
 #include "loader.hpp"
 #include "subprocess.hpp"
 
@@ -78,7 +82,12 @@ INSTANTIATE_TEST_SUITE_P(
                 std::string(kBoard) + "steps:\n  - get_ptp_pkt_stat: {unit: 0, port: 3, words: [1]}\n", 3, 42,
                 "unknown field 'words' of get_ptp_pkt_stat"},
         BadCase{"fail without function", std::string(kBoard) + "steps:\n  - fail: {code: 3}\n", 3, 11,
-                "fail: missing field 'function'"}),
+                "fail: missing field 'function'"},
+        BadCase{"notify word", std::string(kBoard) + "steps:\n  - notify: shutdown\n", 3, 13,
+                "notify: expected startup, master_ip or an event number, got 'shutdown'"},
+        BadCase{"log interval below -128",
+                std::string(kBoard) + "steps:\n  - announce_received: {unit: 0, port: 3, logMessageInterval: -129}\n",
+                3, 63, "logMessageInterval' of announce_received (ClkNpAnnFields): -129 does not fit (-128 to -1)"}),
     [](const ::testing::TestParamInfo<BadCase> &p) {
       std::string n = p.param.label;
       for (char &ch : n)
@@ -135,7 +144,8 @@ TEST(Loader, EncodesAddressesSignedValuesAndIdentities) {
           "steps:\n  - set_ptp_pkt_encap: {unit: 0, port: 3, destMac: 01:00:5e:00:01:81, srcIp: 10.3.0.1}\n"
           "  - set_ptp_port_asym: {unit: 0, port: 3, asymmetry: -100}\n"
           "  - set_ptp_port_pkt: {unit: 0, port: 3, grandmasterIdentity: 001b19.fffe.00a001, clockClass: 248}\n"
-          "  - announce_received: {unit: 0, port: 3, sourcePortIdentity: 7c2e0d.fffe.1f0002-9, flagField: 0x0208}\n",
+          "  - announce_received: {unit: 0, port: 3, sourcePortIdentity: 7c2e0d.fffe.1f0002-9, flagField: 0x0208, "
+          "logMessageInterval: -3}\n",
       "ok.yaml");
   ASSERT_TRUE(std::holds_alternative<clksim::Scenario>(r)) << std::get<clksim::LoadError>(r).text();
   const auto &sc = std::get<clksim::Scenario>(r);
@@ -155,6 +165,7 @@ TEST(Loader, EncodesAddressesSignedValuesAndIdentities) {
   EXPECT_EQ(f.sourceClockIdentityLow, 0xFE1F0002u);
   EXPECT_EQ(f.sourcePortNumber, 9u);
   EXPECT_EQ(f.flagField, 0x0208);
+  EXPECT_EQ(f.logMessageInterval, 0xFD);
 }
 
 TEST(Loader, ReadsDurations) {
@@ -177,42 +188,81 @@ TEST(Loader, EveryBuiltInScenarioLoads) {
   }
 }
 
-TEST(Loader, ClksimRefusesABadFileBeforeRunningWithExitCodeTwo) {
-  std::string path = ::testing::TempDir() + "/bad_scenario-" + std::to_string(::getpid()) + ".yaml";
-  std::FILE *f = std::fopen(path.c_str(), "w");
-  std::fputs("board: {chipType: 40}\nsteps:\n  - notify: startup\n  - set_ptp_glb_cfg: {slavePort: three}\n", f);
-  std::fclose(f);
-  auto o = fwmtest::runTool({CLKSIM_PATH, path});
-  EXPECT_EQ(o.exitCode, 2);
-  EXPECT_EQ(o.out, "");  // nothing ran
-  EXPECT_EQ(o.err, path +
-                       ":4:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned "
-                       "integer (decimal, 0x.. or 0b..), got 'three'\n");
-}
-
 }  // namespace
 
 namespace {
 
-TEST(Cli, RefusesBeforeRunningWithExitCodeTwo) {
+std::string writeTemp(const std::string &name, const char *text) {
+  std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
+  std::ofstream(path) << text;
+  return path;
+}
+
+// Every exit code of the table, from both tools, as --help and the docs state it.
+TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
+  const std::string bad = writeTemp("bad.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {slavePort: x}\n");
+  const std::string early = writeTemp("early.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {}\n");
+  fwmtools::UdpSocket busy;
+  ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
+  const std::string taken = "127.0.0.1:" + std::to_string(busy.localPort());
   struct Case {
-    std::vector<std::string> args;
-    std::string err;
+    char tool;         // 's' clksim, 'p' clkpeer
+    std::string args;  // separated by spaces
+    int code;
+    std::string err;       // what standard error says (a part of it)
+    std::string out = "";  // a part of standard output; "" = nothing ran
   };
+  const std::string s = CLKSIM_PATH, p = CLKPEER_PATH;
   const Case cases[] = {
-      {{"/nonexistent/scenario.yaml"}, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
-      {{"--builtin", "no-such-story"}, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
-      {{"--dump-scenario", "no-such-story"}, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
-      {{"--peer", "127.0.0.1"}, "clksim: --peer 127.0.0.1: expected HOST:PORT, e.g. 127.0.0.1:39011\n"},
-      {{"--peer", "10.0.0.1:39011"}, "clksim: --peer 10.0.0.1:39011: the negotiation client reaches 127.0.0.1 only\n"},
+      {'s', "--list-scenarios", 0, "", "mira-story"},
+      {'p', "--listen 127.0.0.1:0 --idle-exit-ms 1", 0, "0 datagrams"},
+      {'s', early, 1, "", "0 requests (0 failed, 1 more could not be made)"},
+      {'s', bad, 2, bad + ":3:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned"},
+      {'s', "/nonexistent/scenario.yaml", 2, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
+      {'s', "--builtin no-such-story", 2, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
+      {'s', "--dump-scenario no-such-story", 2, "clksim: no built-in scenario 'no-such-story'"},
+      {'s', "--peer 127.0.0.1", 2, "clksim: --peer 127.0.0.1: expected HOST:PORT, e.g. 127.0.0.1:39011\n"},
+      {'s', "--peer 10.0.0.1:39011", 2, "clksim: --peer 10.0.0.1:39011: the negotiation client reaches 127.0.0.1 only"},
+      {'s', "--bogus", 2, "The following argument was not expected: --bogus"},
+      {'s', "-f xml", 2, "--format: xml not in {text,jsonl}"},
+      {'s', "--timeline /nonexistent/t.json", 3,
+       "clksim: --timeline /nonexistent/t.json: cannot create the file: No such"},
+      {'s', "--pcap /nonexistent/a.pcap", 3,
+       "clksim: --pcap /nonexistent/a.pcap: cannot create the file: No such file"},
+      {'s', "--pcap /dev/full", 3, "clksim: --pcap /dev/full: cannot write the file: No space left on device\n"},
+      {'s', "--timeline /dev/full", 3, "clksim: --timeline /dev/full: writing the file failed\n", "summary: 39 steps"},
+      {'p', "--listen 127.0.0.1:notaport", 2, "clkpeer: --listen 127.0.0.1:notaport: expected HOST:PORT\n"},
+      {'p', "--port 39011", 2, "The following arguments were not expected: 39011 --port"},
+      {'p', "--count x", 2, "Could not convert: --count = x"},
+      {'p', "--pcap /nonexistent/a.pcap", 3, "clkpeer: --pcap /nonexistent/a.pcap: cannot create the file"},
+      {'p', "--listen " + taken, 4, "clkpeer: "},
   };
+  std::set<std::pair<std::string, int>> seen;
   for (const auto &c : cases) {
-    std::vector<std::string> argv = {CLKSIM_PATH};
-    argv.insert(argv.end(), c.args.begin(), c.args.end());
+    std::vector<std::string> argv = {c.tool == 's' ? s : p};
+    std::istringstream words(c.args);
+    argv.insert(argv.end(), std::istream_iterator<std::string>(words), {});
     auto o = fwmtest::runTool(argv);
-    EXPECT_EQ(o.exitCode, 2) << c.args[0];
-    EXPECT_EQ(o.out, "") << c.args[0];
-    EXPECT_EQ(o.err, c.err);
+    EXPECT_EQ(o.exitCode, c.code) << c.args << ": " << o.err;
+    EXPECT_THAT(o.err, HasSubstr(c.err)) << c.args;
+    if (c.out.empty()) {
+      EXPECT_EQ(o.out, "") << c.args;
+    }
+    EXPECT_THAT(o.out, HasSubstr(c.out)) << c.args;
+    seen.insert({argv[0], o.exitCode});
+  }
+  std::ifstream in(std::string(FWMCLK_SOURCE_DIR) + "/docs/clksim.md");
+  const std::string docs((std::istreambuf_iterator<char>(in)), {});
+  for (auto [tool, path] : {std::pair{fwmtools::Tool::Clksim, s}, std::pair{fwmtools::Tool::Clkpeer, p}}) {
+    auto help = fwmtest::runTool({path, "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_THAT(help.out, HasSubstr(fwmtools::exitCodeHelp(tool)));
+    for (const auto &e : fwmtools::kExitCodes) {
+      EXPECT_THAT(docs, HasSubstr(fmt::format("| {} | {} |", e.code, e.meaning)));
+      if (e.tools & static_cast<unsigned>(tool)) {
+        EXPECT_TRUE(seen.count({path, e.code})) << path << " " << e.code;
+      }
+    }
   }
 }
 

@@ -6,9 +6,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
 
 #include "subprocess.hpp"
 
@@ -107,6 +111,7 @@ TEST_F(Story, RequestsRunOnTheOrchestratorsThreadDownToTheEngineDriver) {
           text.rfind("oda_1588_get_announce_alarm(", 0) == 0 ||
           (text.rfind("oda_1588_get_announce_field_rx(", 0) == 0 && text.find(", 0, &, &)") != std::string::npos);
       EXPECT_EQ(j["thread"], tick ? "reltmr" : "orchestrator") << j.dump();
+      EXPECT_TRUE(j.contains("result")) << j.dump();
     }
   }
 
@@ -145,10 +150,11 @@ TEST_F(Story, AFailingEngineCallIsReportedTwiceThenByTheService) {
   for (const auto &j : recs) {
     if (j["kind"] == "log") story.push_back(j["level"].get<std::string>() + " " + j["text"].get<std::string>());
     if (j["kind"] == "debug") story.push_back("debug " + j["text"].get<std::string>().substr(20));
-    if (j["kind"] == "call" && j["layer"] == "driver") story.push_back("oda " + j["text"].get<std::string>());
+    if (j["kind"] == "call" && j["layer"] == "driver")
+      story.push_back("oda " + j["text"].get<std::string>() + " = " + j["result"].dump());
   }
   EXPECT_THAT(story, ElementsAre("MSG 1588.(parameter in SetPtpCtrl: Unit=[1], Port=[5], Type=[5], Value=[100]).",
-                                 "oda oda_1588_set_ptp_control(1, 5, 5, 100, 0)",
+                                 "oda oda_1588_set_ptp_control(1, 5, 5, 100, 0) = 5",
                                  "debug Fe module error. (ErrCode=0xFFFFFFFB, Slot=1/3, Unit=1, Port=5, "
                                  "Reason=Failed to [1588]set ptp control.)",
                                  "debug Fe module error. (ErrCode=0xFFFFFFFB, Slot=1/3, Unit=1, Port=5, "
@@ -183,16 +189,17 @@ TEST_F(Story, TimelineHasATrackPerThreadAndASliceForEachEngineCall) {
       names, ::testing::IsSupersetOf({"host", "orchestrator", "reltmr", "CLK_FWM_BKF", "ClkSrvIMAgentUpdateMasterIp"}));
 }
 
-// Acknowledgements need the announce supervision in the library (the 500 ms
-// timer and the port list). Remove DISABLED_ once it is there.
+// The peer receives each acknowledgement when it is sent; the capture holds
+// the announces, framed as port 3 was programmed, and not the loss report.
 TEST_F(Story, AcknowledgementsReachTheNegotiationPeer) {
   std::vector<json> acks, received;
   for (const auto &j : lines_) {
-    if (j.value("kind", "") == "ack") acks.push_back(j["ack"]);
-    if (j.value("kind", "") == "peer_rx") received.push_back(j["ack"]);
+    if (j.value("kind", "") == "ack") acks.push_back({j["t_ms"], j["ack"]});
+    if (j.value("kind", "") == "peer_rx") received.push_back({j["t_ms"], j["ack"]});
   }
   ASSERT_EQ(acks.size(), 3u);
   EXPECT_EQ(received, acks);
+  for (auto &a : acks) a = a[1];
   EXPECT_EQ(acks[0]["ifIndex"], 3);
   EXPECT_EQ(acks[0]["grandmasterIdentity"], "001b19.fffe.00a001");
   EXPECT_EQ(acks[0]["clockClass"], 6);
@@ -210,13 +217,108 @@ TEST_F(Story, AcknowledgementsReachTheNegotiationPeer) {
   EXPECT_EQ(summary()["peerReceived"], 3);
 
   if (::access("/usr/bin/tshark", X_OK) != 0) GTEST_SKIP() << "tshark is not installed";
-  auto o = fwmtest::runTool({"/usr/bin/tshark", "-r", pcapPath_, "-T", "fields", "-E", "separator=,", "-e",
-                             "ptp.v2.an.grandmasterclockidentity", "-e", "ptp.v2.an.grandmasterclockclass", "-e",
-                             "ptp.v2.an.priority1", "-e", "ptp.v2.an.localstepsremoved"});
+  auto o = fwmtest::runTool({"/usr/bin/tshark",
+                             "-r",
+                             pcapPath_,
+                             "-T",
+                             "fields",
+                             "-E",
+                             "separator=,",
+                             "-e",
+                             "frame.time_epoch",
+                             "-e",
+                             "eth.src",
+                             "-e",
+                             "vlan.priority",
+                             "-e",
+                             "vlan.id",
+                             "-e",
+                             "ip.src",
+                             "-e",
+                             "ip.dst",
+                             "-e",
+                             "ip.dsfield.dscp",
+                             "-e",
+                             "ptp.v2.an.grandmasterclockidentity",
+                             "-e",
+                             "ptp.v2.an.priority1",
+                             "-e",
+                             "ptp.v2.an.localstepsremoved"});
   EXPECT_EQ(o.out,
-            "0x001b19fffe00a001,6,128,1\n"
-            "0x7c2e0dfffe1f0002,6,100,2\n"
-            "0x0000000000000000,0,0,0\n");
+            "1795334403.000000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x001b19fffe00a001,128,1\n"
+            "1795334403.500000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x7c2e0dfffe1f0002,100,2\n");
+}
+
+}  // namespace
+
+namespace {
+
+// Every clksim, clkpeer, tshark and jq command of the README and the docs, run
+// as written in a directory laid out like the repository (scripts/clksim.sh
+// as it is, with the build left out: it runs the clksim under test), and
+// once more from elsewhere; in a network namespace of the test's own.
+TEST(Docs, EveryToolCommandRunsAsWritten) {
+  if (::access("/usr/bin/tshark", X_OK) != 0 || ::access("/usr/bin/jq", X_OK) != 0)
+    GTEST_SKIP() << "tshark or jq is not installed";
+  if (fwmtest::runTool({"/usr/bin/unshare", "-rn", "true"}).exitCode != 0) GTEST_SKIP() << "no network namespaces";
+  const std::regex inlined("`((bash scripts/clksim\\.sh|build/clksim/tools/clkpeer/clkpeer|tshark) [^`]*)`");
+  const std::regex tool("^(bash scripts/clksim\\.sh|build/clksim/tools/clkpeer/clkpeer|tshark)\\b.*");
+  std::vector<std::string> commands;
+  for (const char *doc : {"/README.md", "/docs/clksim.md"}) {
+    std::ifstream in(std::string(FWMCLK_SOURCE_DIR) + doc);
+    std::string line, joined;
+    bool sh = false;
+    while (std::getline(in, line)) {
+      if (line.rfind("```", 0) == 0) {
+        sh = line == "```sh";
+      } else if (sh && !line.empty() && line.back() == '\\') {
+        joined += line.substr(0, line.size() - 1);
+      } else if (sh) {
+        std::string cmd = joined + line.substr(0, line.find("   #"));
+        joined.clear();
+        if (std::regex_match(cmd, tool)) commands.push_back(cmd);
+      } else {
+        for (std::sregex_iterator m(line.begin(), line.end(), inlined), end; m != end; ++m) commands.push_back((*m)[1]);
+      }
+    }
+  }
+  ASSERT_GE(commands.size(), 15u);
+
+  namespace fs = std::filesystem;
+  const fs::path root = ::testing::TempDir() + "/docs-" + std::to_string(::getpid());
+  fs::create_directories(root / "build/clksim/tools/clkpeer");
+  fs::create_directories(root / "build/clksim/tools/clksim");
+  fs::create_directories(root / "scripts/bin");
+  fs::create_directories(root / "elsewhere");
+  fs::copy(std::string(FWMCLK_SOURCE_DIR) + "/scripts/clksim.sh", root / "scripts/clksim.sh");
+  std::ofstream(root / "scripts/deps.sh") << "exit 0\n";
+  std::ofstream(root / "scripts/bin/cmake") << "#!/bin/sh\nexit 0\n";
+  fs::permissions(root / "scripts/bin/cmake", fs::perms::owner_all);
+  fs::create_symlink(CLKSIM_PATH, root / "build/clksim/tools/clksim/clksim");
+  fs::create_symlink(CLKPEER_PATH, root / "build/clksim/tools/clkpeer/clkpeer");
+  std::string script = "set -euo pipefail; trap 'echo \"failed: $BASH_COMMAND\" >&2' ERR; ip link set lo up; cd " +
+                       root.string() + "; peer=''; PATH=$PWD/scripts/bin:$PATH\n";
+  std::set<std::string> done;  // each command once; the peer's client for each peer
+  for (size_t i = 0; i < commands.size(); ++i) {
+    const std::string c = commands[i].substr(0, commands[i].find_last_not_of(' ') + 1);
+    if (!done.insert(c).second && c.find("--peer") == std::string::npos) continue;
+    if (c.rfind("build/clksim/tools/clkpeer/clkpeer", 0) == 0) {  // the peer in its own terminal
+      script += "[ -z \"$peer\" ] || { kill $peer; wait $peer; }\n" + c + " >peer.out 2>peer.err & peer=$!\n" +
+                "for i in $(seq 100); do grep -q listening peer.err && break; sleep 0.1; done\n";
+      continue;
+    }
+    script += "{ " + c + "; } >out" + std::to_string(i) + "\n";
+    if (c.find("| jq") != std::string::npos) script += "[ $(wc -l <out" + std::to_string(i) + ") = 2 ]\n";
+  }
+  script +=
+      "kill $peer; wait $peer\ncd elsewhere; bash ../scripts/clksim.sh --dump-scenario >my.yaml\n"
+      "bash ../scripts/clksim.sh my.yaml --pcap ../here.pcap >/dev/null; test -s ../here.pcap\n";
+  auto o = fwmtest::runTool({"/usr/bin/unshare", "-rn", "/bin/bash", "-c", script}, std::chrono::seconds(120));
+  EXPECT_EQ(o.exitCode, 0) << o.err;
+  std::ifstream peer(root / "peer.out");
+  std::string received((std::istreambuf_iterator<char>(peer)), {});
+  EXPECT_THAT(received, HasSubstr("ack 3 (datagram 3): ifIndex 3: announce lost (no grandmaster)"));
+  fs::remove_all(root);
 }
 
 }  // namespace

@@ -116,12 +116,18 @@ std::vector<uint8_t> readFile(const std::string &path) {
   return {std::istreambuf_iterator<char>(in), {}};
 }
 
-std::string writeSamplePcap(const char *name) {
+std::string writeSamplePcap(const char *name, const fwmtools::FrameAddressing &addr = {}) {
   std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
   fwmtools::PcapWriter w;
   EXPECT_TRUE(w.open(path));
-  w.writeAnnounce(1704067200000000ull + 2500000, sampleAnnounce(), {});
-  w.close();
+  // Loss reports are no announce and stay out: no grandmaster, or no source.
+  Announce noGm = sampleAnnounce(), noSource = sampleAnnounce();
+  noGm.grandmasterIdentity = 0;
+  noSource.sourceClockIdentity = 0;
+  EXPECT_FALSE(w.writeAnnounce(1704067200000000ull, noGm, addr));
+  EXPECT_FALSE(w.writeAnnounce(1704067200000000ull, noSource, addr));
+  EXPECT_TRUE(w.writeAnnounce(1704067200000000ull + 2500000, sampleAnnounce(), addr));
+  EXPECT_TRUE(w.close());
   return path;
 }
 
@@ -174,6 +180,23 @@ TEST(Pcap, TsharkDissectsTheAnnounceWithTheFieldValues) {
   EXPECT_EQ(out,
             "0x0b,24,0x7c2e0dfffe1f0002,6,0x21,20061,100,128,2,0x20,0x001b19fffe00a001,1,37,"
             "2,2\n");
+}
+
+TEST(Pcap, FramesAsThePortIsProgrammed) {
+  if (!haveTshark()) GTEST_SKIP() << "tshark is not installed";
+  fwmtools::FrameAddressing ethVlan{false, 0xA064, 0, {2, 0, 0, 0, 0, 7}, {0x01, 0x1b, 0x19, 0, 0, 0}, 0, 0};
+  fwmtools::FrameAddressing udp{true,       std::nullopt, 46, {2, 0, 0, 0, 0, 7}, {1, 0, 0x5e, 0, 1, 0x81},
+                                0x0A030001, 0xE0000181};
+  const std::pair<fwmtools::FrameAddressing, const char *> cases[] = {
+      {ethVlan, "1704067202.500000000,02:00:00:00:00:07,01:1b:19:00:00:00,5,100,0x88f7,,,,,0x0b,100\n"},
+      {udp, "1704067202.500000000,02:00:00:00:00:07,01:00:5e:00:01:81,,,,10.3.0.1,224.0.1.129,46,2,0x0b,100\n"},
+  };
+  for (const auto &[addr, expected] : cases)
+    EXPECT_EQ(
+        dissect(writeSamplePcap("framed.pcap", addr),
+                {"frame.time_epoch", "eth.src", "eth.dst", "vlan.priority", "vlan.id", "vlan.etype", "ip.src", "ip.dst",
+                 "ip.dsfield.dscp", "udp.checksum.status", "ptp.v2.messagetype", "ptp.v2.an.priority1"}),
+        expected);
 }
 
 }  // namespace

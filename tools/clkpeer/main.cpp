@@ -9,6 +9,7 @@
 #include "fwmtools/ack_json.hpp"
 #include "fwmtools/ack_text.hpp"
 #include "fwmtools/announce.hpp"
+#include "fwmtools/cli.hpp"
 #include "fwmtools/pcap.hpp"
 #include "fwmtools/udp_peer.hpp"
 
@@ -35,26 +36,29 @@ int main(int argc, char **argv) {
   app.add_option("--format", opt.format, "text for people, jsonl for machines (one object a line)")
       ->check(CLI::IsMember({"text", "jsonl"}))
       ->capture_default_str();
-  app.add_option("--pcap", opt.pcap, "also write each announce as an IEEE 1588 message to this pcap file");
+  app.add_option("--pcap", opt.pcap,
+                 "also write each announce as an IEEE 1588 message to this pcap file (not the acknowledgements that "
+                 "report a loss: they were never an announce)");
   app.add_option("-n,--count", opt.count, "exit after this many acknowledgements");
   app.add_option("--idle-exit-ms", opt.idleMs, "exit after this many milliseconds without a datagram");
-  CLI11_PARSE(app, argc, argv);
+  app.footer(fwmtools::exitCodeHelp(fwmtools::Tool::Clkpeer));
+  if (auto rc = fwmtools::parseCommandLine(app, argc, argv)) return *rc;
 
   auto at = fwmtools::parseEndpoint(opt.listen, true);
   if (!at) {
     fmt::print(stderr, "clkpeer: --listen {}: expected HOST:PORT\n", opt.listen);
-    return 2;
+    return fwmtools::kExitRefused;
   }
-  fwmtools::UdpSocket sock;
   std::string err;
-  if (!sock.bind(*at, &err)) {
-    fmt::print(stderr, "clkpeer: {}\n", err);
-    return 1;
-  }
   fwmtools::PcapWriter pcap;
   if (!opt.pcap.empty() && !pcap.open(opt.pcap, &err)) {
     fmt::print(stderr, "clkpeer: {}\n", err);
-    return 1;
+    return fwmtools::kExitOutput;
+  }
+  fwmtools::UdpSocket sock;
+  if (!sock.bind(*at, &err)) {
+    fmt::print(stderr, "clkpeer: {}\n", err);
+    return fwmtools::kExitSocket;
   }
   std::signal(SIGINT, onSignal);
   std::signal(SIGTERM, onSignal);
@@ -63,7 +67,6 @@ int main(int argc, char **argv) {
 
   size_t datagrams = 0, acks = 0, skipped = 0;
   uint32_t idle = 0;
-  const auto start = std::chrono::steady_clock::now();
   while (!gStop && (opt.count == 0 || acks < opt.count)) {
     auto dgram = sock.receive(std::chrono::milliseconds(100));
     if (!dgram) {
@@ -96,10 +99,16 @@ int main(int argc, char **argv) {
     }
     std::fflush(stdout);
     if (pcap.isOpen()) {
-      auto us = std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() - start);
+      // Dated when it arrived, like any capture.
+      auto us =
+          std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
       pcap.writeAnnounce(static_cast<uint64_t>(us.count()), ack->announce, {});
     }
   }
   fmt::print(stderr, "clkpeer: {} datagrams, {} acknowledgements, {} skipped\n", datagrams, acks, skipped);
-  return 0;
+  if (!pcap.close(&err) || std::fflush(stdout) != 0 || std::ferror(stdout)) {
+    fmt::print(stderr, "clkpeer: {}\n", err.empty() ? "writing the standard output failed" : err);
+    return fwmtools::kExitOutput;
+  }
+  return fwmtools::kExitOk;
 }

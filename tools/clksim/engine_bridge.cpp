@@ -74,6 +74,22 @@ BridgeResult applyValues(const EngineValues &v) {
   return {true, fmt::format("engine: {} words stored", v.words.size())};
 }
 
+std::optional<fwmtools::FrameAddressing> portFraming(uint32_t unit, uint32_t port) {
+  constexpr uint32_t kAnnounce = 1;  // the engine's packet type of announce messages
+  const fwmsim::OdaPort p = fwmsim::engine().port(unit, port);
+  const bool programmed = p.encap != 0 || p.da[kAnnounce] != fwmsim::Mac{} || p.sa[kAnnounce] != fwmsim::Mac{};
+  if (!programmed || p.encap > 3) return std::nullopt;
+  fwmtools::FrameAddressing f;
+  f.udp = p.encap >= 2;
+  if (p.encap == 1 || p.encap == 3) f.vlanTci = static_cast<uint16_t>(p.vlan & 0xFFFFu);
+  f.dscp = static_cast<uint8_t>(p.dscp & 0x3Fu);
+  f.dstMac = p.da[kAnnounce];
+  f.srcMac = p.sa[kAnnounce];
+  f.dstIp = p.dip[kAnnounce];
+  f.srcIp = p.sip[kAnnounce];
+  return f;
+}
+
 BridgeResult routeNegotiationClient(const fwmtools::Endpoint &peer) {
   // The client of the line card talks to its peer over the loopback
   // interface only; the port is the simulator's to choose.

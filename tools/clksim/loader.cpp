@@ -3,6 +3,7 @@
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <fstream>
 #include <limits>
@@ -229,6 +230,12 @@ void Loader::setField(const RecordDesc &rec, const FieldDesc &f, const std::stri
     case FieldKind::U8:
       putLe(bytes, f.offset, 1, unsignedValue(what, v, 0xFF));
       break;
+    case FieldKind::S8: {
+      bool neg = v.IsScalar() && !v.Scalar().empty() && v.Scalar()[0] == '-';
+      putLe(bytes, f.offset, 1,
+            neg ? static_cast<uint8_t>(signedValue(what, v, INT8_MIN, -1)) : unsignedValue(what, v, 0xFF));
+      break;
+    }
     case FieldKind::U16:
       putLe(bytes, f.offset, 2, unsignedValue(what, v, 0xFFFF));
       break;
@@ -410,6 +417,8 @@ Step Loader::step(const YAML::Node &n) {
       e.event = 1;
     else if (t == "master_ip")
       e.event = 3;
+    else if (t.empty() || (t[0] != '-' && !std::isdigit(static_cast<unsigned char>(t[0]))))
+      fail(v, "notify: expected startup, master_ip or an event number, got '" + t + "'");
     else
       e.event = static_cast<int32_t>(signedValue("notify", v, INT32_MIN, INT32_MAX));
     s.body = e;

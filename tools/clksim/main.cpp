@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "builtin.hpp"
+#include "fwmtools/cli.hpp"
 #include "loader.hpp"
 #include "outputs.hpp"
 #include "runner.hpp"
@@ -30,7 +31,7 @@ struct Options {
   bool verbose = false;
 };
 
-constexpr int kExitBadScenario = 2;
+constexpr int kExitBadScenario = fwmtools::kExitRefused;
 
 }  // namespace
 
@@ -45,7 +46,7 @@ int main(int argc, char **argv) {
   app.add_flag("--list-scenarios", opt.list, "list the built-in scenarios and exit");
   app.add_option("--dump-scenario", opt.dump, "print a built-in scenario as YAML (default: the story) and exit")
       ->expected(0, 1);
-  app.add_flag("--check", opt.check, "check the scenario and exit (0 = good, 2 = refused)");
+  app.add_flag("--check", opt.check, "check the scenario and exit");
   app.add_option("-f,--format", opt.format, "text for people, jsonl for machines (one event a line)")
       ->check(CLI::IsMember({"text", "jsonl"}))
       ->capture_default_str();
@@ -57,7 +58,8 @@ int main(int argc, char **argv) {
   app.add_option("--peer", opt.peer, "send acknowledgements to the negotiation peer at HOST:PORT (e.g. clkpeer)");
   app.add_flag("--realtime", opt.realtime, "run on real threads and the wall clock instead of virtual time");
   app.add_flag("-v,--verbose", opt.verbose, "also show the log agent's object calls");
-  CLI11_PARSE(app, argc, argv);
+  app.footer(fwmtools::exitCodeHelp(fwmtools::Tool::Clksim));
+  if (auto rc = fwmtools::parseCommandLine(app, argc, argv)) return *rc;
   opt.dumpSet = app.count("--dump-scenario") > 0;
 
   if (opt.list) {
@@ -124,15 +126,13 @@ int main(int argc, char **argv) {
   std::vector<std::unique_ptr<clksim::TraceObserver>> outputs;
   outputs.push_back(opt.format == "jsonl" ? clksim::makeJsonlRenderer(stdout)
                                           : clksim::makeTextRenderer(stdout, {colour, opt.verbose}));
-  if (!opt.timeline.empty()) outputs.push_back(clksim::makeTimelineWriter(opt.timeline));
-  if (!opt.pcap.empty()) {
-    std::string err;
-    auto p = clksim::makePcapWriter(opt.pcap, &err);
-    if (!p) {
-      fmt::print(stderr, "clksim: {}\n", err);
-      return 1;
-    }
-    outputs.push_back(std::move(p));
+  // Every file is created before anything runs: a run is not made to be lost.
+  std::string err;
+  if (!opt.timeline.empty()) outputs.push_back(clksim::makeTimelineWriter(opt.timeline, &err));
+  if (err.empty() && !opt.pcap.empty()) outputs.push_back(clksim::makePcapWriter(opt.pcap, &err));
+  if (!err.empty()) {
+    fmt::print(stderr, "clksim: {}\n", err);
+    return fwmtools::kExitOutput;
   }
   clksim::SummaryObserver summary;
 
@@ -145,6 +145,11 @@ int main(int argc, char **argv) {
     clksim::printJsonlSummary(stdout, summary.summary());
   else
     clksim::printTextSummary(stdout, summary.summary(), colour);
-  std::fflush(stdout);
-  return rc;
+  for (const auto &o : outputs) err = err.empty() ? o->error() : err;
+  if (err.empty() && (std::fflush(stdout) != 0 || std::ferror(stdout))) err = "writing the standard output failed";
+  if (!err.empty()) {
+    fmt::print(stderr, "clksim: {}\n", err);
+    return fwmtools::kExitOutput;
+  }
+  return rc == 0 ? fwmtools::kExitOk : fwmtools::kExitStepFailed;
 }

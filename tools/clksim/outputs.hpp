@@ -24,10 +24,14 @@ void printTextSummary(std::FILE *out, const Summary &s, bool colour);
 std::unique_ptr<TraceObserver> makeJsonlRenderer(std::FILE *out);
 void printJsonlSummary(std::FILE *out, const Summary &s);
 
-// Chrome trace-event JSON, one track per simulated thread; written at the end.
-std::unique_ptr<TraceObserver> makeTimelineWriter(std::string path);
+// Chrome trace-event JSON, one track per simulated thread; the file is
+// created now and written at the end. nullptr, with the reason, when it
+// cannot be created.
+std::unique_ptr<TraceObserver> makeTimelineWriter(std::string path, std::string *error);
 
-// Each acknowledgement's announce as an IEEE 1588 message in a pcap file.
+// Each acknowledgement's announce as an IEEE 1588 message in a pcap file,
+// framed as its port was programmed; acknowledgements that report a loss are
+// left out (they never were an announce on the wire).
 std::unique_ptr<TraceObserver> makePcapWriter(std::string path, std::string *error);
 
 }  // namespace clksim

@@ -112,7 +112,7 @@ constexpr FieldDesc kAnnFields[] = {
     {"timeSource", K::U32, CLKSIM_AT(ClkNpAnnFields, timeSource)},
     {"domainNumber", K::U8, CLKSIM_AT(ClkNpAnnFields, domainNumber)},
     {"flagField", K::U16, CLKSIM_AT(ClkNpAnnFields, flagField)},
-    {"logMessageInterval", K::U8, CLKSIM_AT(ClkNpAnnFields, logMessageInterval)},
+    {"logMessageInterval", K::S8, CLKSIM_AT(ClkNpAnnFields, logMessageInterval)},
     {"sourcePortIdentity", K::PortIdentity, CLKSIM_AT(ClkNpAnnFields, sourceClockIdentityHigh), 1,
      CLKSIM_AT(ClkNpAnnFields, sourceClockIdentityLow), CLKSIM_AT(ClkNpAnnFields, sourcePortNumber), 0, 0,
      "\"001b19.fffe.000001-1\""},

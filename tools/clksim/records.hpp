@@ -12,6 +12,7 @@ namespace clksim {
 
 enum class FieldKind : uint8_t {
   U8,
+  S8,  // a log interval: -128 to 127, or its octet 0x80 to 0xff
   U16,
   U32,
   S32,

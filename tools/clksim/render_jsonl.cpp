@@ -51,6 +51,8 @@ class JsonlRenderer : public TraceObserver {
       j["fields"] = f;
     }
     if (r.result) j["result"] = *r.result;
+    if (r.returned && r.returned->pointer) j["result"] = resultText(*r.returned);
+    if (r.returned && !r.returned->pointer) j["result"] = r.returned->value;
     if (!r.replyWords.empty()) j["reply"] = r.replyWords;
     if (r.pos.line) j["source"] = fmt::format("{}:{}:{}", r.pos.file, r.pos.line, r.pos.column);
     if (!r.bytes.empty()) j["bytes"] = hexBytes(r.bytes);
@@ -75,6 +77,7 @@ void printJsonlSummary(std::FILE *out, const Summary &s) {
                       {"steps", s.steps},
                       {"requests", s.requests},
                       {"failedRequests", s.failedRequests},
+                      {"requestsNotMade", s.requestsNotMade},
                       {"engineCalls", s.engineCalls},
                       {"platformCalls", s.platformCalls},
                       {"logLines", s.logLines},

@@ -23,6 +23,9 @@ bool plumbing(const TraceRecord &r) {
   return false;
 }
 
+// Platform results are codes (0 = success) or pointers (NULL = failure).
+bool failed(const CallResult &r) { return r.pointer ? r.value == 0 : r.value != 0; }
+
 std::string describeSource(const SourcePos &p) {
   if (p.line == 0) return p.file;
   return fmt::format("{}:{}", p.file, p.line);
@@ -53,7 +56,10 @@ class TextRenderer : public TraceObserver {
         break;
       case TraceKind::Call:
         if (!opt_.verbose && plumbing(r)) return;
-        line(r, r.layer == Layer::Driver ? kBlue : kDim, r.layer == Layer::Driver ? "oda" : r.facility, r.text);
+        line(r, r.layer == Layer::Driver ? kBlue : kDim, r.layer == Layer::Driver ? "oda" : r.facility,
+             r.returned ? fmt::format("{} = {}{}{}", r.text, s_(failed(*r.returned) ? kRed : ""),
+                                      resultText(*r.returned), s_(failed(*r.returned) ? kReset : ""))
+                        : r.text);
         break;
       case TraceKind::Log:
         line(r, r.level == "ERROR" ? kRed : "", layerName(r.layer), fmt::format("{:<5} {}", r.level, r.text));
@@ -157,8 +163,10 @@ std::unique_ptr<TraceObserver> makeTextRenderer(std::FILE *out, TextOptions opt)
 
 void printTextSummary(std::FILE *out, const Summary &s, bool colour) {
   Style st{colour};
-  fmt::print(out, "\n{}summary{}: {} steps, {} requests ({} failed), {} engine calls, {} platform calls\n", st(kBold),
-             st(kReset), s.steps, s.requests, s.failedRequests, s.engineCalls, s.platformCalls);
+  fmt::print(out, "\n{}summary{}: {} steps, {} requests ({} failed{}), {} engine calls, {} platform calls\n", st(kBold),
+             st(kReset), s.steps, s.requests, s.failedRequests,
+             s.requestsNotMade ? fmt::format(", {} more could not be made", s.requestsNotMade) : "", s.engineCalls,
+             s.platformCalls);
   fmt::print(out, "         {} log lines ({} ERROR), {} debug lines ({} \"Fe module error\"), {} acknowledgements",
              s.logLines, s.errorLines, s.debugLines, s.feModuleErrors, s.acks);
   if (s.peerReceived) fmt::print(out, " ({} received by the peer)", s.peerReceived);

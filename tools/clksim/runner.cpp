@@ -2,8 +2,10 @@
 
 #include <fmt/format.h>
 
+#include <atomic>
 #include <cstring>
 
+#include "call_results.hpp"
 #include "engine_bridge.hpp"
 #include "fwmclk/fwmclk.h"
 #include "fwmsim/board.hpp"
@@ -114,23 +116,72 @@ void Runner::note(std::string text, Layer layer) {
   emit(std::move(r));
 }
 
+namespace {
+std::atomic<Runner *> gRunning{nullptr};
+}  // namespace
+
+void platformCallBegin() {
+  if (Runner *r = gRunning.load()) r->callBegin();
+}
+
+void platformCallEnd(std::optional<CallResult> result) {
+  if (Runner *r = gRunning.load()) r->callEnd(result);
+}
+
+void Runner::callBegin() {
+  std::lock_guard lk(mu_);
+  held_[std::this_thread::get_id()].open.push_back(-1);
+}
+
+void Runner::callEnd(std::optional<CallResult> result) {
+  std::lock_guard lk(mu_);
+  auto it = held_.find(std::this_thread::get_id());
+  if (it == held_.end() || it->second.open.empty()) return;
+  Held &h = it->second;
+  const long at = h.open.back();
+  h.open.pop_back();
+  if (at >= 0) h.records[static_cast<size_t>(at)].returned = result;
+  if (!h.open.empty()) return;
+  std::vector<TraceRecord> done;
+  done.swap(h.records);
+  for (auto &r : done) publish(std::move(r));
+}
+
 void Runner::onEvent(const fwmsim::Event &e) {
   std::lock_guard lk(mu_);
   TraceRecord r = classify(e);
-  bool isSend = r.kind == TraceKind::Call && std::string_view(e.text).substr(0, kSendCall.size()) == kSendCall;
+  if (auto it = held_.find(std::this_thread::get_id()); it != held_.end() && !it->second.open.empty()) {
+    Held &h = it->second;
+    if (r.kind == TraceKind::Call && h.open.back() < 0) h.open.back() = static_cast<long>(h.records.size());
+    h.records.push_back(std::move(r));
+    return;
+  }
+  publish(std::move(r));
+}
+
+void Runner::publish(TraceRecord r) {
+  bool isSend = r.kind == TraceKind::Call && std::string_view(r.text).substr(0, kSendCall.size()) == kSendCall;
+  // The peer reads as soon as a datagram is there (a send the board records
+  // before making it shows at the thread's next event).
+  drainPeer(std::chrono::milliseconds(0));
   emit(r);
   if (!isSend) return;
   TraceRecord a;
   a.kind = TraceKind::Ack;
   a.layer = Layer::Channel;
-  a.timeMs = e.vtimeMs;
-  a.thread = e.thread;
-  a.bytes = e.bytes;
+  a.timeMs = r.timeMs;
+  a.thread = r.thread;
+  a.bytes = r.bytes;
   fwmtools::DecodeError why;
-  a.ack = fwmtools::decodeAck(e.bytes, &why);
+  a.ack = fwmtools::decodeAck(a.bytes, &why);
+  if (a.ack)
+    if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end())
+      a.frame = portFraming(it->second.first, it->second.second);
   ++acksSent_;
+  unreceivedSentMs_.push_back(a.timeMs);
   a.text = a.ack ? fwmtools::summarizeAck(*a.ack) : "undecodable acknowledgement: " + why.reason;
   emit(std::move(a));
+  drainPeer(std::chrono::milliseconds(0));
 }
 
 void Runner::setUpBoard() {
@@ -149,10 +200,13 @@ void Runner::setUpBoard() {
 }
 
 void Runner::drainPeer(std::chrono::milliseconds wait) {
+  std::lock_guard lk(mu_);
   if (!peerRouted_ || !peerSocket_.valid()) return;
   // The client sends synchronously, so what was sent is already queued on
   // our socket; wait a little only while sent acknowledgements are missing.
-  while (true) {
+  // Between steps everything is read; as things happen only what was shown
+  // as sent, so that no datagram is shown received before it was sent.
+  while (wait.count() != 0 || !unreceivedSentMs_.empty()) {
     auto waitNow = acksReceived_ < acksSent_ ? wait : std::chrono::milliseconds(0);
     auto d = peerSocket_.receive(waitNow);
     if (!d) return;
@@ -160,7 +214,12 @@ void Runner::drainPeer(std::chrono::milliseconds wait) {
     r.kind = TraceKind::PeerRx;
     r.layer = Layer::Channel;
     r.thread = "peer";
+    // Loopback delivery takes no board time: received when it was sent.
     r.timeMs = fwmsim::clock().nowMs();
+    if (!unreceivedSentMs_.empty()) {
+      r.timeMs = unreceivedSentMs_.front();
+      unreceivedSentMs_.pop_front();
+    }
     r.bytes = *d;
     fwmtools::DecodeError why;
     r.ack = fwmtools::decodeAck(*d, &why);
@@ -176,6 +235,14 @@ bool Runner::request(const Request &r) {
   if (regs.empty() || regs.back().size() != FWM_CLK_ORCH_SLOT_NUM) {
     note("no operation table registered with the orchestrator yet (the host has not sent event 1 'startup')",
          Layer::Orchestrator);
+    TraceRecord end;  // no call, so no result
+    end.kind = TraceKind::StepEnd;
+    end.layer = Layer::Orchestrator;
+    end.stepName = std::string(r.op->name);
+    end.target = requestTarget(r);
+    end.timeMs = fwmsim::clock().nowMs();
+    end.thread = "orchestrator";
+    emit(std::move(end));
     return false;
   }
   ClkSrvOrchIntf table;
@@ -186,6 +253,12 @@ bool Runner::request(const Request &r) {
   uint32_t ret = callSlot(table, r, p);
   fwmsim::clock().settle();
   fwmsim::setThreadName("host");
+  if (r.op->slot == 1 && p && rec.size() >= sizeof(ClkPtpPortCfg)) {
+    uint32_t ifIndex;
+    std::memcpy(&ifIndex, rec.data() + offsetof(ClkPtpPortCfg, ifIndex), sizeof ifIndex);
+    std::lock_guard lk(mu_);
+    ports_[ifIndex] = {r.unit, r.port};
+  }
   TraceRecord end;
   end.kind = TraceKind::StepEnd;
   end.layer = Layer::Orchestrator;
@@ -271,6 +344,7 @@ int Runner::run() {
   setUpBoard();
   for (auto *o : observers_) o->begin(sc_);
   fwmsim::recorder().setSink([this](const fwmsim::Event &e) { onEvent(e); });
+  gRunning = this;
   fwmtools::Endpoint peer{"127.0.0.1", 0};
   std::string err;
   if (opt_.peer) {
@@ -294,6 +368,17 @@ int Runner::run() {
     if (!runStep(s)) rc = 1;
   }
   fwmsim::clock().settle();
+  drainPeer(std::chrono::milliseconds(opt_.realtime ? 500 : 200));
+  {
+    // Calls still running (a worker waiting for events) are shown without a result.
+    std::lock_guard lk(mu_);
+    gRunning = nullptr;
+    for (auto &[thread, h] : held_) {
+      std::vector<TraceRecord> rest;
+      rest.swap(h.records);
+      for (auto &r : rest) publish(std::move(r));
+    }
+  }
   fwmsim::recorder().setSink(nullptr);
   for (auto *o : observers_) o->end();
   return rc;

@@ -4,8 +4,11 @@
 // does reaches the observers as one ordered trace.
 #pragma once
 
+#include <deque>
+#include <map>
 #include <mutex>
 #include <optional>
+#include <thread>
 #include <vector>
 
 #include "fwmtools/udp_peer.hpp"
@@ -27,14 +30,19 @@ class Runner {
   // before the library registered its operations).
   int run();
 
+  // A platform call starts / returns on this thread (see call_results.hpp).
+  void callBegin();
+  void callEnd(std::optional<CallResult> result);
+
  private:
   void setUpBoard();
   void emit(TraceRecord r);  // under mu_
   void note(std::string text, Layer layer = Layer::Sim);
   void onEvent(const fwmsim::Event &e);
+  void publish(TraceRecord r);  // under mu_
   bool runStep(const Step &s);
   bool request(const Request &r);
-  void drainPeer(std::chrono::milliseconds wait);
+  void drainPeer(std::chrono::milliseconds wait);  // under mu_
 
   const Scenario &sc_;
   RunOptions opt_;
@@ -43,8 +51,17 @@ class Runner {
   uint64_t seq_ = 0;
   size_t step_ = 0;
   size_t acksSent_ = 0, acksReceived_ = 0;
+  std::deque<uint64_t> unreceivedSentMs_;                    // send times of acknowledgements on their way
+  std::map<uint32_t, std::pair<uint32_t, uint32_t>> ports_;  // ifIndex -> unit, port, from the port configurations
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;
+  // Per thread, the records of platform calls that have not returned yet;
+  // `open` indexes each running call's own record (-1: not recorded yet).
+  struct Held {
+    std::vector<TraceRecord> records;
+    std::vector<long> open;
+  };
+  std::map<std::thread::id, Held> held_;
 };
 
 }  // namespace clksim

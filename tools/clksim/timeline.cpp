@@ -3,11 +3,13 @@
 // placed one microsecond apart within their millisecond to keep their order.
 #include <fmt/format.h>
 
+#include <cerrno>
+#include <cstring>
 #include <deque>
-#include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
 
+#include "fwmsim/clock.hpp"
 #include "fwmtools/ack_json.hpp"
 #include "outputs.hpp"
 
@@ -21,7 +23,12 @@ std::string functionName(const std::string &text) { return text.substr(0, text.f
 
 class TimelineWriter : public TraceObserver {
  public:
-  explicit TimelineWriter(std::string path) : path_(std::move(path)) {}
+  TimelineWriter(std::string path, std::FILE *file) : path_(std::move(path)), file_(file) {}
+  ~TimelineWriter() override {
+    if (file_) std::fclose(file_);
+  }
+  TimelineWriter(const TimelineWriter &) = delete;
+  TimelineWriter &operator=(const TimelineWriter &) = delete;
 
   void begin(const Scenario &sc) override {
     events_.push_back({{"ph", "M"}, {"pid", 1}, {"name", "process_name"}, {"args", {{"name", "clksim: " + sc.name}}}});
@@ -54,6 +61,8 @@ class TimelineWriter : public TraceObserver {
       case TraceKind::Call: {
         noteRun(r, tid, ts);
         std::string fn = functionName(r.text);
+        json args = {{"call", r.text}};
+        if (r.returned) args["result"] = resultText(*r.returned);
         events_.push_back({{"ph", "X"},
                            {"pid", 1},
                            {"tid", tid},
@@ -61,7 +70,7 @@ class TimelineWriter : public TraceObserver {
                            {"dur", 1},
                            {"name", fn},
                            {"cat", layerName(r.layer)},
-                           {"args", {{"call", r.text}}}});
+                           {"args", args}});
         // The event queue is the hand-off between threads: draw each post
         // to the read that picks it up.
         if (fn == "FWM_QUE_AsyWrite") {
@@ -121,8 +130,13 @@ class TimelineWriter : public TraceObserver {
   void end() override {
     for (auto &[tid, run] : runs_) flushRun(tid, run);
     json doc = {{"traceEvents", events_}, {"displayTimeUnit", "ms"}};
-    std::ofstream(path_) << doc.dump() << "\n";
+    const std::string text = doc.dump() + "\n";
+    bool ok = std::fwrite(text.data(), 1, text.size(), file_) == text.size();
+    ok = std::fclose(file_) == 0 && ok;
+    file_ = nullptr;
+    if (!ok) error_ = fmt::format("--timeline {}: writing the file failed", path_);
   }
+  std::string error() const override { return error_; }
 
  private:
   struct Open {
@@ -183,7 +197,8 @@ class TimelineWriter : public TraceObserver {
     run.active = false;
   }
 
-  std::string path_;
+  std::string path_, error_;
+  std::FILE *file_;
   json events_ = json::array();
   std::map<std::string, int> tids_;
   std::map<int, Open> open_;
@@ -198,26 +213,35 @@ class PcapObserver : public TraceObserver {
   void begin(const Scenario &sc) override {
     addr_.srcIp = sc.board.selfIp;
     addr_.srcMac[5] = static_cast<uint8_t>(sc.board.slot);
+    // Dated by the board's wall clock, like its debug lines (virtual runs
+    // start at the same date every time, so their captures compare equal).
+    const auto &c = fwmsim::clock();
+    epochUs_ = static_cast<uint64_t>(c.wallSeconds()) * 1000000u - c.nowMs() * 1000u;
   }
   void record(const TraceRecord &r) override {
     if (r.kind != TraceKind::Ack || !r.ack) return;
-    // Captures get a fixed date so that files from virtual runs compare equal.
-    constexpr uint64_t kEpochUs = 1704067200ull * 1000000ull;  // 2024-01-01T00:00:00Z
-    lastUs_ = std::max(lastUs_ + 1, kEpochUs + r.timeMs * 1000);
-    writer.writeAnnounce(lastUs_, r.ack->announce, addr_);
+    const uint64_t us = std::max(lastUs_ + 1, epochUs_ + r.timeMs * 1000);
+    if (writer.writeAnnounce(us, r.ack->announce, r.frame.value_or(addr_))) lastUs_ = us;
   }
-  void end() override { writer.close(); }
+  void end() override { writer.close(&error_); }
+  std::string error() const override { return error_; }
   fwmtools::PcapWriter writer;
 
  private:
   fwmtools::FrameAddressing addr_;
-  uint64_t lastUs_ = 0;
+  uint64_t epochUs_ = 0, lastUs_ = 0;
+  std::string error_;
 };
 
 }  // namespace
 
-std::unique_ptr<TraceObserver> makeTimelineWriter(std::string path) {
-  return std::make_unique<TimelineWriter>(std::move(path));
+std::unique_ptr<TraceObserver> makeTimelineWriter(std::string path, std::string *error) {
+  std::FILE *f = std::fopen(path.c_str(), "w");
+  if (!f) {
+    *error = fmt::format("--timeline {}: cannot create the file: {}", path, std::strerror(errno));
+    return nullptr;
+  }
+  return std::make_unique<TimelineWriter>(std::move(path), f);
 }
 
 std::unique_ptr<TraceObserver> makePcapWriter(std::string path, std::string *error) {

@@ -80,6 +80,11 @@ const char *kindName(TraceKind k) {
   return "?";
 }
 
+std::string resultText(const CallResult &r) {
+  if (r.pointer) return r.value ? "&" : "NULL";
+  return std::to_string(r.value);
+}
+
 TraceRecord classify(const fwmsim::Event &e) {
   TraceRecord r;
   r.timeMs = e.vtimeMs;
@@ -115,10 +120,16 @@ void SummaryObserver::record(const TraceRecord &r) {
   switch (r.kind) {
     case TraceKind::StepBegin:
       ++s_.steps;
-      if (r.layer == Layer::Orchestrator) ++s_.requests;
       break;
     case TraceKind::StepEnd:
-      if (r.layer == Layer::Orchestrator && r.result.value_or(0) != 0) ++s_.failedRequests;
+      // A request that could not be made (no operation table) ends without a result.
+      if (r.layer != Layer::Orchestrator) break;
+      if (!r.result) {
+        ++s_.requestsNotMade;
+        break;
+      }
+      ++s_.requests;
+      if (*r.result != 0) ++s_.failedRequests;
       break;
     case TraceKind::Call:
       (r.layer == Layer::Driver ? s_.engineCalls : s_.platformCalls)++;

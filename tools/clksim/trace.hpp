@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "fwmtools/announce.hpp"
+#include "fwmtools/pcap.hpp"
 #include "scenario.hpp"
 
 namespace fwmsim {
@@ -37,6 +38,12 @@ enum class TraceKind : uint8_t {
 
 const char *kindName(TraceKind k);
 
+// What a platform or engine-driver call returned.
+struct CallResult {
+  int64_t value = 0;
+  bool pointer = false;  // value 0: NULL, 1: a pointer
+};
+
 struct TraceRecord {
   TraceKind kind = TraceKind::Note;
   uint64_t seq = 0;
@@ -53,11 +60,19 @@ struct TraceRecord {
   std::vector<FieldValue> fields;
   std::optional<uint32_t> result;
   std::vector<uint32_t> replyWords;
+  // Call: what it returned (none for a void function, or one still running at the end)
+  std::optional<CallResult> returned;
   SourcePos pos;
   // Call with bytes / Ack / PeerRx
   std::vector<uint8_t> bytes;
   std::optional<fwmtools::Ack> ack;
+  // Ack: how the acknowledged port frames PTP packets, as its engine was
+  // programmed (none when the port's encapsulation is unknown).
+  std::optional<fwmtools::FrameAddressing> frame;
 };
+
+// "0", "-1", "&" or "NULL".
+std::string resultText(const CallResult &r);
 
 // Turns a recorder event into a trace record (layer, kind, level).
 TraceRecord classify(const fwmsim::Event &e);
@@ -68,11 +83,13 @@ class TraceObserver {
   virtual void begin(const Scenario &) {}
   virtual void record(const TraceRecord &r) = 0;
   virtual void end() {}
+  // After end(): why the output is incomplete (a write failed), or empty.
+  virtual std::string error() const { return {}; }
 };
 
 struct Summary {
-  size_t steps = 0, requests = 0, failedRequests = 0, engineCalls = 0, platformCalls = 0, logLines = 0, errorLines = 0,
-         debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0;
+  size_t steps = 0, requests = 0, failedRequests = 0, requestsNotMade = 0, engineCalls = 0, platformCalls = 0,
+         logLines = 0, errorLines = 0, debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0;
   uint64_t virtualMs = 0;
   bool realtime = false;
 };

@@ -1,5 +1,10 @@
 #include "fwmtools/pcap.hpp"
 
+#include <fmt/format.h>
+
+#include <cerrno>
+#include <cstring>
+
 namespace fwmtools {
 
 namespace {
@@ -20,12 +25,12 @@ void be32(std::vector<uint8_t> &b, size_t at, uint32_t v) {
 void putU32(std::FILE *f, uint32_t v) {
   uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
                   static_cast<uint8_t>(v >> 24)};
-  std::fwrite(b, 1, 4, f);
+  (void)std::fwrite(b, 1, 4, f);  // errors stay on the stream; close() reports them
 }
 
 void putU16(std::FILE *f, uint16_t v) {
   uint8_t b[2] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)};
-  std::fwrite(b, 1, 2, f);
+  (void)std::fwrite(b, 1, 2, f);
 }
 
 uint32_t sum16(std::span<const uint8_t> bytes, uint32_t acc) {
@@ -43,16 +48,25 @@ uint16_t fold(uint32_t acc) {
 
 uint16_t internetChecksum(std::span<const uint8_t> bytes) { return fold(sum16(bytes, 0)); }
 
-std::vector<uint8_t> udpFrame(std::span<const uint8_t> payload, const FrameAddressing &addr, uint16_t ipId) {
-  std::vector<uint8_t> f(kEthHeader + kIpHeader + kUdpHeader + payload.size(), 0);
+std::vector<uint8_t> ptpFrame(std::span<const uint8_t> payload, const FrameAddressing &addr, uint16_t ipId) {
+  const size_t tag = addr.vlanTci ? 4 : 0, eth = kEthHeader + tag;
+  std::vector<uint8_t> f(eth + (addr.udp ? kIpHeader + kUdpHeader : 0) + payload.size(), 0);
   std::copy(addr.dstMac.begin(), addr.dstMac.end(), f.begin());
   std::copy(addr.srcMac.begin(), addr.srcMac.end(), f.begin() + 6);
-  be16(f, 12, 0x0800);
+  if (addr.vlanTci) {
+    be16(f, 12, 0x8100);
+    be16(f, 14, *addr.vlanTci);
+  }
+  be16(f, eth - 2, addr.udp ? 0x0800 : kEtherTypePtp);
+  if (!addr.udp) {
+    std::copy(payload.begin(), payload.end(), f.begin() + static_cast<std::ptrdiff_t>(eth));
+    return f;
+  }
 
-  const size_t ip = kEthHeader;
+  const size_t ip = eth;
   const auto ipLen = static_cast<uint32_t>(kIpHeader + kUdpHeader + payload.size());
   f[ip] = 0x45;  // version 4, 5 words
-  f[ip + 1] = 0;
+  f[ip + 1] = static_cast<uint8_t>(addr.dscp << 2);
   be16(f, ip + 2, ipLen);
   be16(f, ip + 4, ipId);
   be16(f, ip + 6, 0x4000);  // don't fragment
@@ -83,9 +97,11 @@ PcapWriter::~PcapWriter() { close(); }
 
 bool PcapWriter::open(const std::string &path, std::string *error) {
   close();
+  path_ = path;
+  failed_ = false;
   file_ = std::fopen(path.c_str(), "wb");
   if (!file_) {
-    if (error) *error = "cannot create " + path;
+    if (error) *error = fmt::format("--pcap {}: cannot create the file: {}", path, std::strerror(errno));
     return false;
   }
   putU32(file_, 0xA1B2C3D4u);  // microsecond timestamps
@@ -95,6 +111,13 @@ bool PcapWriter::open(const std::string &path, std::string *error) {
   putU32(file_, 0);      // accuracy
   putU32(file_, 65535);  // snap length
   putU32(file_, 1);      // LINKTYPE_ETHERNET
+  // A device that takes no data (a full disk) is found out now, before the run.
+  if (std::fflush(file_) != 0) {
+    if (error) *error = fmt::format("--pcap {}: cannot write the file: {}", path, std::strerror(errno));
+    std::fclose(file_);
+    file_ = nullptr;
+    return false;
+  }
   return true;
 }
 
@@ -104,18 +127,25 @@ void PcapWriter::write(uint64_t timeUs, std::span<const uint8_t> frame) {
   putU32(file_, static_cast<uint32_t>(timeUs % 1000000u));
   putU32(file_, static_cast<uint32_t>(frame.size()));
   putU32(file_, static_cast<uint32_t>(frame.size()));
-  std::fwrite(frame.data(), 1, frame.size(), file_);
+  if (std::fwrite(frame.data(), 1, frame.size(), file_) != frame.size()) failed_ = true;
   ++records_;
 }
 
-void PcapWriter::writeAnnounce(uint64_t timeUs, const Announce &a, const FrameAddressing &addr) {
+bool PcapWriter::writeAnnounce(uint64_t timeUs, const Announce &a, const FrameAddressing &addr) {
+  if (reportsLoss(a)) return false;
   auto wire = ptpAnnounceWire(a);
-  write(timeUs, udpFrame(wire, addr, ipId_++));
+  write(timeUs, ptpFrame(wire, addr, ipId_++));
+  return true;
 }
 
-void PcapWriter::close() {
-  if (file_) std::fclose(file_);
+bool PcapWriter::close(std::string *error) {
+  if (!file_) return true;
+  // Short writes and a full disk may show only when the buffer is flushed.
+  bool ok = !failed_ && std::ferror(file_) == 0;
+  ok = std::fclose(file_) == 0 && ok;
   file_ = nullptr;
+  if (!ok && error) *error = fmt::format("--pcap {}: writing the file failed", path_);
+  return ok;
 }
 
 }  // namespace fwmtools
