@@ -38,6 +38,7 @@ int main(int argc, char **argv) {
   app.add_option("--pcap", opt.pcap, "also write each announce as an IEEE 1588 message to this pcap file");
   app.add_option("-n,--count", opt.count, "exit after this many acknowledgements");
   app.add_option("--idle-exit-ms", opt.idleMs, "exit after this many milliseconds without a datagram");
+  app.set_version_flag("--version", "clkpeer " FWMCLK_VERSION " (" FWMCLK_SONAME ")");
   CLI11_PARSE(app, argc, argv);
 
   auto at = fwmtools::parseEndpoint(opt.listen, true);
