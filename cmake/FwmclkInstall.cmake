@@ -42,20 +42,16 @@ if(TARGET clksim)
   install(DIRECTORY scenarios/ DESTINATION ${CMAKE_INSTALL_DATADIR}/fwmclk/scenarios COMPONENT fwmclk-sim
           FILES_MATCHING PATTERN "*.yaml")
   # Man pages from the tools' own --help and --version, so that they say what
-  # the binaries do; a cross build asks its binaries through the emulator.
+  # the binaries do (a cross build asks them through the emulator).
   find_program(FWMCLK_HELP2MAN help2man)
   if(FWMCLK_HELP2MAN)
     set(summary_clksim "the clock service on a simulated line card")
     set(summary_clkpeer "a clock negotiation peer that prints the announce acknowledgements it receives")
-    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
     foreach(tool clksim clkpeer)
-      file(GENERATE OUTPUT ${PROJECT_BINARY_DIR}/man/run-${tool}
-           CONTENT "#!/bin/sh\nexec ${emulator} $<TARGET_FILE:${tool}> \"$@\"\n"
-           FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
       add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/man/${tool}.1.gz
                          COMMAND ${FWMCLK_HELP2MAN} --no-info --no-discard-stderr --section=1
                                  --name=${summary_${tool}} --output=${PROJECT_BINARY_DIR}/man/${tool}.1
-                                 ${PROJECT_BINARY_DIR}/man/run-${tool}
+                                 ${FWMCLK_RUN_${tool}}
                          COMMAND gzip -9nf ${PROJECT_BINARY_DIR}/man/${tool}.1
                          DEPENDS ${tool} VERBATIM)
       list(APPEND FWMCLK_MAN_PAGES ${PROJECT_BINARY_DIR}/man/${tool}.1.gz)

@@ -14,4 +14,8 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
 set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
-set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${FWMCLK_SYSROOT})
+# The sysroot's loader must get the sysroot's C library: once Debian's
+# libc6:armhf is installed too, the loader would find that one first through
+# the host's ld.so.cache, and a loader and C library of two builds crash the
+# first thread created.
+set(CMAKE_CROSSCOMPILING_EMULATOR qemu-arm -L ${FWMCLK_SYSROOT} -E LD_LIBRARY_PATH=${FWMCLK_SYSROOT}/lib)

@@ -16,7 +16,7 @@ pkgs_bench=(libbenchmark-dev valgrind)
 # and links the armhf runtime library.
 pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc++6:armhf libcli11-dev nlohmann-json3-dev)
 pkgs_check=(tshark clang-format clang-tidy)
-pkgs_package=(dpkg-dev lintian pkgconf file help2man)
+pkgs_package=(dpkg-dev lintian pkgconf file help2man jq)
 
 want=()
 for group in "${@:-core}"; do
