@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-bash scripts/deps.sh core cross tools check
+bash scripts/deps.sh core cross tools cross-tools check
 
 jobs=$(nproc)
 run_preset() {
@@ -19,3 +19,5 @@ run_preset() {
 run_preset dev
 run_preset tsan -L concurrency
 run_preset armhf
+bash scripts/ci/consumer.sh
+bash scripts/ci/armhf-tools.sh

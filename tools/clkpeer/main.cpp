@@ -41,6 +41,7 @@ int main(int argc, char **argv) {
                  "report a loss: they were never an announce)");
   app.add_option("-n,--count", opt.count, "exit after this many acknowledgements");
   app.add_option("--idle-exit-ms", opt.idleMs, "exit after this many milliseconds without a datagram");
+  app.set_version_flag("--version", "clkpeer " FWMCLK_VERSION " (" FWMCLK_SONAME ")");
   app.footer(fwmtools::exitCodeHelp(fwmtools::Tool::Clkpeer));
   if (auto rc = fwmtools::parseCommandLine(app, argc, argv)) return *rc;
 

@@ -58,6 +58,7 @@ int main(int argc, char **argv) {
   app.add_option("--peer", opt.peer, "send acknowledgements to the negotiation peer at HOST:PORT (e.g. clkpeer)");
   app.add_flag("--realtime", opt.realtime, "run on real threads and the wall clock instead of virtual time");
   app.add_flag("-v,--verbose", opt.verbose, "also show the log agent's object calls");
+  app.set_version_flag("--version", "clksim " FWMCLK_VERSION " (" FWMCLK_SONAME ")");
   app.footer(fwmtools::exitCodeHelp(fwmtools::Tool::Clksim));
   if (auto rc = fwmtools::parseCommandLine(app, argc, argv)) return *rc;
   opt.dumpSet = app.count("--dump-scenario") > 0;

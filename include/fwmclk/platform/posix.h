@@ -1,4 +1,7 @@
-/* The C library and POSIX calls the service makes. */
+/* The C library and POSIX calls the service makes, from the host's C library: malloc and free (the
+ * framework's builder block, worker task), sleep (the log agent's tasks), time, localtime_r and
+ * strftime (debug lines: orchestrator's thread and timer thread), strlen (any thread) and syscall
+ * for the kernel thread id (worker task). */
 #ifndef FWMCLK_PLATFORM_POSIX_H
 #define FWMCLK_PLATFORM_POSIX_H
 

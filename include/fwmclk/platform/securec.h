@@ -9,6 +9,8 @@
 extern "C" {
 #endif
 
+/* Bounds-checked memory and text functions: 0 on success (the formatters: the characters written, -1
+ * when the text did not fit). Every thread that runs library code. */
 int memset_s(void *dest, size_t destMax, int c, size_t count);
 int memcpy_s(void *dest, size_t destMax, const void *src, size_t count);
 int strcpy_s(char *dest, size_t destMax, const char *src);
