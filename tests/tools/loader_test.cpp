@@ -225,7 +225,7 @@ TEST(Cli, DumpsTheStoryAsTheFileInScenarios) {
   EXPECT_EQ(o.out, file);
   auto checked = fwmtest::runTool({CLKSIM_PATH, "--check", story});
   EXPECT_EQ(checked.exitCode, 0);
-  EXPECT_THAT(checked.out, ::testing::HasSubstr("39 steps, good"));
+  EXPECT_THAT(checked.out, ::testing::HasSubstr("40 steps, good"));
 }
 
 }  // namespace

@@ -91,7 +91,7 @@ TEST(Identity, PrintsAndParsesTheDottedForm) {
 }
 
 TEST(Wire, AnnounceIsTheSixtyFourByteNetworkOrderMessage) {
-  auto w = fwmtools::ptpAnnounceWire(sampleAnnounce());
+  auto w = fwmptp::encodeAnnounce(sampleAnnounce());
   const std::pair<size_t, std::vector<uint8_t>> expect[] = {
       {0, {0x0B, 0x02, 0x00, 0x40, 24, 0}},                          // type, version, length, domain
       {6, {0x02, 0x08}},                                             // flags
@@ -137,7 +137,7 @@ TEST(Pcap, FrameCarriesTheAnnounceToUdpPort320WithValidChecksums) {
   EXPECT_EQ(fwmtools::internetChecksum(ip), 0);  // a header with its checksum sums to zero
   EXPECT_EQ(ip[9], 17);
   EXPECT_EQ((frame[36] << 8) | frame[37], 320);
-  auto wire = fwmtools::ptpAnnounceWire(sampleAnnounce());
+  auto wire = fwmptp::encodeAnnounce(sampleAnnounce());
   EXPECT_TRUE(std::equal(wire.begin(), wire.end(), frame + 42));
 }
 

@@ -4,18 +4,6 @@ namespace fwmtools {
 
 namespace {
 
-constexpr size_t kEthHeader = 14, kIpHeader = 20, kUdpHeader = 8;
-
-void be16(std::vector<uint8_t> &b, size_t at, uint32_t v) {
-  b[at] = static_cast<uint8_t>(v >> 8);
-  b[at + 1] = static_cast<uint8_t>(v);
-}
-
-void be32(std::vector<uint8_t> &b, size_t at, uint32_t v) {
-  be16(b, at, v >> 16);
-  be16(b, at + 2, v & 0xFFFFu);
-}
-
 // Little-endian words of the file format (the magic tells readers our order).
 void putU32(std::FILE *f, uint32_t v) {
   uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
@@ -28,55 +16,18 @@ void putU16(std::FILE *f, uint16_t v) {
   std::fwrite(b, 1, 2, f);
 }
 
-uint32_t sum16(std::span<const uint8_t> bytes, uint32_t acc) {
-  for (size_t i = 0; i + 1 < bytes.size(); i += 2) acc += static_cast<uint32_t>(bytes[i] << 8 | bytes[i + 1]);
-  if (bytes.size() % 2) acc += static_cast<uint32_t>(bytes.back() << 8);
-  return acc;
-}
-
-uint16_t fold(uint32_t acc) {
-  while (acc >> 16) acc = (acc & 0xFFFFu) + (acc >> 16);
-  return static_cast<uint16_t>(~acc);
-}
-
 }  // namespace
 
-uint16_t internetChecksum(std::span<const uint8_t> bytes) { return fold(sum16(bytes, 0)); }
-
 std::vector<uint8_t> udpFrame(std::span<const uint8_t> payload, const FrameAddressing &addr, uint16_t ipId) {
-  std::vector<uint8_t> f(kEthHeader + kIpHeader + kUdpHeader + payload.size(), 0);
-  std::copy(addr.dstMac.begin(), addr.dstMac.end(), f.begin());
-  std::copy(addr.srcMac.begin(), addr.srcMac.end(), f.begin() + 6);
-  be16(f, 12, 0x0800);
-
-  const size_t ip = kEthHeader;
-  const auto ipLen = static_cast<uint32_t>(kIpHeader + kUdpHeader + payload.size());
-  f[ip] = 0x45;  // version 4, 5 words
-  f[ip + 1] = 0;
-  be16(f, ip + 2, ipLen);
-  be16(f, ip + 4, ipId);
-  be16(f, ip + 6, 0x4000);  // don't fragment
-  f[ip + 8] = 1;            // TTL: PTP event and general messages stay on the link
-  f[ip + 9] = 17;           // UDP
-  be32(f, ip + 12, addr.srcIp);
-  be32(f, ip + 16, addr.dstIp);
-  be16(f, ip + 10, internetChecksum(std::span<const uint8_t>(f).subspan(ip, kIpHeader)));
-
-  const size_t udp = ip + kIpHeader;
-  const auto udpLen = static_cast<uint32_t>(kUdpHeader + payload.size());
-  be16(f, udp, kPtpGeneralPort);
-  be16(f, udp + 2, kPtpGeneralPort);
-  be16(f, udp + 4, udpLen);
-  std::copy(payload.begin(), payload.end(), f.begin() + static_cast<std::ptrdiff_t>(udp + kUdpHeader));
-  // Pseudo-header: addresses, protocol, UDP length.
-  std::vector<uint8_t> pseudo(12, 0);
-  be32(pseudo, 0, addr.srcIp);
-  be32(pseudo, 4, addr.dstIp);
-  pseudo[9] = 17;
-  be16(pseudo, 10, udpLen);
-  uint16_t c = fold(sum16(std::span<const uint8_t>(f).subspan(udp), sum16(pseudo, 0)));
-  be16(f, udp + 6, c == 0 ? 0xFFFF : c);
-  return f;
+  fwmptp::FrameSpec spec;
+  spec.dstMac = addr.dstMac;
+  spec.srcMac = addr.srcMac;
+  spec.ipv4 = true;
+  spec.srcIp = addr.srcIp;
+  spec.dstIp = addr.dstIp;
+  spec.udpPort = kPtpGeneralPort;
+  spec.ipId = ipId;
+  return fwmptp::buildFrame(payload, spec);
 }
 
 PcapWriter::~PcapWriter() { close(); }
@@ -109,7 +60,7 @@ void PcapWriter::write(uint64_t timeUs, std::span<const uint8_t> frame) {
 }
 
 void PcapWriter::writeAnnounce(uint64_t timeUs, const Announce &a, const FrameAddressing &addr) {
-  auto wire = ptpAnnounceWire(a);
+  auto wire = fwmptp::encodeAnnounce(a);
   write(timeUs, udpFrame(wire, addr, ipId_++));
 }
 

@@ -9,11 +9,13 @@
 #include <string>
 #include <vector>
 
+#include "fwmptp/announce.hpp"
+#include "fwmptp/frame.hpp"
 #include "fwmtools/announce.hpp"
 
 namespace fwmtools {
 
-inline constexpr uint16_t kPtpGeneralPort = 320;
+inline constexpr uint16_t kPtpGeneralPort = fwmptp::kGeneralPort;
 
 struct FrameAddressing {
   std::array<uint8_t, 6> srcMac{0x00, 0x1b, 0x19, 0x00, 0x00, 0x01};
@@ -25,8 +27,7 @@ struct FrameAddressing {
 // Ethernet/IPv4/UDP frame around one PTP message, checksums filled in.
 std::vector<uint8_t> udpFrame(std::span<const uint8_t> payload, const FrameAddressing &addr, uint16_t ipId);
 
-// The one's-complement sum of RFC 1071 over `bytes`, folded and inverted.
-uint16_t internetChecksum(std::span<const uint8_t> bytes);
+using fwmptp::internetChecksum;
 
 class PcapWriter {
  public:
