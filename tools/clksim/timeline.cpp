@@ -100,6 +100,20 @@ class TimelineWriter : public TraceObserver {
              {"cat", kindName(r.kind)},
              {"args", {{"text", r.text}}}});
         return;
+      case TraceKind::Wire: {
+        noteRun(r, tid, ts);
+        json args = {{"text", r.text}};
+        if (r.announce) args["announce"] = fwmtools::announceToJson(*r.announce);
+        events_.push_back({{"ph", "i"},
+                           {"s", "t"},
+                           {"pid", 1},
+                           {"tid", tid},
+                           {"ts", ts},
+                           {"name", r.text.substr(0, r.text.find(' '))},
+                           {"cat", "wire"},
+                           {"args", args}});
+        return;
+      }
       case TraceKind::Ack:
       case TraceKind::PeerRx: {
         noteRun(r, tid, ts);
@@ -200,9 +214,14 @@ class PcapObserver : public TraceObserver {
     addr_.srcMac[5] = static_cast<uint8_t>(sc.board.slot);
   }
   void record(const TraceRecord &r) override {
-    if (r.kind != TraceKind::Ack || !r.ack) return;
     // Captures get a fixed date so that files from virtual runs compare equal.
     constexpr uint64_t kEpochUs = 1704067200ull * 1000000ull;  // 2024-01-01T00:00:00Z
+    // Packets of the wire ports go in as they were on the link.
+    if (r.kind == TraceKind::Wire && !r.bytes.empty()) {
+      lastUs_ = std::max(lastUs_ + 1, kEpochUs + r.timeMs * 1000);
+      writer.write(lastUs_, r.bytes);
+    }
+    if (r.kind != TraceKind::Ack || !r.ack) return;
     lastUs_ = std::max(lastUs_ + 1, kEpochUs + r.timeMs * 1000);
     writer.writeAnnounce(lastUs_, r.ack->announce, addr_);
   }

@@ -33,6 +33,7 @@ enum class TraceKind : uint8_t {
   Ack,        // an acknowledgement sent to the negotiation peer, decoded
   PeerRx,     // the negotiation peer received an acknowledgement
   Note,       // narration, or what the simulator did on the scenario's behalf
+  Wire,       // a wire port sent, received or dropped a packet, or timed out
 };
 
 const char *kindName(TraceKind k);
@@ -57,6 +58,8 @@ struct TraceRecord {
   // Call with bytes / Ack / PeerRx
   std::vector<uint8_t> bytes;
   std::optional<fwmtools::Ack> ack;
+  // Wire: the announce the frame in `bytes` carries
+  std::optional<fwmtools::Announce> announce;
 };
 
 // Turns a recorder event into a trace record (layer, kind, level).
@@ -72,7 +75,8 @@ class TraceObserver {
 
 struct Summary {
   size_t steps = 0, requests = 0, failedRequests = 0, engineCalls = 0, platformCalls = 0, logLines = 0, errorLines = 0,
-         debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0;
+         debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0, wireSent = 0, wireReceived = 0,
+         wireDropped = 0, wireTimeouts = 0;
   uint64_t virtualMs = 0;
   bool realtime = false;
 };
