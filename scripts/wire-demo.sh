@@ -51,7 +51,9 @@ echo "== ptp4l's parent data set (pmc), with clksim's master port announcing:"
 nsenter -t "$holder" -n pmc -u -b 0 -d 24 -s "$tmp/ptp4l.sock" -i "$tmp/pmc" 'GET PARENT_DATA_SET' |
   grep -E 'grandmasterIdentity|grandmasterPriority1|gm.ClockClass'
 wait "$sim" || true
-echo "== clksim (wire lines):"
-grep -E ' wire |summary|wire:' "$tmp/clksim.txt" | cut -c1-160 | head -n 12
+echo "== clksim: the first announces each way, and the summary:"
+grep -E 'wire +rx [0-9]+/[0-9]+ clk0 announce' "$tmp/clksim.txt" | head -n 2 | cut -c1-180
+grep -E 'wire +tx [0-9]+/[0-9]+ clk0 announce' "$tmp/clksim.txt" | head -n 2 | cut -c1-180
+tail -n 4 "$tmp/clksim.txt"
 echo "== ptp4l:"
 cat "$tmp/ptp4l.log"
