@@ -71,6 +71,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"unknown board key", "board: {chipType: 40, cores: 2}\nsteps: []\n", 1, 23,
                 "unknown field 'cores' of board"},
         BadCase{"engines above eight", "board: {engines: 9}\nsteps: []\n", 1, 18, "does not fit (at most 8)"},
+        BadCase{"wire port without interface", "board: {wirePorts: [\"0:3\"]}\nsteps: []\n", 1, 21,
+                "board field 'wirePorts': expected a list of UNIT:PORT=IFACE"},
         BadCase{"step not a pair", std::string(kBoard) + "steps:\n  - advance\n", 3, 5,
                 "a step is one 'name: value' pair"},
         BadCase{"not yaml", std::string(kBoard) + "steps: [\n", 3, 1, "not valid YAML"},
@@ -205,6 +207,8 @@ TEST(Cli, RefusesBeforeRunningWithExitCodeTwo) {
       {{"--dump-scenario", "no-such-story"}, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
       {{"--peer", "127.0.0.1"}, "clksim: --peer 127.0.0.1: expected HOST:PORT, e.g. 127.0.0.1:39011\n"},
       {{"--peer", "10.0.0.1:39011"}, "clksim: --peer 10.0.0.1:39011: the negotiation client reaches 127.0.0.1 only\n"},
+      {{"--live", "8:3=lo"}, "clksim: --live 8:3=lo: expected UNIT:PORT=IFACE with unit 0..7, e.g. 0:3=veth0\n"},
+      {{"--live", "0:3=nosuch9"}, "clksim: wire port 0:3=nosuch9: no network interface named 'nosuch9'\n"},
   };
   for (const auto &c : cases) {
     std::vector<std::string> argv = {CLKSIM_PATH};
