@@ -2,7 +2,7 @@
 # clksim's wire ports against linuxptp on a veth pair between two network
 # namespaces that this script makes (unprivileged through `unshare -rn` where
 # the kernel allows it, as root otherwise) and that vanish with it.
-#   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master
+#   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master [udp|l2]
 # Exit 77 (skipped) without ptp4l or namespaces.
 set -euo pipefail
 
@@ -13,8 +13,12 @@ if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   FWM_INTEROP_INSIDE=1 exec timeout -k 5 55 "${ns[@]}" "$0" "$@"
 fi
 
-clksim=$1 clkpeer=$2 examples=$3 case=$4
+clksim=$1 clkpeer=$2 examples=$3 case=$4 transport=${5:-udp}
 tmp=$(mktemp -d)
+# Over Ethernet: the same scenarios with encapsulation 0, ptp4l on L2.
+cp "$examples"/*.yaml "$tmp"/
+[ "$transport" = udp ] || sed -i 's/encapType: 2/encapType: 0/' "$tmp"/*.yaml
+transport_opt=(--network_transport "$([ "$transport" = udp ] && echo UDPv4 || echo L2)")
 pids=()
 cleanup() {
   for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
@@ -52,7 +56,7 @@ peer ip link set lo up && peer ip addr add 192.168.77.2/24 dev peer0 && peer ip 
 ptp4l_start() {  # name priority1 clockIdentity [options...]
   local name=$1 p1=$2 id=$3; shift 3
   nsenter -t "$holder" -n ptp4l -f "$examples/ptp4l.cfg" -i peer0 -m -q --priority1 "$p1" --clockIdentity "$id" \
-    --uds_address "$tmp/$name.sock" "$@" >"$tmp/$name.log" 2>&1 &
+    --uds_address "$tmp/$name.sock" "${transport_opt[@]}" "$@" >"$tmp/$name.log" 2>&1 &
   pids+=($!)
   eval "pid_$name=$!"
 }
@@ -72,7 +76,7 @@ case $case in
   slave)
     "$clkpeer" --listen 127.0.0.1:39011 --format jsonl >"$tmp/peer.jsonl" 2>"$tmp/clkpeer.log" &
     pids+=($!)
-    "$clksim" --live 0:3=clk0 --peer 127.0.0.1:39011 --format jsonl "$examples/slave-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
+    "$clksim" --live 0:3=clk0 --peer 127.0.0.1:39011 --format jsonl "$tmp/slave-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
     pids+=($!)
     ptp4l_start gm1 100 7c2e0d.fffe.000100
     wait_for 15 acked 7c2e0d.fffe.000100 6 100 || fail "no acknowledgement of ptp4l's grandmaster"
@@ -83,7 +87,7 @@ case $case in
     ;;
   master)
     ptp4l_start slave 128 7c2e0d.fffe.000300 --slaveOnly 1
-    "$clksim" --live 1:5=clk0 --format jsonl "$examples/master-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
+    "$clksim" --live 1:5=clk0 --format jsonl "$tmp/master-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
     pids+=($!)
     wait_for 14 pmc_shows 001b19.fffe.00a001 90 6 || fail "pmc does not show clksim's grandmaster"
     rewritten() { [ "$(grep '"kind":"step_end"' "$tmp/sim.jsonl" | grep -c '"name":"set_ptp_port_pkt"')" -ge 2 ]; }
@@ -93,4 +97,4 @@ case $case in
     ;;
   *) fail "unknown case $case" ;;
 esac
-echo "interop $case: passed"
+echo "interop $case over $transport: passed"
