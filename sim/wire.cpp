@@ -180,18 +180,18 @@ void WireState::transmit(Port &p, const Programmed &g) {
   a.stepsRemoved = static_cast<uint16_t>(g.tx.stepsRemoved);
   a.timeSource = static_cast<uint8_t>(g.tx.timeSource);
 
-  fwmptp::FrameSpec spec;
-  spec.ipv4 = g.encap == 2 || g.encap == 3;
-  spec.vlanTag = (g.encap == 1 || g.encap == 3) ? g.vlan : 0;
-  spec.dstMac = !isZero(g.da) ? g.da : spec.ipv4 ? kIpv4GroupMac : fwmptp::kPrimaryMac;
-  spec.srcMac = !isZero(g.sa) ? g.sa : p.ifMac;
-  spec.dstIp = g.dip != 0 ? g.dip : fwmptp::kPrimaryGroup;
-  spec.srcIp = g.sip != 0 ? g.sip : p.ifIp;
-  spec.dscp = static_cast<uint8_t>(g.dscp & 0x3F);
-  spec.udpPort = fwmptp::kGeneralPort;
-  spec.ipId = p.ipId++;
+  fwmptp::FrameLayout layout;
+  layout.ipv4 = g.encap == 2 || g.encap == 3;
+  layout.vlanTag = (g.encap == 1 || g.encap == 3) ? g.vlan : 0;
+  layout.dstMac = !isZero(g.da) ? g.da : layout.ipv4 ? kIpv4GroupMac : fwmptp::kPrimaryMac;
+  layout.srcMac = !isZero(g.sa) ? g.sa : p.ifMac;
+  layout.dstIp = g.dip != 0 ? g.dip : fwmptp::kPrimaryGroup;
+  layout.srcIp = g.sip != 0 ? g.sip : p.ifIp;
+  layout.dscp = static_cast<uint8_t>(g.dscp & 0x3F);
+  layout.udpPort = fwmptp::kGeneralPort;
+  layout.ipId = p.ipId++;
   const auto msg = fwmptp::encodeAnnounce(a);
-  const auto frame = fwmptp::buildFrame(msg, spec);
+  const auto frame = fwmptp::buildFrame(msg, layout);
   if (::send(p.fd, frame.data(), frame.size(), MSG_DONTWAIT) != static_cast<ssize_t>(frame.size())) {
     recordWire("tx " + unitPort(p.unit, p.port) + " " + p.iface + " failed: " + std::strerror(errno), frame);
     return;

@@ -39,38 +39,38 @@ uint16_t fold(uint32_t acc) {
 
 uint16_t internetChecksum(std::span<const uint8_t> bytes) { return fold(sum16(bytes, 0)); }
 
-std::vector<uint8_t> buildFrame(std::span<const uint8_t> payload, const FrameSpec &spec) {
-  const size_t l2 = kEthHeader + (spec.vlanTag ? kTag : 0);
-  const size_t l3 = spec.ipv4 ? kIpHeader + kUdpHeader : 0;
+std::vector<uint8_t> buildFrame(std::span<const uint8_t> payload, const FrameLayout &layout) {
+  const size_t l2 = kEthHeader + (layout.vlanTag ? kTag : 0);
+  const size_t l3 = layout.ipv4 ? kIpHeader + kUdpHeader : 0;
   std::vector<uint8_t> f(l2 + l3 + payload.size(), 0);
-  std::copy(spec.dstMac.begin(), spec.dstMac.end(), f.begin());
-  std::copy(spec.srcMac.begin(), spec.srcMac.end(), f.begin() + 6);
-  if (spec.vlanTag) be32(f, 12, spec.vlanTag);
-  be16(f, l2 - 2, spec.ipv4 ? kIpv4 : kEthertype);
+  std::copy(layout.dstMac.begin(), layout.dstMac.end(), f.begin());
+  std::copy(layout.srcMac.begin(), layout.srcMac.end(), f.begin() + 6);
+  if (layout.vlanTag) be32(f, 12, layout.vlanTag);
+  be16(f, l2 - 2, layout.ipv4 ? kIpv4 : kEthertype);
   std::copy(payload.begin(), payload.end(), f.begin() + static_cast<std::ptrdiff_t>(l2 + l3));
-  if (!spec.ipv4) return f;
+  if (!layout.ipv4) return f;
 
   const size_t ip = l2;
   f[ip] = 0x45;  // version 4, 5 words
-  f[ip + 1] = static_cast<uint8_t>(spec.dscp << 2);
+  f[ip + 1] = static_cast<uint8_t>(layout.dscp << 2);
   be16(f, ip + 2, static_cast<uint32_t>(l3 + payload.size()));
-  be16(f, ip + 4, spec.ipId);
+  be16(f, ip + 4, layout.ipId);
   be16(f, ip + 6, 0x4000);  // don't fragment
-  f[ip + 8] = spec.ttl;
+  f[ip + 8] = layout.ttl;
   f[ip + 9] = kUdp;
-  be32(f, ip + 12, spec.srcIp);
-  be32(f, ip + 16, spec.dstIp);
+  be32(f, ip + 12, layout.srcIp);
+  be32(f, ip + 16, layout.dstIp);
   be16(f, ip + 10, internetChecksum(std::span<const uint8_t>(f).subspan(ip, kIpHeader)));
 
   const size_t udp = ip + kIpHeader;
   const auto udpLen = static_cast<uint32_t>(kUdpHeader + payload.size());
-  be16(f, udp, spec.udpPort);
-  be16(f, udp + 2, spec.udpPort);
+  be16(f, udp, layout.udpPort);
+  be16(f, udp + 2, layout.udpPort);
   be16(f, udp + 4, udpLen);
   // Pseudo-header: addresses, protocol, UDP length.
   std::vector<uint8_t> pseudo(12, 0);
-  be32(pseudo, 0, spec.srcIp);
-  be32(pseudo, 4, spec.dstIp);
+  be32(pseudo, 0, layout.srcIp);
+  be32(pseudo, 4, layout.dstIp);
   pseudo[9] = kUdp;
   be16(pseudo, 10, udpLen);
   uint16_t c = fold(sum16(std::span<const uint8_t>(f).subspan(udp), sum16(pseudo, 0)));

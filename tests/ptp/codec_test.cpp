@@ -83,7 +83,7 @@ TEST(Codec, EveryRejectionSaysWhy) {
 }
 
 TEST(Codec, FramesCarryThePayloadAsProgrammed) {
-  fwmptp::FrameSpec udp;
+  fwmptp::FrameLayout udp;
   udp.dstMac = {0x01, 0x00, 0x5E, 0x00, 0x01, 0x81};
   udp.srcMac = {0x02, 0, 0, 0, 0, 7};
   udp.ipv4 = true;
@@ -91,18 +91,18 @@ TEST(Codec, FramesCarryThePayloadAsProgrammed) {
   udp.dstIp = fwmptp::kPrimaryGroup;
   udp.dscp = 46;
   udp.vlanTag = 0x8100A064;
-  fwmptp::FrameSpec eth;
+  fwmptp::FrameLayout eth;
   eth.dstMac = fwmptp::kPrimaryMac;
-  for (const auto &spec : {udp, eth}) {
-    Bytes f = fwmptp::buildFrame(kSampleWire, spec);
+  for (const auto &layout : {udp, eth}) {
+    Bytes f = fwmptp::buildFrame(kSampleWire, layout);
     auto p = fwmptp::parseFrame(f);
     ASSERT_TRUE(p);
     EXPECT_EQ(Bytes(p->payload.begin(), p->payload.end()), kSampleWire);
-    EXPECT_EQ(p->ipv4, spec.ipv4);
-    EXPECT_EQ(p->srcMac, spec.srcMac);
-    if (spec.ipv4) {
+    EXPECT_EQ(p->ipv4, layout.ipv4);
+    EXPECT_EQ(p->srcMac, layout.srcMac);
+    if (layout.ipv4) {
       EXPECT_EQ(p->vlanTci, 0xA064);
-      EXPECT_EQ(p->srcIp, spec.srcIp);
+      EXPECT_EQ(p->srcIp, layout.srcIp);
       EXPECT_EQ(p->udpPort, 320);
       EXPECT_EQ(f[19], 46 << 2);  // DSCP in the TOS byte
       EXPECT_EQ(f[26], 1);        // TTL

@@ -14,7 +14,7 @@ namespace fwmptp {
 
 using MacAddr = std::array<uint8_t, 6>;
 
-struct FrameSpec {
+struct FrameLayout {
   MacAddr dstMac{};
   MacAddr srcMac{};
   uint32_t vlanTag = 0;  // TPID in the upper 16 bits, TCI below; 0 = untagged
@@ -27,7 +27,7 @@ struct FrameSpec {
   uint16_t ipId = 0;
 };
 
-std::vector<uint8_t> buildFrame(std::span<const uint8_t> payload, const FrameSpec &spec);
+std::vector<uint8_t> buildFrame(std::span<const uint8_t> payload, const FrameLayout &layout);
 
 // A received frame's PTP payload and how it came. Nothing when the frame is
 // not addressed to PTP (other ethertypes, other protocols, other UDP ports)

@@ -19,15 +19,15 @@ void putU16(std::FILE *f, uint16_t v) {
 }  // namespace
 
 std::vector<uint8_t> udpFrame(std::span<const uint8_t> payload, const FrameAddressing &addr, uint16_t ipId) {
-  fwmptp::FrameSpec spec;
-  spec.dstMac = addr.dstMac;
-  spec.srcMac = addr.srcMac;
-  spec.ipv4 = true;
-  spec.srcIp = addr.srcIp;
-  spec.dstIp = addr.dstIp;
-  spec.udpPort = kPtpGeneralPort;
-  spec.ipId = ipId;
-  return fwmptp::buildFrame(payload, spec);
+  fwmptp::FrameLayout layout;
+  layout.dstMac = addr.dstMac;
+  layout.srcMac = addr.srcMac;
+  layout.ipv4 = true;
+  layout.srcIp = addr.srcIp;
+  layout.dstIp = addr.dstIp;
+  layout.udpPort = kPtpGeneralPort;
+  layout.ipId = ipId;
+  return fwmptp::buildFrame(payload, layout);
 }
 
 PcapWriter::~PcapWriter() { close(); }
