@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the tools need.
 # As root it installs what is missing; otherwise it prints the apt-get line.
-# Usage: scripts/deps.sh [core|cross|tools|cross-tools|bench|check|package|all]...
+# Usage: scripts/deps.sh [core|cross|tools|cross-tools|bench|check|package|interop|all]...
 # cross-tools: the tools' libraries for armhf, through Debian multiarch (adds
 # the armhf architecture to dpkg first).
 set -euo pipefail
@@ -17,6 +17,7 @@ pkgs_bench=(libbenchmark-dev valgrind)
 pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc++6:armhf libcli11-dev nlohmann-json3-dev)
 pkgs_check=(tshark jq clang-format clang-tidy)
 pkgs_package=(dpkg-dev lintian pkgconf file help2man jq)
+pkgs_interop=(linuxptp iproute2 util-linux)
 
 want=()
 for group in "${@:-core}"; do
@@ -28,8 +29,9 @@ for group in "${@:-core}"; do
     bench) want+=("${pkgs_bench[@]}") ;;
     check) want+=("${pkgs_check[@]}") ;;
     package) want+=("${pkgs_package[@]}") ;;
+    interop) want+=("${pkgs_interop[@]}") ;;
     all) want+=("${pkgs_core[@]}" "${pkgs_cross[@]}" "${pkgs_tools[@]}" "${pkgs_cross_tools[@]}" "${pkgs_bench[@]}" \
-                "${pkgs_check[@]}" "${pkgs_package[@]}") ;;
+                "${pkgs_check[@]}" "${pkgs_package[@]}" "${pkgs_interop[@]}") ;;
     *) echo "deps.sh: unknown group '$group'" >&2; exit 2 ;;
   esac
 done

@@ -21,3 +21,4 @@ run_preset tsan -L concurrency
 run_preset armhf
 bash scripts/ci/consumer.sh
 bash scripts/ci/armhf-tools.sh
+bash scripts/ci/interop.sh

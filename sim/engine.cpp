@@ -65,6 +65,21 @@ void Engine::addPortControl(const OdaPortCtrlCall &call) {
 void Engine::setRxAnnounce(uint32_t unit, uint32_t portNo, const ClkNpAnnFields &fields) {
   with(unit, portNo, [&](OdaPort &p) { p.rxFields = fields; });
 }
+bool Engine::receiveAnnounce(uint32_t unit, uint32_t portNo, const ClkNpAnnFields &fields) {
+  return with(unit, portNo, [&](OdaPort &p) {
+    const bool changed = std::memcmp(&p.rxFields, &fields, sizeof fields) != 0;
+    p.rxFields = fields;
+    if (changed) p.alarm[kOdaAlarmChange] = 1;
+    p.alarm[kOdaAlarmTimeout] = 0;
+    return changed;
+  });
+}
+void Engine::announceTimedOut(uint32_t unit, uint32_t portNo) {
+  with(unit, portNo, [&](OdaPort &p) { p.alarm[kOdaAlarmTimeout] = 1; });
+}
+void Engine::countPacket(uint32_t unit, uint32_t portNo, size_t statWord) {
+  with(unit, portNo, [&](OdaPort &p) { ++p.pktStat.word[statWord]; });
+}
 void Engine::setAnnounceAlarm(uint32_t unit, uint32_t portNo, uint32_t type, bool raised) {
   with(unit, portNo, [&](OdaPort &p) { p.alarm.at(type) = raised ? 1 : 0; });
 }
@@ -408,6 +423,7 @@ uint32_t oda_1588_get_announce_alarm(uint32_t unit, uint32_t port, uint32_t type
       [&](OdaPort &p) {
         if (type > fwmsim::kOdaAlarmTimeout) return kOdaCodeParam;
         *alarm = p.alarm[type];
+        if (flag == 1) p.alarm[type] = 0;
         return 0u;
       },
       type, flag);

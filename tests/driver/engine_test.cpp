@@ -101,6 +101,14 @@ TEST_F(Engine, AnnounceFieldsTransmittedAndReceived) {
   EXPECT_EQ(CLK_NP_1588_GetAnnounceAlarm(0, 3, 1, 1, &timeout), 0);
   EXPECT_EQ(change, 1u);
   EXPECT_EQ(timeout, 0u);
+  // Latched: flag 1 cleared it; the same fields again raise nothing, new ones once.
+  EXPECT_FALSE(fwmsim::engine().receiveAnnounce(0, 3, rx));
+  rx.sourcePortNumber = 10;
+  EXPECT_TRUE(fwmsim::engine().receiveAnnounce(0, 3, rx));
+  std::vector<uint32_t> seen;  // flag 0 leaves it, flag 1 clears it
+  for (uint32_t flag : {0u, 1u, 1u})
+    seen.push_back(CLK_NP_1588_GetAnnounceAlarm(0, 3, 0, flag, &change) == 0 ? change : 9);
+  EXPECT_EQ(seen, (std::vector<uint32_t>{1, 1, 0}));
 
   ClkNpAnnFlags none{};
   ClkNpAnnFields got{};

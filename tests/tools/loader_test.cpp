@@ -75,6 +75,8 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"unknown board key", "board: {chipType: 40, cores: 2}\nsteps: []\n", 1, 23,
                 "unknown field 'cores' of board"},
         BadCase{"engines above eight", "board: {engines: 9}\nsteps: []\n", 1, 18, "does not fit (at most 8)"},
+        BadCase{"wire port without interface", "board: {wirePorts: [\"0:3\"]}\nsteps: []\n", 1, 21,
+                "board field 'wirePorts': expected a list of UNIT:PORT=IFACE"},
         BadCase{"step not a pair", std::string(kBoard) + "steps:\n  - advance\n", 3, 5,
                 "a step is one 'name: value' pair"},
         BadCase{"not yaml", std::string(kBoard) + "steps: [\n", 3, 1, "not valid YAML"},
@@ -230,12 +232,14 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', "--pcap /nonexistent/a.pcap", 3,
        "clksim: --pcap /nonexistent/a.pcap: cannot create the file: No such file"},
       {'s', "--pcap /dev/full", 3, "clksim: --pcap /dev/full: cannot write the file: No space left on device\n"},
-      {'s', "--timeline /dev/full", 3, "clksim: --timeline /dev/full: writing the file failed\n", "summary: 39 steps"},
+      {'s', "--timeline /dev/full", 3, "clksim: --timeline /dev/full: writing the file failed\n", "summary: 40 steps"},
       {'p', "--listen 127.0.0.1:notaport", 2, "clkpeer: --listen 127.0.0.1:notaport: expected HOST:PORT\n"},
       {'p', "--port 39011", 2, "The following arguments were not expected: 39011 --port"},
       {'p', "--count x", 2, "Could not convert: --count = x"},
       {'p', "--pcap /nonexistent/a.pcap", 3, "clkpeer: --pcap /nonexistent/a.pcap: cannot create the file"},
       {'p', "--listen " + taken, 4, "clkpeer: "},
+      {'s', "--live 8:3=lo", 2, "clksim: --live 8:3=lo: expected UNIT:PORT=IFACE with unit 0..7, e.g. 0:3=veth0\n"},
+      {'s', "--live 0:3=nosuch9", 2, "clksim: wire port 0:3=nosuch9: no network interface named 'nosuch9'\n"},
   };
   std::set<std::pair<std::string, int>> seen;
   for (const auto &c : cases) {
@@ -275,7 +279,7 @@ TEST(Cli, DumpsTheStoryAsTheFileInScenarios) {
   EXPECT_EQ(o.out, file);
   auto checked = fwmtest::runTool({CLKSIM_PATH, "--check", story});
   EXPECT_EQ(checked.exitCode, 0);
-  EXPECT_THAT(checked.out, ::testing::HasSubstr("39 steps, good"));
+  EXPECT_THAT(checked.out, ::testing::HasSubstr("40 steps, good"));
 }
 
 }  // namespace

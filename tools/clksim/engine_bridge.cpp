@@ -35,20 +35,18 @@ BridgeResult applyAnnounce(const AnnounceReceived &a) {
   ClkNpAnnFields fields;
   std::memcpy(&fields, a.fields.data(), sizeof fields);
   fwmsim::Engine &e = fwmsim::engine();
-  e.setRxAnnounce(a.unit, a.port, fields);
-  e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmChange, true);
-  e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmTimeout, false);
+  const bool changed = e.receiveAnnounce(a.unit, a.port, fields);
   uint64_t gm = uint64_t{fields.grandmasterIdentityHigh} << 32 | fields.grandmasterIdentityLow;
-  return {true, fmt::format("engine: received fields stored, ANNOUNCE_CHANGE raised (grandmaster {})",
-                            fwmtools::clockIdentityText(gm))};
+  const std::string id = fwmtools::clockIdentityText(gm);
+  if (!changed) return {true, fmt::format("engine: the same announce again (grandmaster {}), no alarm", id)};
+  return {true, fmt::format("engine: received fields stored, ANNOUNCE_CHANGE raised (grandmaster {})", id)};
 }
 
 BridgeResult applyAlarm(const AnnounceAlarm &a) {
   fwmsim::Engine &e = fwmsim::engine();
   if (a.what == AlarmEvent::Timeout) {
-    e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmChange, false);
-    e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmTimeout, true);
-    return {true, "engine: ANNOUNCE_TIMEOUT raised, ANNOUNCE_CHANGE down"};
+    e.announceTimedOut(a.unit, a.port);
+    return {true, "engine: a timeout window passed without an announce, ANNOUNCE_TIMEOUT raised"};
   }
   e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmChange, false);
   e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmTimeout, false);

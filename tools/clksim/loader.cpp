@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 #include <cmath>
 #include <fstream>
 #include <limits>
@@ -157,8 +158,8 @@ std::string displayValue(const YAML::Node &v) {
 }
 
 const std::vector<std::string_view> kTopKeys = {"name", "description", "board", "steps"};
-const std::vector<std::string_view> kBoardKeys = {"chipType", "engines",  "chassis",   "slot",
-                                                  "selfIp",   "masterIp", "coldAgent", "logLevels"};
+const std::vector<std::string_view> kBoardKeys = {"chipType", "engines",   "chassis",   "slot",     "selfIp",
+                                                  "masterIp", "coldAgent", "logLevels", "wirePorts"};
 const std::vector<std::string_view> kLevelNames = {"DEBUG", "INFO", "MSG", "ERROR", "SYSBOOT", "PROCINIT"};
 const std::vector<std::string_view> kEventSteps = {
     "advance",           "notify",           "note",           "fail",
@@ -173,6 +174,22 @@ std::vector<std::string_view> allStepNames() {
 }
 
 }  // namespace
+
+std::optional<WirePort> parseWirePort(std::string_view text) {
+  const size_t colon = text.find(':'), eq = text.find('=');
+  if (colon == std::string_view::npos || eq == std::string_view::npos || eq < colon || eq + 1 == text.size())
+    return std::nullopt;
+  auto number = [](std::string_view digits, uint32_t max) -> std::optional<uint32_t> {
+    uint32_t v = 0;
+    auto [end, ec] = std::from_chars(digits.data(), digits.data() + digits.size(), v);
+    if (ec != std::errc() || end != digits.data() + digits.size() || digits.empty() || v > max) return std::nullopt;
+    return v;
+  };
+  auto unit = number(text.substr(0, colon), 7);
+  auto port = number(text.substr(colon + 1, eq - colon - 1), 0xFFFFFFFFu);
+  if (!unit || !port) return std::nullopt;
+  return WirePort{*unit, *port, std::string(text.substr(eq + 1))};
+}
 
 std::vector<std::string_view> eventStepNames() { return kEventSteps; }
 
@@ -390,6 +407,15 @@ void Loader::board(const YAML::Node &n, BoardSetup &b) {
       if (it == kLevelNames.end())
         fail(item, "board field 'logLevels': unknown level '" + s + "'; expected one of: " + joinNames(kLevelNames));
       b.logLevels[static_cast<size_t>(it - kLevelNames.begin())] = true;
+    }
+  }
+  if (const auto &wp = n["wirePorts"]) {
+    const char *what = "board field 'wirePorts': expected a list of UNIT:PORT=IFACE, e.g. [\"0:3=veth0\"]";
+    if (!wp.IsSequence()) fail(wp, what);
+    for (const auto &item : wp) {
+      auto port = parseWirePort(scalar("board field 'wirePorts'", item, "UNIT:PORT=IFACE"));
+      if (!port) fail(item, what);
+      b.wirePorts.push_back(*port);
     }
   }
 }

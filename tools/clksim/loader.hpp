@@ -3,6 +3,7 @@
 // expected there.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -22,6 +23,9 @@ using LoadResult = std::variant<Scenario, LoadError>;
 
 LoadResult loadScenario(std::string_view yaml, const std::string &sourceName);
 LoadResult loadScenarioFile(const std::string &path);
+
+// "UNIT:PORT=IFACE" (unit 0..7); nothing when malformed.
+std::optional<WirePort> parseWirePort(std::string_view text);
 
 // Step names a scenario may use besides the fifteen operations.
 std::vector<std::string_view> eventStepNames();

@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "builtin.hpp"
+#include "fwmsim/wire.hpp"
 #include "fwmtools/cli.hpp"
 #include "loader.hpp"
 #include "outputs.hpp"
@@ -29,6 +30,7 @@ struct Options {
   std::string peer;
   bool realtime = false;
   bool verbose = false;
+  std::vector<std::string> live;
 };
 
 constexpr int kExitBadScenario = fwmtools::kExitRefused;
@@ -57,6 +59,10 @@ int main(int argc, char **argv) {
   app.add_option("--pcap", opt.pcap, "write each acknowledgement as an IEEE 1588 announce to a pcap FILE");
   app.add_option("--peer", opt.peer, "send acknowledgements to the negotiation peer at HOST:PORT (e.g. clkpeer)");
   app.add_flag("--realtime", opt.realtime, "run on real threads and the wall clock instead of virtual time");
+  app.add_option("--live", opt.live,
+                 "attach engine port UNIT:PORT to network interface IFACE (UNIT:PORT=IFACE, repeatable); runs on "
+                 "the wall clock and needs CAP_NET_RAW (root, or inside unshare -rn)")
+      ->allow_extra_args(false);
   app.add_flag("-v,--verbose", opt.verbose, "also show the log agent's object calls");
   app.set_version_flag("--version", "clksim " FWMCLK_VERSION " (" FWMCLK_SONAME ")");
   app.footer(fwmtools::exitCodeHelp(fwmtools::Tool::Clksim));
@@ -109,7 +115,23 @@ int main(int argc, char **argv) {
   }
 
   clksim::RunOptions run;
-  run.realtime = opt.realtime;
+  run.wirePorts = sc.board.wirePorts;
+  for (const auto &text : opt.live) {
+    auto w = clksim::parseWirePort(text);
+    if (!w) {
+      fmt::print(stderr, "clksim: --live {}: expected UNIT:PORT=IFACE with unit 0..7, e.g. 0:3=veth0\n", text);
+      return kExitBadScenario;
+    }
+    run.wirePorts.push_back(*w);
+  }
+  // Every interface is checked before anything runs.
+  for (const auto &w : run.wirePorts) {
+    if (auto bad = fwmsim::Wire::checkInterface(w.iface)) {
+      fmt::print(stderr, "clksim: wire port {}:{}={}: {}\n", w.unit, w.port, w.iface, *bad);
+      return kExitBadScenario;
+    }
+  }
+  run.realtime = opt.realtime || !run.wirePorts.empty();
   if (!opt.peer.empty()) {
     run.peer = fwmtools::parseEndpoint(opt.peer);
     if (!run.peer) {
@@ -141,7 +163,7 @@ int main(int argc, char **argv) {
   for (auto &o : outputs) runner.addObserver(o.get());
   runner.addObserver(&summary);
   int rc = runner.run();
-  summary.summary().realtime = opt.realtime;
+  summary.summary().realtime = run.realtime;
   if (opt.format == "jsonl")
     clksim::printJsonlSummary(stdout, summary.summary());
   else

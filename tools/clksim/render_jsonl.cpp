@@ -34,6 +34,8 @@ class JsonlRenderer : public TraceObserver {
                           {"selfIp", b.selfIp},
                           {"masterIp", b.masterIp},
                           {"coldAgent", b.coldAgent}}}};
+    for (const auto &w : b.wirePorts)
+      j["board"]["wirePorts"].push_back(fmt::format("{}:{}={}", w.unit, w.port, w.iface));
     put(j);
   }
 
@@ -57,6 +59,7 @@ class JsonlRenderer : public TraceObserver {
     if (r.pos.line) j["source"] = fmt::format("{}:{}:{}", r.pos.file, r.pos.line, r.pos.column);
     if (!r.bytes.empty()) j["bytes"] = hexBytes(r.bytes);
     if (r.ack) j["ack"] = fwmtools::ackToJson(*r.ack);
+    if (r.announce) j["announce"] = fwmtools::announceToJson(*r.announce);
     put(j);
   }
 
@@ -86,6 +89,10 @@ void printJsonlSummary(std::FILE *out, const Summary &s) {
                       {"feModuleErrors", s.feModuleErrors},
                       {"acks", s.acks},
                       {"peerReceived", s.peerReceived},
+                      {"wireSent", s.wireSent},
+                      {"wireReceived", s.wireReceived},
+                      {"wireDropped", s.wireDropped},
+                      {"wireTimeouts", s.wireTimeouts},
                       {"virtualMs", s.virtualMs},
                       {"realtime", s.realtime}};
   fmt::print(out, "{}\n", j.dump());

@@ -74,6 +74,9 @@ class TextRenderer : public TraceObserver {
       case TraceKind::Note:
         line(r, kMagenta, "sim", r.text);
         break;
+      case TraceKind::Wire:
+        line(r, kYellow, "wire", r.text);
+        break;
     }
     std::fflush(out_);
   }
@@ -170,6 +173,9 @@ void printTextSummary(std::FILE *out, const Summary &s, bool colour) {
   fmt::print(out, "         {} log lines ({} ERROR), {} debug lines ({} \"Fe module error\"), {} acknowledgements",
              s.logLines, s.errorLines, s.debugLines, s.feModuleErrors, s.acks);
   if (s.peerReceived) fmt::print(out, " ({} received by the peer)", s.peerReceived);
+  if (s.wireSent + s.wireReceived + s.wireDropped + s.wireTimeouts)
+    fmt::print(out, "\n         wire: {} announces sent, {} received, {} packets dropped, {} timeouts", s.wireSent,
+               s.wireReceived, s.wireDropped, s.wireTimeouts);
   fmt::print(out, "\n         {} time {:.3f} s\n", s.realtime ? "real" : "virtual",
              static_cast<double>(s.virtualMs) / 1000.0);
 }

@@ -12,6 +12,7 @@
 #include "fwmsim/clock.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
+#include "fwmsim/wire.hpp"
 #include "fwmtools/ack_text.hpp"
 
 namespace clksim {
@@ -360,6 +361,15 @@ int Runner::run() {
     if (!routed.note.empty()) note(routed.note);
   }
   int rc = 0;
+  for (const auto &w : opt_.wirePorts) {
+    std::string why;
+    if (!fwmsim::wire().attach(w.unit, w.port, w.iface, &why)) {
+      note(fmt::format("wire port {}:{}={} not attached: {}", w.unit, w.port, w.iface, why));
+      rc = 1;
+    } else {
+      note(fmt::format("wire port: unit {} port {} on {}", w.unit, w.port, w.iface));
+    }
+  }
   for (const auto &s : sc_.steps) {
     {
       std::lock_guard lk(mu_);
@@ -368,6 +378,7 @@ int Runner::run() {
     if (!runStep(s)) rc = 1;
   }
   fwmsim::clock().settle();
+  fwmsim::wire().stop();
   drainPeer(std::chrono::milliseconds(opt_.realtime ? 500 : 200));
   {
     // Calls still running (a worker waiting for events) are shown without a result.

@@ -20,6 +20,7 @@ namespace clksim {
 struct RunOptions {
   bool realtime = false;                   // real threads on the wall clock instead of virtual time
   std::optional<fwmtools::Endpoint> peer;  // an external negotiation peer; none = the built-in one
+  std::vector<WirePort> wirePorts;         // engine ports on the network (checked by the caller)
 };
 
 class Runner {

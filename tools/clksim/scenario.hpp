@@ -18,6 +18,14 @@ struct SourcePos {
   int column = 0;
 };
 
+// A port of the simulated engine attached to a network interface ("0:3=veth0").
+struct WirePort {
+  uint32_t unit = 0;
+  uint32_t port = 0;
+  std::string iface;
+  bool operator==(const WirePort &) const = default;
+};
+
 struct BoardSetup {
   uint32_t chipType = 40;
   uint32_t engines = 2;
@@ -28,6 +36,7 @@ struct BoardSetup {
   bool coldAgent = false;  // no log agent in the process yet: the library starts one
   // Diagnostic log levels switched on (DEBUG 0 .. PROCINIT 5).
   std::array<bool, 6> logLevels{false, true, true, true, true, true};
+  std::vector<WirePort> wirePorts;  // run on the wall clock, these ports on the network
 };
 
 // One field as the scenario wrote it, kept for the trace.

@@ -109,6 +109,20 @@ class TimelineWriter : public TraceObserver {
              {"cat", kindName(r.kind)},
              {"args", {{"text", r.text}}}});
         return;
+      case TraceKind::Wire: {
+        noteRun(r, tid, ts);
+        json args = {{"text", r.text}};
+        if (r.announce) args["announce"] = fwmtools::announceToJson(*r.announce);
+        events_.push_back({{"ph", "i"},
+                           {"s", "t"},
+                           {"pid", 1},
+                           {"tid", tid},
+                           {"ts", ts},
+                           {"name", r.text.substr(0, r.text.find(' '))},
+                           {"cat", "wire"},
+                           {"args", args}});
+        return;
+      }
       case TraceKind::Ack:
       case TraceKind::PeerRx: {
         noteRun(r, tid, ts);
@@ -219,6 +233,11 @@ class PcapObserver : public TraceObserver {
     epochUs_ = static_cast<uint64_t>(c.wallSeconds()) * 1000000u - c.nowMs() * 1000u;
   }
   void record(const TraceRecord &r) override {
+    // Packets of the wire ports go in as they were on the link.
+    if (r.kind == TraceKind::Wire && !r.bytes.empty()) {
+      lastUs_ = std::max(lastUs_ + 1, epochUs_ + r.timeMs * 1000);
+      writer.write(lastUs_, r.bytes);
+    }
     if (r.kind != TraceKind::Ack || !r.ack) return;
     const uint64_t us = std::max(lastUs_ + 1, epochUs_ + r.timeMs * 1000);
     if (writer.writeAnnounce(us, r.ack->announce, r.frame.value_or(addr_))) lastUs_ = us;

@@ -1,5 +1,6 @@
 #include "trace.hpp"
 
+#include "fwmptp/frame.hpp"
 #include "fwmsim/recorder.hpp"
 
 namespace clksim {
@@ -76,6 +77,8 @@ const char *kindName(TraceKind k) {
       return "peer_rx";
     case TraceKind::Note:
       return "note";
+    case TraceKind::Wire:
+      return "wire";
   }
   return "?";
 }
@@ -105,6 +108,10 @@ TraceRecord classify(const fwmsim::Event &e) {
     r.layer = Layer::Np;
     if (auto end = r.text.find("\") "); end != std::string::npos) r.text = r.text.substr(end + 3);
     while (!r.text.empty() && (r.text.back() == '\n' || r.text.back() == '\r')) r.text.pop_back();
+  } else if (e.facility == "wire") {
+    r.kind = TraceKind::Wire;
+    r.layer = Layer::Sim;
+    if (auto frame = fwmptp::parseFrame(r.bytes)) r.announce = fwmptp::decodeAnnounce(frame->payload);
   } else if (e.facility == "oda") {
     r.kind = TraceKind::Call;
     r.layer = Layer::Driver;
@@ -149,6 +156,12 @@ void SummaryObserver::record(const TraceRecord &r) {
       ++s_.peerReceived;
       break;
     case TraceKind::Note:
+      break;
+    case TraceKind::Wire:
+      if (startsWith(r.text, "tx ")) ++s_.wireSent;
+      if (startsWith(r.text, "timeout ")) ++s_.wireTimeouts;
+      if (startsWith(r.text, "rx "))
+        ++(r.text.find(" dropped: ") != std::string::npos ? s_.wireDropped : s_.wireReceived);
       break;
   }
 }

@@ -34,6 +34,7 @@ enum class TraceKind : uint8_t {
   Ack,        // an acknowledgement sent to the negotiation peer, decoded
   PeerRx,     // the negotiation peer received an acknowledgement
   Note,       // narration, or what the simulator did on the scenario's behalf
+  Wire,       // a wire port sent, received or dropped a packet, or timed out
 };
 
 const char *kindName(TraceKind k);
@@ -69,6 +70,8 @@ struct TraceRecord {
   // Ack: how the acknowledged port frames PTP packets, as its engine was
   // programmed (none when the port's encapsulation is unknown).
   std::optional<fwmtools::FrameAddressing> frame;
+  // Wire: the announce the frame in `bytes` carries
+  std::optional<fwmtools::Announce> announce;
 };
 
 // "0", "-1", "&" or "NULL".
@@ -89,7 +92,8 @@ class TraceObserver {
 
 struct Summary {
   size_t steps = 0, requests = 0, failedRequests = 0, requestsNotMade = 0, engineCalls = 0, platformCalls = 0,
-         logLines = 0, errorLines = 0, debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0;
+         logLines = 0, errorLines = 0, debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0, wireSent = 0,
+         wireReceived = 0, wireDropped = 0, wireTimeouts = 0;
   uint64_t virtualMs = 0;
   bool realtime = false;
 };

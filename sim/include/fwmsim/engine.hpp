@@ -15,9 +15,23 @@
 // - oda_1588_get_ptp_control(unit, type, rec3): rec3[0] names the port on the
 //   way in and is kept; rec3[1] receives the value programmed for that port
 //   and type (0 if none); rec3[2] is set to 0.
-// - Announce alarms: the reported state (raised by the test side) is what the
-//   read returns; reads do not clear it. oda_1588_set_announce_alarm stores
-//   the programmed word separately (alarmProgrammed).
+// - Announce alarms latch: one event raises an alarm once, and a read with
+//   flag 1 returns it and clears it (flag 0 leaves it), so one change of what
+//   the port hears gives exactly one acknowledgement to the negotiation peer.
+//   ANNOUNCE_CHANGE is raised by a received announce whose fields differ from
+//   the last ones stored (receiveAnnounce). ANNOUNCE_TIMEOUT is raised each
+//   time a whole timeout window passes without an announce (announceTimedOut:
+//   the wire port calls it once per window, a scenario step once per step);
+//   an announce arriving withdraws a timeout not yet read. The supervision
+//   only notes a first timeout and reports the loss on the second window.
+//   oda_1588_set_announce_alarm stores the programmed word separately
+//   (alarmProgrammed); setAnnounceAlarm raises or drops a latch directly.
+// - Intervals (packet interval, announce timeout interval) are codes 0..20:
+//   2^(code - 7) seconds, so 7 is one second and 4 is 1/8 s. A timeout
+//   interval code 0 follows the logMessageInterval of the announces heard.
+// - Packet statistics words the wire port counts: kStatAnnTx, kStatAnnRx,
+//   kStatMalformed (short, wrong version or length) and kStatForeign (other
+//   message types, domains or source identities, or the port not receiving).
 // - Read-clear 1 clears what was read (statistics, delays, received fields).
 // - The announce field reads copy the whole stored 88-byte record; the flag
 //   words are taken as given and recorded in the transmit state on a write.
@@ -45,6 +59,11 @@ inline constexpr uint32_t kOdaAlarmChange = 0;
 inline constexpr uint32_t kOdaAlarmTimeout = 1;
 inline constexpr size_t kSsmStatWords = 4;
 inline constexpr uint32_t kOdaCodeParam = 3;
+inline constexpr uint32_t kOdaPktAnnounce = 1;
+inline constexpr uint32_t kOdaIntervalUnit = 7;  // the code of one second
+inline constexpr size_t kStatAnnTx = 5, kStatAnnRx = 6, kStatMalformed = 7, kStatForeign = 8;
+// PTP control types the receive path honours: source identity and domain checks of announces.
+inline constexpr uint32_t kCtrlAnnSrcIdCheck = 9, kCtrlAnnDomainCheck = 14;
 
 using Mac = std::array<uint8_t, 6>;
 using Words3 = std::array<uint32_t, 3>;
@@ -100,7 +119,12 @@ class Engine {
   // Every port-control record received, in order.
   std::vector<OdaPortCtrlCall> portControls() const;
 
-  // The network's side.
+  // The network's side. An announce the port accepted: stores its fields and
+  // raises ANNOUNCE_CHANGE when they differ from the last ones (true then).
+  bool receiveAnnounce(uint32_t unit, uint32_t port, const ClkNpAnnFields &fields);
+  // A whole timeout window passed with no announce: latches ANNOUNCE_TIMEOUT.
+  void announceTimedOut(uint32_t unit, uint32_t port);
+  void countPacket(uint32_t unit, uint32_t port, size_t statWord);
   void setRxAnnounce(uint32_t unit, uint32_t port, const ClkNpAnnFields &fields);
   void setAnnounceAlarm(uint32_t unit, uint32_t port, uint32_t type, bool raised);
   void setTimestamps(uint32_t unit, uint32_t port, const ClkNpTimestamps &ts);

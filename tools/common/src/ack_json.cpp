@@ -5,10 +5,14 @@
 namespace fwmtools {
 
 nlohmann::json ackToJson(const Ack &ack) {
-  const Announce &a = ack.announce;
+  nlohmann::json j = announceToJson(ack.announce);
+  j["ifIndex"] = ack.ifIndex;
+  j["pktLen"] = ack.pktLen;
+  return j;
+}
+
+nlohmann::json announceToJson(const Announce &a) {
   return {
-      {"ifIndex", ack.ifIndex},
-      {"pktLen", ack.pktLen},
       {"domainNumber", a.domainNumber},
       {"flagField", a.flagField},
       {"logMessageInterval", a.logMessageInterval},
@@ -22,6 +26,7 @@ nlohmann::json ackToJson(const Ack &ack) {
       {"timeSource", a.timeSource},
       {"currentUtcOffset", a.currentUtcOffset},
       {"sourcePortIdentity", portIdentityText(a.sourceClockIdentity, a.sourcePortNumber)},
+      {"sequenceId", a.sequenceId},
   };
 }
 

@@ -1,8 +1,5 @@
 #include "fwmtools/announce.hpp"
 
-#include <cctype>
-#include <cstdio>
-
 namespace fwmtools {
 
 namespace {
@@ -25,10 +22,6 @@ uint64_t getLe(std::span<const uint8_t> b, size_t at, size_t width) {
 
 void putLe(std::span<uint8_t> b, size_t at, size_t width, uint64_t v) {
   for (size_t i = 0; i < width; ++i) b[at + i] = static_cast<uint8_t>(v >> (8 * i));
-}
-
-void putBe(std::span<uint8_t> b, size_t at, size_t width, uint64_t v) {
-  for (size_t i = 0; i < width; ++i) b[at + i] = static_cast<uint8_t>(v >> (8 * (width - 1 - i)));
 }
 
 }  // namespace
@@ -114,92 +107,6 @@ std::array<uint8_t, kAckSize> encodeAck(const Ack &ack) {
   auto image = encodeAnnounceImage(ack.announce);
   std::copy(image.begin(), image.end(), out.begin() + 12);
   return out;
-}
-
-std::array<uint8_t, kPtpAnnounceSize> ptpAnnounceWire(const Announce &a) {
-  std::array<uint8_t, kPtpAnnounceSize> out{};
-  std::span<uint8_t> b(out);
-  b[0] = a.messageType & 0x0F;  // upper nibble (transport) 0
-  b[1] = a.versionPtp & 0x0F;
-  putBe(b, 2, 2, kPtpAnnounceSize);  // the message as written is always the full announce
-  b[4] = a.domainNumber;
-  putBe(b, 6, 2, a.flagField);
-  putBe(b, 8, 8, static_cast<uint64_t>(a.correctionField));
-  putBe(b, 20, 8, a.sourceClockIdentity);
-  putBe(b, 28, 2, a.sourcePortNumber);
-  putBe(b, 30, 2, a.sequenceId);
-  b[32] = a.controlField;
-  b[33] = static_cast<uint8_t>(a.logMessageInterval);
-  // 34..43: originTimestamp, not carried by the acknowledgement.
-  putBe(b, 44, 2, static_cast<uint16_t>(a.currentUtcOffset));
-  b[47] = a.grandmasterPriority1;
-  b[48] = a.clockClass;
-  b[49] = a.clockAccuracy;
-  putBe(b, 50, 2, a.offsetScaledLogVariance);
-  b[52] = a.grandmasterPriority2;
-  putBe(b, 53, 8, a.grandmasterIdentity);
-  putBe(b, 61, 2, a.stepsRemoved);
-  b[63] = a.timeSource;
-  return out;
-}
-
-std::string clockIdentityText(uint64_t id) {
-  uint8_t o[8];
-  for (int i = 0; i < 8; ++i) o[i] = static_cast<uint8_t>(id >> (8 * (7 - i)));
-  char buf[24];
-  std::snprintf(buf, sizeof buf, "%02x%02x%02x.%02x%02x.%02x%02x%02x", o[0], o[1], o[2], o[3], o[4], o[5], o[6], o[7]);
-  return buf;
-}
-
-std::optional<uint64_t> parseClockIdentity(std::string_view text) {
-  uint64_t v = 0;
-  int digits = 0;
-  for (size_t i = 0; i < text.size(); ++i) {
-    char c = text[i];
-    if (c == '.' || c == ':' || c == '-') {
-      continue;
-    }
-    if (!std::isxdigit(static_cast<unsigned char>(c))) return std::nullopt;
-    int d = std::isdigit(static_cast<unsigned char>(c)) ? c - '0'
-                                                        : (std::tolower(static_cast<unsigned char>(c)) - 'a' + 10);
-    v = v << 4 | static_cast<uint64_t>(d);
-    ++digits;
-  }
-  if (digits != 16) return std::nullopt;
-  return v;
-}
-
-std::string timeSourceName(uint8_t v) {
-  switch (v) {
-    case 0x10:
-      return "ATOMIC_CLOCK";
-    case 0x20:
-      return "GPS";
-    case 0x30:
-      return "TERRESTRIAL_RADIO";
-    case 0x40:
-      return "PTP";
-    case 0x50:
-      return "NTP";
-    case 0x60:
-      return "HAND_SET";
-    case 0x90:
-      return "OTHER";
-    case 0xA0:
-      return "INTERNAL_OSCILLATOR";
-    default:
-      return "reserved";
-  }
-}
-
-std::string clockAccuracyName(uint8_t v) {
-  static constexpr const char *kNames[] = {"25 ns", "100 ns", "250 ns", "1 us", "2.5 us", "10 us",
-                                           "25 us", "100 us", "250 us", "1 ms", "2.5 ms", "10 ms",
-                                           "25 ms", "100 ms", "250 ms", "1 s",  "10 s"};
-  if (v >= 0x20 && v <= 0x30) return std::string("within ") + kNames[v - 0x20];
-  if (v == 0x31) return "more than 10 s";
-  if (v == 0xFE) return "unknown";
-  return "reserved";
 }
 
 }  // namespace fwmtools

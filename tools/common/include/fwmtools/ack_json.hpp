@@ -8,5 +8,6 @@
 namespace fwmtools {
 
 nlohmann::json ackToJson(const Ack &ack);
+nlohmann::json announceToJson(const Announce &a);
 
 }  // namespace fwmtools

@@ -1,6 +1,6 @@
 // The negotiation peer's view of an announce acknowledgement: the 100-byte
 // message the clock service sends, the IEEE 1588 announce fields it carries,
-// and the 64-byte announce message those fields make on the wire.
+// whose wire form is the IEEE 1588 codec's (fwmptp/announce.hpp).
 #pragma once
 
 #include <array>
@@ -10,37 +10,21 @@
 #include <span>
 #include <string>
 
+#include "fwmptp/announce.hpp"
+
 namespace fwmtools {
 
 // Sizes of the acknowledgement and of what it carries.
-inline constexpr size_t kAckSize = 100;         // root header + ClkAnnInfo
-inline constexpr size_t kAnnInfoSize = 96;      // ifIndex, pktLen, announce image
-inline constexpr size_t kAnnImageSize = 88;     // the announce as a host-order structure
-inline constexpr size_t kPtpAnnounceSize = 64;  // the announce message on the wire
+inline constexpr size_t kAckSize = 100;      // root header + ClkAnnInfo
+inline constexpr size_t kAnnInfoSize = 96;   // ifIndex, pktLen, announce image
+inline constexpr size_t kAnnImageSize = 88;  // the announce as a host-order structure
+inline constexpr size_t kPtpAnnounceSize = fwmptp::kAnnounceSize;
 
-// Announce fields as IEEE 1588 names them.
-struct Announce {
-  uint8_t messageType = 0;
-  uint8_t versionPtp = 0;
-  uint16_t messageLength = 0;
-  uint8_t domainNumber = 0;
-  uint16_t flagField = 0;
-  int64_t correctionField = 0;
-  uint64_t sourceClockIdentity = 0;
-  uint16_t sourcePortNumber = 0;
-  uint16_t sequenceId = 0;
-  uint8_t controlField = 0;
-  int8_t logMessageInterval = 0;
-  int16_t currentUtcOffset = 0;
-  uint8_t grandmasterPriority1 = 0;
-  uint8_t clockClass = 0;
-  uint8_t clockAccuracy = 0;
-  uint16_t offsetScaledLogVariance = 0;
-  uint8_t grandmasterPriority2 = 0;
-  uint64_t grandmasterIdentity = 0;
-  uint16_t stepsRemoved = 0;
-  uint8_t timeSource = 0;
-};
+using fwmptp::Announce;
+using fwmptp::clockAccuracyName;
+using fwmptp::clockIdentityText;
+using fwmptp::parseClockIdentity;
+using fwmptp::timeSourceName;
 
 // One decoded acknowledgement message.
 struct Ack {
@@ -67,17 +51,5 @@ Announce decodeAnnounceImage(std::span<const uint8_t, kAnnImageSize> image);
 // used to build acknowledgements for tests and examples.
 std::array<uint8_t, kAnnImageSize> encodeAnnounceImage(const Announce &a);
 std::array<uint8_t, kAckSize> encodeAck(const Ack &ack);
-
-// The announce as a 64-byte IEEE 1588v2 message in network byte order.
-std::array<uint8_t, kPtpAnnounceSize> ptpAnnounceWire(const Announce &a);
-
-// "001b19.fffe.000001": a clock identity as its eight octets in network order.
-std::string clockIdentityText(uint64_t identity);
-// Parses that form (or 16 hex digits); nullopt when malformed.
-std::optional<uint64_t> parseClockIdentity(std::string_view text);
-
-// Names of the enumerations, for people ("GPS", "within 100 ns", "SLAVE").
-std::string timeSourceName(uint8_t v);
-std::string clockAccuracyName(uint8_t v);
 
 }  // namespace fwmtools

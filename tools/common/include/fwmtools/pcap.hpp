@@ -11,12 +11,13 @@
 #include <string>
 #include <vector>
 
+#include "fwmptp/announce.hpp"
+#include "fwmptp/frame.hpp"
 #include "fwmtools/announce.hpp"
 
 namespace fwmtools {
 
-inline constexpr uint16_t kPtpGeneralPort = 320;
-inline constexpr uint16_t kEtherTypePtp = 0x88F7;
+inline constexpr uint16_t kPtpGeneralPort = fwmptp::kGeneralPort;
 
 struct FrameAddressing {
   bool udp = true;                  // UDP/IPv4; false: the message right after the Ethernet header
@@ -36,8 +37,7 @@ std::vector<uint8_t> ptpFrame(std::span<const uint8_t> payload, const FrameAddre
 // wire, and written as one it would look like the best clock there is.
 inline bool reportsLoss(const Announce &a) { return a.grandmasterIdentity == 0 || a.sourceClockIdentity == 0; }
 
-// The one's-complement sum of RFC 1071 over `bytes`, folded and inverted.
-uint16_t internetChecksum(std::span<const uint8_t> bytes);
+using fwmptp::internetChecksum;
 
 class PcapWriter {
  public:

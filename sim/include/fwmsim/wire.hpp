@@ -1,0 +1,59 @@
+// Wire ports: any (unit, port) of the simulated engine attached to a network
+// interface, so that the engine's announces leave on a real link and real
+// announces reach its receive side.
+//
+// The port transmits and receives as the library programmed it through the
+// engine driver: encapsulation 2 and 3 are IPv4/UDP (224.0.1.129, port 320,
+// the programmed DSCP, TTL 1), others Ethernet (ethertype 0x88F7 to
+// 01-1B-19-00-00-00); 1 and 3 carry the programmed 802.1Q tag. Programmed
+// MAC and IPv4 addresses of the announce packet type replace the defaults
+// (the interface's own addresses, the PTP primary groups). Frames are built
+// whole and sent through a packet socket, which needs CAP_NET_RAW (root, or
+// inside `unshare -rn`).
+//
+// Transmit: an enabled port (port enable 1) in the MASTER state (6) with
+// announce transmission enabled sends announces every 2^(code - 7) s of its
+// announce interval code, from the transmit fields, flag field, domain and
+// source port identity in the engine at that moment, with a sequence id
+// counting per port.
+// Receive: a port that is enabled with announce reception enabled accepts
+// announces of its domain (and, when the source identity check is on, of
+// the programmed identity only); each updates the engine's received fields
+// (Engine::receiveAnnounce). Once a port has heard an announce, every whole
+// timeout window without one latches the timeout alarm. Malformed and
+// foreign PTP packets are counted in the packet statistics and dropped;
+// other traffic on the interface is ignored.
+//
+// One network thread serves all attached ports (epoll); it touches the
+// engine only through its lock, briefly, so the library's threads never wait
+// on the network. It runs on the wall clock. Every packet sent, received or
+// dropped and every timeout is recorded under facility "wire", with the
+// whole frame as the event's bytes.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+namespace fwmsim {
+
+struct WireTotals {
+  uint64_t sent = 0, received = 0, dropped = 0, timeouts = 0;
+};
+
+class Wire {
+ public:
+  // Why `iface` cannot carry a wire port (no such interface, down, no
+  // permission for raw frames), or nothing when it can.
+  static std::optional<std::string> checkInterface(const std::string &iface);
+
+  // Attaches (unit, port) to `iface` and starts the network thread if needed.
+  bool attach(uint32_t unit, uint32_t port, const std::string &iface, std::string *why);
+  // Stops the thread and closes every port.
+  void stop();
+  WireTotals totals() const;
+};
+
+Wire &wire();
+
+}  // namespace fwmsim

@@ -1,0 +1,100 @@
+#!/usr/bin/env bash
+# clksim's wire ports against linuxptp on a veth pair between two network
+# namespaces that this script makes (unprivileged through `unshare -rn` where
+# the kernel allows it, as root otherwise) and that vanish with it.
+#   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master [udp|l2]
+# Exit 77 (skipped) without ptp4l or namespaces.
+set -euo pipefail
+
+if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
+  command -v ptp4l >/dev/null && command -v pmc >/dev/null || { echo "interop: no ptp4l/pmc (scripts/deps.sh interop)"; exit 77; }
+  if unshare -rn true 2>/dev/null; then ns=(unshare -rn); elif unshare -n true 2>/dev/null; then ns=(unshare -n)
+  else echo "interop: cannot make a network namespace"; exit 77; fi
+  FWM_INTEROP_INSIDE=1 exec timeout -k 5 55 "${ns[@]}" "$0" "$@"
+fi
+
+clksim=$1 clkpeer=$2 examples=$3 case=$4 transport=${5:-udp}
+tmp=$(mktemp -d)
+# Over Ethernet: the same scenarios with encapsulation 0, ptp4l on L2.
+cp "$examples"/*.yaml "$tmp"/
+[ "$transport" = udp ] || sed -i 's/encapType: 2/encapType: 0/' "$tmp"/*.yaml
+transport_opt=(--network_transport "$([ "$transport" = udp ] && echo UDPv4 || echo L2)")
+pids=()
+cleanup() {
+  for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
+  wait 2>/dev/null || true
+  if [ -n "${failed:-}" ]; then for f in "$tmp"/*.log "$tmp"/*.jsonl; do echo "== $f"; tail -n 30 "$f"; done; fi
+  rm -rf "$tmp"
+}
+trap cleanup EXIT
+trap 'exit 1' INT TERM
+fail() { failed=1; echo "FAIL: $*"; exit 1; }
+
+# Polls `cmd` every 0.1 s for at most `seconds`.
+ms() { echo $(($(date +%s%N) / 1000000)); }
+wait_for() {
+  local deadline=$(($(ms) + $1 * 1000)); shift
+  until "$@" >/dev/null 2>&1; do
+    [ "$(ms)" -lt "$deadline" ] || return 1
+    sleep 0.1
+  done
+}
+
+# This namespace holds clksim on clk0; a second one, held by `sleep`, the peer side.
+ip link set lo up
+ip link add clk0 type veth peer name peer0
+unshare -n sleep 60 &
+holder=$!
+pids+=("$holder")
+apart() { [ "$(readlink "/proc/$holder/ns/net")" != "$(readlink /proc/self/ns/net)" ]; }
+wait_for 5 apart || fail "no peer namespace"
+ip link set peer0 netns "$holder"
+peer() { nsenter -t "$holder" -n "$@"; }
+ip addr add 192.168.77.1/24 dev clk0 && ip link set clk0 up
+peer ip link set lo up && peer ip addr add 192.168.77.2/24 dev peer0 && peer ip link set peer0 up
+
+ptp4l_start() {  # name priority1 clockIdentity [options...]
+  local name=$1 p1=$2 id=$3; shift 3
+  nsenter -t "$holder" -n ptp4l -f "$examples/ptp4l.cfg" -i peer0 -m -q --priority1 "$p1" --clockIdentity "$id" \
+    --uds_address "$tmp/$name.sock" "${transport_opt[@]}" "$@" >"$tmp/$name.log" 2>&1 &
+  pids+=($!)
+  eval "pid_$name=$!"
+}
+
+# An acknowledgement at the negotiation peer naming grandmaster $1 with class $2 and priority1 $3.
+acked() { grep "\"grandmasterIdentity\":\"$1\"" "$tmp/peer.jsonl" | grep "\"clockClass\":$2," | grep -q "\"grandmasterPriority1\":$3,"; }
+# ptp4l's parent data set names grandmaster $1 with priority1 $2 and class $3.
+pmc_shows() {
+  local out
+  out=$(peer pmc -u -b 0 -d 24 -s "$tmp/slave.sock" -i "$tmp/pmc.$RANDOM" 'GET PARENT_DATA_SET')
+  echo "$out" >"$tmp/pmc.log"
+  grep -Eq "grandmasterIdentity +$1" <<<"$out" && grep -Eq "grandmasterPriority1 +$2\$" <<<"$out" &&
+    grep -Eq "gm.ClockClass +$3\$" <<<"$out"
+}
+
+case $case in
+  slave)
+    "$clkpeer" --listen 127.0.0.1:39011 --format jsonl >"$tmp/peer.jsonl" 2>"$tmp/clkpeer.log" &
+    pids+=($!)
+    "$clksim" --live 0:3=clk0 --peer 127.0.0.1:39011 --format jsonl "$tmp/slave-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
+    pids+=($!)
+    ptp4l_start gm1 100 7c2e0d.fffe.000100
+    wait_for 15 acked 7c2e0d.fffe.000100 6 100 || fail "no acknowledgement of ptp4l's grandmaster"
+    kill "$pid_gm1"
+    wait_for 12 acked 000000.0000.000000 0 0 || fail "no 'announce lost' acknowledgement after ptp4l stopped"
+    ptp4l_start gm2 90 7c2e0d.fffe.000200
+    wait_for 15 acked 7c2e0d.fffe.000200 6 90 || fail "no acknowledgement of the better grandmaster"
+    ;;
+  master)
+    ptp4l_start slave 128 7c2e0d.fffe.000300 --slaveOnly 1
+    "$clksim" --live 1:5=clk0 --format jsonl "$tmp/master-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
+    pids+=($!)
+    wait_for 14 pmc_shows 001b19.fffe.00a001 90 6 || fail "pmc does not show clksim's grandmaster"
+    rewritten() { [ "$(grep '"kind":"step_end"' "$tmp/sim.jsonl" | grep -c '"name":"set_ptp_port_pkt"')" -ge 2 ]; }
+    wait_for 20 rewritten || fail "the orchestrator never rewrote priority1"
+    # Two announce intervals of one second, and the time pmc itself takes.
+    wait_for 3 pmc_shows 001b19.fffe.00a001 80 6 || fail "pmc does not show priority1 80 within two announce intervals"
+    ;;
+  *) fail "unknown case $case" ;;
+esac
+echo "interop $case over $transport: passed"
