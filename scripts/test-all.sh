@@ -19,3 +19,4 @@ run_preset() {
 run_preset dev
 run_preset tsan -L concurrency
 run_preset armhf
+bash scripts/ci/release.sh
