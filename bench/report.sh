@@ -64,7 +64,7 @@ allocating() {
 
 run np np "$calls"
 run portcfg portcfg 200
-for ports in 1 64 384; do run "tick$ports" tick "$ticks" "$ports"; done
+for ports in 0 1 64 384; do run "tick$ports" tick "$ticks" "$ports"; done
 
 per() { awk -v t="$1" -v n="$2" 'BEGIN {printf "%.1f", t / n}'; }
 direct=$(per "$(total np direct)" "$calls")
@@ -112,9 +112,9 @@ textOs=$(text_size -Os)
 # ---- the table --------------------------------------------------------------
 lib=$build/src/libfwmclk.so
 needed=$(readelf -d "$lib" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | tr '\n' ' ')
-noAlloc=$(allocating np)$(allocating tick1)$(allocating tick64)$(allocating tick384)
+noAlloc=$(allocating np)$(allocating tick0)$(allocating tick1)$(allocating tick64)$(allocating tick384)
 
-row() { printf '%-58s %-12s %-14s %s\n' "$@"; }
+row() { printf '%-74s %-10s %-14s %s\n' "$@"; }
 verdict() { awk -v v="$1" -v op="$2" -v g="$3" 'BEGIN {ok = op == "<=" ? v <= g : v >= g; print ok ? "pass" : "FAIL"}'; }
 
 echo "fwmclk performance ($(git -C "$here" rev-parse --short HEAD 2>/dev/null || echo unknown), $(uname -m), callgrind)"
@@ -126,12 +126,17 @@ row "  of which the adapter / the NP frame" "" "$(awk -v a="$adapter" -v d="$dir
 line=$(awk -v n="$npentry" -v a="$adapter" -v nn="$npNoLine" -v an="$adapterNoLine" \
   'BEGIN {printf "%.1f", (n - a) - (nn - an)}')
 row "switched-off diagnostic line, at the call site" "<= 10" "$line" "$(verdict "$line" "<=" 10)"
+# A port's share of a tick: the tick over the ports less the tick over an
+# empty list (the ready checks, the walk's set-up), less the alarm reads.
+empty=$(total tick0 tick)
+row "tick over an empty list (once per tick, whatever the ports)" "" "$(per "$empty" "$ticks")" ""
 for ports in 1 64 384; do
   t=$(total "tick$ports" tick)
   alarms=$(into "tick$ports" tick '^CLK_NP_1588_GetAnnounceAlarm$')
-  perPort=$(awk -v t="$t" -v a="$alarms" -v n="$ticks" -v p="$ports" 'BEGIN {printf "%.1f", (t - a) / n / p}')
+  perPort=$(awk -v t="$t" -v e="$empty" -v a="$alarms" -v n="$ticks" -v p="$ports" \
+    'BEGIN {printf "%.1f", (t - e - a) / n / p}')
   alarm=$(awk -v a="$alarms" -v n="$ticks" -v p="$ports" 'BEGIN {printf "%.0f", a / n / p / 2}')
-  row "tick, $ports port(s): per enabled port besides 2 alarm reads ($alarm each)" "<= 60" "$perPort" \
+  row "tick, $ports port(s): per port besides its 2 alarm reads ($alarm each)" "<= 60" "$perPort" \
     "$(verdict "$perPort" "<=" 60)"
 done
 ratio=$(awk -v a="$portcfg" -v b="$portcfgNp" 'BEGIN {printf "%.3f", a / b}')
