@@ -1,5 +1,7 @@
 #!/bin/sh
-# Counts the instructions of one SetPtpCtrl by three paths under callgrind:
+# Counts the instructions of one SetPtpCtrl by three paths under callgrind, on
+# the simulated engine (bench/report.sh counts the library alone, on a trivial
+# engine driver):
 # the engine-driver function alone, the adapter's slot operation, and the NP
 # entry, the latter with the MSG log level off and on. Each figure is the
 # inclusive count of the named function per call (the engine model's own work

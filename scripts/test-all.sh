@@ -22,3 +22,4 @@ run_preset armhf
 bash scripts/ci/consumer.sh
 bash scripts/ci/armhf-tools.sh
 bash scripts/ci/interop.sh
+bash scripts/ci/release.sh

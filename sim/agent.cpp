@@ -112,9 +112,11 @@ uint32_t IM_Agent_ObjCreate(uint32_t kind, uint32_t id, void **obj, uint32_t han
 uint32_t IM_Agent_AddPara(void *obj, uint32_t type, uint16_t len, const void *data, uint32_t handle) {
   const auto *bytes = static_cast<const uint8_t *>(data);
   std::vector<uint8_t> param(bytes, bytes + len);
-  fwmsim::recorder().add(
-      "agent", fwmsim::call("IM_Agent_AddPara", Ptr{obj}, type, len, fwmsim::textOf(param).c_str(), Hex{handle}),
-      param);
+  if (fwmsim::recorder().enabled()) {
+    fwmsim::recorder().add(
+        "agent", fwmsim::call("IM_Agent_AddPara", Ptr{obj}, type, len, fwmsim::textOf(param).c_str(), Hex{handle}),
+        param);
+  }
   if (auto code = fwmsim::faults().take("IM_Agent_AddPara")) return *code;
   static_cast<fwmsim::LogObject *>(obj)->params.push_back(std::move(param));
   return 0;
@@ -136,7 +138,7 @@ uint32_t IM_Agent_Send(void *obj, uint32_t handle) {
     d.textLen = static_cast<uint16_t>(o->params[2].size());
     d.handle = handle;
     // What an operator would read off the agent, as one event.
-    fwmsim::recorder().add("log", d.level + " " + d.text);
+    if (fwmsim::recorder().enabled()) fwmsim::recorder().add("log", d.level + " " + d.text);
     agent().deliveries.push_back(std::move(d));
   }
   delete o;  // the agent owns a sent object, whatever became of it

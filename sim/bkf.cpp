@@ -82,8 +82,10 @@ using fwmsim::Ptr;
 extern "C" {
 
 uintptr_t BKF_CommInit(void *initRec) {
-  fwmsim::recorder().add("bkf", fwmsim::call("BKF_CommInit", Ptr{initRec}),
-                         fwmsim::bytesOf(initRec, sizeof(ClkBkfCommInitRec)));
+  if (fwmsim::recorder().enabled()) {
+    fwmsim::recorder().add("bkf", fwmsim::call("BKF_CommInit", Ptr{initRec}),
+                           fwmsim::bytesOf(initRec, sizeof(ClkBkfCommInitRec)));
+  }
   if (auto code = fwmsim::faults().take("BKF_CommInit")) return *code;
   auto &f = fwmsim::framework();
   std::lock_guard lk(f.mu);
@@ -108,8 +110,10 @@ uint32_t BKF_CommUninit(uintptr_t comm) {
 }
 
 uintptr_t BKF_MeshCliChInit(uintptr_t comm, void *chRec) {
-  fwmsim::recorder().add("bkf", fwmsim::call("BKF_MeshCliChInit", Hex{comm}, Ptr{chRec}),
-                         fwmsim::bytesOf(chRec, sizeof(ClkBkfChInitRec)));
+  if (fwmsim::recorder().enabled()) {
+    fwmsim::recorder().add("bkf", fwmsim::call("BKF_MeshCliChInit", Hex{comm}, Ptr{chRec}),
+                           fwmsim::bytesOf(chRec, sizeof(ClkBkfChInitRec)));
+  }
   if (auto code = fwmsim::faults().take("BKF_MeshCliChInit")) return *code;
   auto &f = fwmsim::framework();
   std::lock_guard lk(f.mu);

@@ -51,10 +51,17 @@ int64_t Clock::wallSeconds() const {
 }
 
 void Clock::waitQuietLocked(std::unique_lock<std::mutex> &lk) {
-  if (!cv_.wait_for(lk, kQuietLimit, [this] { return busy_ <= 0; })) {
+  if (!quietCv_.wait_for(lk, kQuietLimit, [this] { return busy_ <= 0; })) {
     std::fprintf(stderr, "fwmsim: the board never became quiet (%d threads busy)\n", busy_);
     std::abort();
   }
+}
+
+// Only a quiet board is waited for, and only by those who drive time: a busy
+// count that stays above zero wakes nobody, and the timer thread and the
+// sleepers, who wait on their own condition, are never woken by the count.
+void Clock::notifyIfQuietLocked() {
+  if (busy_ <= 0) quietCv_.notify_all();
 }
 
 void Clock::settle() {
@@ -70,7 +77,7 @@ void Clock::busyInc() {
 void Clock::busyDec() {
   std::lock_guard lk(mu_);
   --busy_;
-  cv_.notify_all();
+  notifyIfQuietLocked();
 }
 
 void Clock::sleepMs(uint64_t ms) {
@@ -90,7 +97,7 @@ void Clock::sleepMs(uint64_t ms) {
   Sleeper s{nowMs_ + ms};
   sleepers_.push_back(&s);
   --busy_;
-  cv_.notify_all();
+  notifyIfQuietLocked();
   cv_.wait(lk, [&s] { return s.woken; });
   // The waker counted this thread busy again on its behalf.
 }
@@ -204,7 +211,7 @@ void Clock::timerThread() {
     fn();
     lk.lock();
     --busy_;
-    cv_.notify_all();
+    notifyIfQuietLocked();
   }
 }
 

@@ -76,11 +76,11 @@ Peer::~Peer() {
 std::optional<std::vector<uint8_t>> Peer::receive(int limitMs) {
   pollfd p{fd_, POLLIN, 0};
   if (::poll(&p, 1, limitMs) != 1) return std::nullopt;
-  std::vector<uint8_t> buf(65536);
-  ssize_t n = ::recv(fd_, buf.data(), buf.size(), 0);
+  // Room for the largest datagram, left as it is: only what arrives is copied out.
+  uint8_t raw[65536];
+  ssize_t n = ::recv(fd_, raw, sizeof raw, 0);
   if (n < 0) return std::nullopt;
-  buf.resize(static_cast<size_t>(n));
-  return buf;
+  return std::vector<uint8_t>(raw, raw + n);
 }
 
 bool Peer::pending() {
@@ -96,8 +96,10 @@ using fwmsim::Ptr;
 extern "C" {
 
 uintptr_t CLOCK_NegoinfoiNtfyCliInit(void *initRec) {
-  fwmsim::recorder().add("nego", fwmsim::call("CLOCK_NegoinfoiNtfyCliInit", Ptr{initRec}),
-                         fwmsim::bytesOf(initRec, sizeof(ClkNtfyCliInitRec)));
+  if (fwmsim::recorder().enabled()) {
+    fwmsim::recorder().add("nego", fwmsim::call("CLOCK_NegoinfoiNtfyCliInit", Ptr{initRec}),
+                           fwmsim::bytesOf(initRec, sizeof(ClkNtfyCliInitRec)));
+  }
   if (auto code = fwmsim::faults().take("CLOCK_NegoinfoiNtfyCliInit")) return *code;
   const auto *rec = static_cast<const ClkNtfyCliInitRec *>(initRec);
   fwmsim::UrlArea url{};
@@ -141,8 +143,10 @@ uint32_t CLOCK_NegoinfoiNtfyCliUninit(uintptr_t client) {
 }
 
 uint32_t CLOCK_NegoinfoiNtfyCliMsgSend(uintptr_t client, const void *msg, uint32_t len) {
-  fwmsim::recorder().add("nego", fwmsim::call("CLOCK_NegoinfoiNtfyCliMsgSend", Hex{client}, Ptr{msg}, len),
-                         msg != nullptr ? fwmsim::bytesOf(msg, len) : std::vector<uint8_t>{});
+  if (fwmsim::recorder().enabled()) {
+    fwmsim::recorder().add("nego", fwmsim::call("CLOCK_NegoinfoiNtfyCliMsgSend", Hex{client}, Ptr{msg}, len),
+                           msg != nullptr ? fwmsim::bytesOf(msg, len) : std::vector<uint8_t>{});
+  }
   if (auto code = fwmsim::faults().take("CLOCK_NegoinfoiNtfyCliMsgSend")) return *code;
   int fd = -1;
   sockaddr_in peer{};

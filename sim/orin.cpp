@@ -39,6 +39,33 @@ uint32_t addTask(std::string name) {
   return id;
 }
 
+namespace {
+// Marks a slot whose block was returned: a lookup goes on past it.
+const void *const kGone = &kGone;
+
+size_t hashOf(const void *block, size_t slots) {
+  const auto bits = static_cast<uint64_t>(reinterpret_cast<uintptr_t>(block));
+  return static_cast<size_t>((bits >> 4) * 0x9E3779B97F4A7C15ull) & (slots - 1);
+}
+}  // namespace
+
+// The slot that holds `block`, or the empty slot where a lookup for it ends.
+size_t Memory::slotOf(const void *block) const {
+  for (size_t i = hashOf(block, slots_.size());; i = (i + 1) & (slots_.size() - 1)) {
+    if (slots_[i].block == block || slots_[i].block == nullptr) return i;
+  }
+}
+
+// Keeps at least half of the table never used, so that every lookup ends.
+void Memory::grow() {
+  std::vector<Slot> previous(live_ * 4 > slots_.size() ? slots_.size() * 2 : slots_.size());
+  previous.swap(slots_);
+  used_ = live_;
+  for (const Slot &s : previous) {
+    if (s.block != nullptr && s.block != kGone) slots_[slotOf(s.block)] = s;
+  }
+}
+
 void *Memory::alloc(uint32_t handle, uint8_t partition, uint32_t size) {
   std::lock_guard lk(mu_);
   ++allocations_;
@@ -47,30 +74,40 @@ void *Memory::alloc(uint32_t handle, uint8_t partition, uint32_t size) {
     return nullptr;
   }
   void *p = std::malloc(size == 0 ? 1 : size);
-  if (p != nullptr) blocks_[p] = Block{handle, partition, size};
+  if (p == nullptr) return nullptr;
+  if ((used_ + 1) * 2 > slots_.size()) grow();
+  Slot &s = slots_[slotOf(p)];
+  used_ += s.block == nullptr ? 1 : 0;
+  s = Slot{p, Block{handle, partition, size}};
+  ++live_;
   return p;
 }
 
 uint32_t Memory::release(uint32_t owner, void *block) {
   std::lock_guard lk(mu_);
-  auto it = blocks_.find(block);
-  if (it == blocks_.end()) return 1;
+  if (block == nullptr) return 1;
+  Slot &s = slots_[slotOf(block)];
+  if (s.block != block) return 1;
   // The owner word is a handle in one use and a partition in another.
-  if (owner != it->second.handle && owner != it->second.partition) return 2;
-  blocks_.erase(it);
+  if (owner != s.info.handle && owner != s.info.partition) return 2;
+  s.block = kGone;
+  --live_;
   std::free(block);
   return 0;
 }
 
 size_t Memory::outstanding() const {
   std::lock_guard lk(mu_);
-  return blocks_.size();
+  return live_;
 }
 
 size_t Memory::outstanding(uint32_t handle, uint8_t partition) const {
   std::lock_guard lk(mu_);
   size_t n = 0;
-  for (const auto &[p, b] : blocks_) n += (b.handle == handle && b.partition == partition) ? 1 : 0;
+  for (const Slot &s : slots_) {
+    const bool held = s.block != nullptr && s.block != kGone;
+    n += (held && s.info.handle == handle && s.info.partition == partition) ? 1 : 0;
+  }
   return n;
 }
 

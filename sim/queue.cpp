@@ -103,13 +103,17 @@ uint32_t FWM_QUE_AsyWrite(uint32_t queueId, uintptr_t *entries, uint32_t count) 
   if (auto code = fwmsim::faults().take("FWM_QUE_AsyWrite")) return *code;
   auto q = fwmsim::queue(queueId);
   if (!q || entries == nullptr) return 0;
-  std::lock_guard lk(q->mu);
   uint32_t n = 0;
-  for (; n < count && q->entries.size() < q->info.depth; ++n) {
-    // Busy before the reader can see it: the board is not quiet until it is handled.
-    fwmsim::clock().busyInc();
-    q->entries.push_back(entries[n]);
+  {
+    std::lock_guard lk(q->mu);
+    for (; n < count && q->entries.size() < q->info.depth; ++n) {
+      // Busy before the reader can see it: the board is not quiet until it is handled.
+      fwmsim::clock().busyInc();
+      q->entries.push_back(entries[n]);
+    }
   }
+  // Signalled once the lock is free again, so that the woken reader does not
+  // run straight into it; a reader takes an entry only with its count (below).
   if (n > 0) {
     uint64_t v = n;
     (void)::write(q->efd, &v, sizeof v);
@@ -125,10 +129,11 @@ int32_t FWM_QUE_AsyRead(uint32_t queueId, uintptr_t *entries, uint32_t count) {
   std::lock_guard lk(q->mu);
   int32_t n = 0;
   for (; static_cast<uint32_t>(n) < count && !q->entries.empty(); ++n) {
+    // An entry whose count is not written yet waits for the next read.
+    uint64_t v = 0;
+    if (::read(q->efd, &v, sizeof v) != static_cast<ssize_t>(sizeof v)) break;
     entries[n] = q->entries.front();
     q->entries.pop_front();
-    uint64_t v = 0;
-    (void)::read(q->efd, &v, sizeof v);
     fwmsim::detail::handOffTaken();
   }
   return n;

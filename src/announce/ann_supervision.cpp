@@ -1,7 +1,11 @@
 // Announce supervision for the Mira family: a 500 ms tick polls every enabled
 // port's announce alarms and forwards the received announce, as an image of
 // the IEEE 1588 announce message, to the negotiation peer.
+#include <atomic>
+
+#include "diag/log.hpp"
 #include "diag/shared_word.hpp"
+#include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
 #include "fwmclk/platform/orin.h"
 #include "fwmclk/platform/securec.h"
@@ -81,6 +85,63 @@ void writeImage(ClkAnnInfo *info, const AnnImage &img) {
 
 uint64_t identity(uint32_t high, uint32_t low) { return (uint64_t{high} << 32) | low; }
 
+// The reporter prints nothing for 0, and 0 is what the tick's steps return
+// almost always, so the tick calls it only for a failure.
+void reportFailure(int32_t code, uint32_t unit, uint32_t port, const char *reason) {
+  if (code != CLK_NP_OK) (void)CLK_NP_RetProcess(code, unit, port, reason);
+}
+
+// Where the poll reads from: a port given by value, or a node of the list.
+struct PortArgs {
+  uint32_t unitNo;
+  uint32_t portNo;
+  uint32_t unit() const { return unitNo; }
+  uint32_t port() const { return portNo; }
+};
+// A node's unit and port are read afresh for each engine call rather than
+// kept across it, which leaves the tick fewer registers to save.
+struct PortNode {
+  ClkPtpPortNode *node;
+  uint32_t unit() const { return std::atomic_ref<uint32_t>(node->unit).load(std::memory_order_relaxed); }
+  uint32_t port() const { return std::atomic_ref<uint32_t>(node->port).load(std::memory_order_relaxed); }
+};
+
+// A failed alarm read's report, out of line: the good path then has nothing
+// to prepare for it.
+template <class At>
+[[gnu::cold, gnu::noinline]] void reportAlarmFailure(int32_t code, At at, const char *reason) {
+  (void)CLK_NP_RetProcess(code, at.unit(), at.port(), reason);
+}
+
+// The poll of one port, shared by the tick and the exported steps; written
+// inline so that a tick costs the two alarm reads and little else per port.
+template <class At>
+[[gnu::always_inline]] inline uint32_t readAnnounceState(At at, uint32_t *state) {
+  uint32_t change = 0;
+  int32_t ret = CLK_NP_1588_GetAnnounceAlarm(at.unit(), at.port(), kAlarmChange, kAlarmReadFlag, &change);
+  if (ret != CLK_NP_OK) reportAlarmFailure(ret, at, "NP_1588_GetAnnounceAlarm ANNOUNCE_CHANGE");
+  uint32_t timeout = 0;
+  ret = CLK_NP_1588_GetAnnounceAlarm(at.unit(), at.port(), kAlarmTimeout, kAlarmReadFlag, &timeout);
+  if (ret != CLK_NP_OK) reportAlarmFailure(ret, at, "NP_1588_GetAnnounceAlarm ANNOUNCE_TIMEOUT");
+  *state = change | (timeout << 1);
+  return 0;
+}
+
+[[gnu::always_inline]] inline uint32_t detectPortAnnChange(ClkPtpPortNode *node) {
+  uint32_t state = 0;
+  const uint32_t ret = readAnnounceState(PortNode{node}, &state);
+  reportFailure(static_cast<int32_t>(ret), node->unit, node->port, "Mira_GetAnnounceState");
+  if (state == 0) return 0;
+  // A timeout alone is first only noted; it is sent if it is still alone next time.
+  if (state == kStateTimeoutOnly && fwmclk::loadShared(node->annState) != CLK_ANN_STATE_LOST) {
+    fwmclk::storeShared(node->annState, static_cast<uint8_t>(CLK_ANN_STATE_LOST));
+    FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] Mira_GetAnnounceState Timeout.");
+    return 0;
+  }
+  (void)FWM_SRV_Mira_PtpAnnAlmProc(state, node);
+  return 0;
+}
+
 // The platform hands its timer callbacks a parameter and the timer's name; the tick needs neither.
 void onAnnounceTimer(uintptr_t /*param*/, uint32_t /*timerName*/) { FWM_SRV_AnnTimerOutProc(); }
 
@@ -96,10 +157,10 @@ void FWM_SRV_CLK_PtpAnnTimerEntry(void) {
   uint32_t ret =
       ORIN_ReltmrCbkStart(&g_clkAnndetectTmr, FWM_SRV_BKF_GetMemHdl(), kTickMs, 0, 0, kPeriodic, onAnnounceTimer);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=%u", ret);
     return;
   }
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] PtpAnnTimerEntry End.");
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] PtpAnnTimerEntry End.");
 }
 
 uint32_t FWM_SRV_CLK_PtpAnnTimerDestroy(void) {
@@ -113,11 +174,10 @@ uint32_t FWM_SRV_CLK_PtpAnnTimerDestroy(void) {
 }
 
 void FWM_SRV_AnnTimerOutProc(void) {
-  ClkBkfHandle handles;
-  FWM_SRV_CLK_GetBkfHdl(&handles);
-  if (handles.client == 0) {
+  // Of the channel's handles only the ready word matters here.
+  if (fwmclk::loadShared(g_fwmClkBkfHandle.client) == 0) {
     fwmclk::storeShared(g_ptpWaitBkfHelloMsgCnt, 0u);
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] Bkf is not ready!");
+    FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] Bkf is not ready!");
     return;
   }
   // Give the peer a few ticks to settle on the freshly ready channel.
@@ -126,42 +186,26 @@ void FWM_SRV_AnnTimerOutProc(void) {
     fwmclk::storeShared(g_ptpWaitBkfHelloMsgCnt, readyTicks + 1);
     return;
   }
+  // Before its first use the list has no links at all; once it has, every
+  // node's link is set before the node is published, so only the head ends it.
   ClkPtpPortNode *node = fwmclk::firstPort();
-  while (!fwmclk::isListEnd(node)) {
-    ClkPtpPortNode *following = fwmclk::nextPort(node);
+  ClkPtpPortNode *const head = fwmclk::listHead();
+  if (node == nullptr || node == head) return;
+  do {
+    ClkPtpPortNode *const following = fwmclk::nextPort(node);
     if (fwmclk::loadShared(node->enable) == 1) {
-      uint32_t ret = FWM_SRV_Mira_PtpDetectPortAnnChng(node);
-      (void)CLK_NP_RetProcess(static_cast<int32_t>(ret), node->unit, node->port, "Mira_PtpSendAnnChangeState");
+      const uint32_t ret = detectPortAnnChange(node);
+      reportFailure(static_cast<int32_t>(ret), node->unit, node->port, "Mira_PtpSendAnnChangeState");
     }
     node = following;
-  }
+  } while (node != head);
 }
 
 uint32_t FWM_SRV_Mira_GetAnnounceState(uint32_t unit, uint32_t port, uint32_t *state) {
-  uint32_t change = 0;
-  int32_t ret = CLK_NP_1588_GetAnnounceAlarm(unit, port, kAlarmChange, kAlarmReadFlag, &change);
-  (void)CLK_NP_RetProcess(ret, unit, port, "NP_1588_GetAnnounceAlarm ANNOUNCE_CHANGE");
-  uint32_t timeout = 0;
-  ret = CLK_NP_1588_GetAnnounceAlarm(unit, port, kAlarmTimeout, kAlarmReadFlag, &timeout);
-  (void)CLK_NP_RetProcess(ret, unit, port, "NP_1588_GetAnnounceAlarm ANNOUNCE_TIMEOUT");
-  *state = change | (timeout << 1);
-  return 0;
+  return readAnnounceState(PortArgs{unit, port}, state);
 }
 
-uint32_t FWM_SRV_Mira_PtpDetectPortAnnChng(ClkPtpPortNode *node) {
-  uint32_t state = 0;
-  uint32_t ret = FWM_SRV_Mira_GetAnnounceState(node->unit, node->port, &state);
-  (void)CLK_NP_RetProcess(static_cast<int32_t>(ret), node->unit, node->port, "Mira_GetAnnounceState");
-  if (state == 0) return 0;
-  // A timeout alone is first only noted; it is sent if it is still alone next time.
-  if (state == kStateTimeoutOnly && fwmclk::loadShared(node->annState) != CLK_ANN_STATE_LOST) {
-    fwmclk::storeShared(node->annState, static_cast<uint8_t>(CLK_ANN_STATE_LOST));
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] Mira_GetAnnounceState Timeout.");
-    return 0;
-  }
-  (void)FWM_SRV_Mira_PtpAnnAlmProc(state, node);
-  return 0;
-}
+uint32_t FWM_SRV_Mira_PtpDetectPortAnnChng(ClkPtpPortNode *node) { return detectPortAnnChange(node); }
 
 uint32_t FWM_SRV_Mira_PtpAnnAlmProc(uint32_t state, ClkPtpPortNode *node) {
   ClkNpAnnFlags flags;
@@ -170,10 +214,10 @@ uint32_t FWM_SRV_Mira_PtpAnnAlmProc(uint32_t state, ClkPtpPortNode *node) {
   (void)memset_s(&fields, sizeof fields, 0, sizeof fields);
   if ((state & kStateChange) != 0) {
     int32_t ret = CLK_NP_1588_GetAnnounceFieldRx(node->unit, node->port, 0, &flags, &fields);
-    (void)CLK_NP_RetProcess(ret, node->unit, node->port, "NP_1588_GetAnnounceFieldRx");
+    reportFailure(ret, node->unit, node->port, "NP_1588_GetAnnounceFieldRx");
   }
   uint32_t ret = FWM_SRV_Mira_PtpSendAnnInfo(&fields, node);
-  (void)CLK_NP_RetProcess(static_cast<int32_t>(ret), node->unit, node->port, "Mira_PtpSendAnnInfo");
+  reportFailure(static_cast<int32_t>(ret), node->unit, node->port, "Mira_PtpSendAnnInfo");
   return static_cast<uint32_t>(
       FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] Mira_PtpAnnAlmProc annState=%u.", state));
 }

@@ -2,6 +2,7 @@
 // encodes it behind a 4-byte root header with the builder of word 1 and sends
 // the 100 bytes through the notification client. Encoding happens on the
 // worker alone, one message at a time, in an area on its stack.
+#include "diag/log.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
@@ -32,8 +33,7 @@ void putU32(uint8_t *at, uint32_t v) { (void)memcpy_s(at, sizeof v, &v, sizeof v
 // also the words of their failure lines.
 bool refused(const ClkBkfSimpoBuilder *b, const char *step) {
   if (b->error == 0) return false;
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] %s fail, ret=%u.", step,
-                                        static_cast<uint32_t>(b->error));
+  FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] %s fail, ret=%u.", step, static_cast<uint32_t>(b->error));
   return true;
 }
 
@@ -82,8 +82,7 @@ extern "C" {
 
 uint32_t FWM_SRV_BKF_SendAckMsg(const ClkAnnInfo *info) {
   uint32_t ret = FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_SEND_ACK, info, sizeof(ClkAnnInfo));
-  if (ret != 0)
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite failed, ret=%u.", ret);
+  if (ret != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite failed, ret=%u.", ret);
   return 0;
 }
 
@@ -92,7 +91,7 @@ uint32_t FWM_SRV_BKF_ProcQueSendAckMsg(void *data, uint32_t) {
   (void)memcpy_s(&info, sizeof info, data, sizeof info);
   uint32_t ret = FWM_SRV_BKF_SendAckMsgProc(info);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] SendAckMsgProc fail, ret=%u.", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] SendAckMsgProc fail, ret=%u.", ret);
     return 1;
   }
   return 0;
@@ -115,15 +114,13 @@ uint32_t FWM_SRV_BKF_SendAckMsgProc(ClkAnnInfo info) {
   if (!AckMsg_annPkt_add(b, info.annPkt)) return 1;
   int32_t len = CLOCK_NEGOINFOI_Msg_end_as_root(b);
   if (len <= 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] AckMsg_end_as_root fail, ret=%u.",
-                                          static_cast<uint32_t>(len));
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] AckMsg_end_as_root fail, ret=%u.", static_cast<uint32_t>(len));
     return 1;
   }
 
   const auto msgLen = static_cast<uint32_t>(len);
   uint32_t ret = CLOCK_NegoinfoiNtfyCliMsgSend(h.client, b->msgStart, msgLen);
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] CliMsgSend ifIndex=%u msgLen=%u ret=%u.",
-                                        info.ifIndex, msgLen, ret);
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] CliMsgSend ifIndex=%u msgLen=%u ret=%u.", info.ifIndex, msgLen, ret);
   return ret;
 }
 

@@ -3,6 +3,7 @@
 // words are read from other threads without a lock, so the client word, which
 // says "ready", is published after everything it depends on.
 #include "channel/channel_mem.hpp"
+#include "diag/log.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
@@ -47,9 +48,7 @@ void FWM_SRV_BkfFree(uint32_t, void *block) {
   if (block != nullptr) fwmclk::channelFree(block);
 }
 
-void FWM_SRV_BkfRecordLog(uint32_t, const char *text) {
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] %s", text);
-}
+void FWM_SRV_BkfRecordLog(uint32_t, const char *text) { FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] %s", text); }
 
 int32_t FWM_SRV_BkfSysLogPrintf(uint32_t, const char *, ...) { return 0; }
 
@@ -57,7 +56,7 @@ uint32_t FWM_SRV_CLK_BkfSimpoInit(ClkBkfHandle *handle) {
   void *block = malloc(sizeof(ClkBkfSimpoBuilder));
   if (block == nullptr) {
     fwmclk::storeShared(handle->builder, uintptr_t{0});
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfSimpoInit fail!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfSimpoInit fail!");
     return 1;
   }
   (void)memset_s(block, sizeof(ClkBkfSimpoBuilder), 0, sizeof(ClkBkfSimpoBuilder));
@@ -67,7 +66,7 @@ uint32_t FWM_SRV_CLK_BkfSimpoInit(ClkBkfHandle *handle) {
 
 int32_t FWM_SRV_CLK_BkfInitComm(ClkBkfInitCommParam *param) {
   if (param == nullptr || param->handleSlot == nullptr || fwmclk::loadShared(*param->handleSlot) != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfInitComm invalid parameter!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfInitComm invalid parameter!");
     return 1;
   }
   ClkBkfCommInitRec rec;
@@ -109,7 +108,7 @@ uint32_t FWM_SRV_CLK_BkfCommonInit(void) {
   param.epollFd = fwmclk::loadShared(g_clkBkfEpollFd);
   (void)FWM_SRV_CLK_BkfInitComm(&param);
   if (fwmclk::loadShared(g_fwmClkBkfHandle.comm) == 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfInitComm fail!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfInitComm fail!");
     return 1;
   }
   return 0;
@@ -130,7 +129,7 @@ uintptr_t FWM_SRV_CLK_BkfNtfyCliInit(void) {
   const uintptr_t comm = fwmclk::loadShared(h.comm);
   const uintptr_t channel = fwmclk::loadShared(h.channel);
   if (fwmclk::loadShared(h.client) != 0 || comm == 0 || channel == 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfInitComm invalid parameter!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfInitComm invalid parameter!");
     return 0;
   }
   ClkNtfyCliInitRec rec;
@@ -142,7 +141,7 @@ uintptr_t FWM_SRV_CLK_BkfNtfyCliInit(void) {
   rec.comm = comm;
   uint32_t ret = BKF_UrlMeshSet(rec.url, kLoopback, kNtfyPort, kNtfyClient);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BKF_UrlMeshSet ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BKF_UrlMeshSet ret=%u", ret);
     return 0;
   }
   uintptr_t client = CLOCK_NegoinfoiNtfyCliInit(&rec);
@@ -155,7 +154,7 @@ uint32_t FWM_SRV_CLK_BkfNftyInit(void) {
   ClkBkfHandle &h = g_fwmClkBkfHandle;
   fwmclk::storeShared(h.channel, FWM_SRV_CLK_BkfChannelInit(fwmclk::loadShared(h.comm), kNtfyChannel, 0, 0));
   if (fwmclk::loadShared(h.channel) == 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfNftyInit null pointer");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfNftyInit null pointer");
     return 1;
   }
   (void)FWM_SRV_CLK_BkfNtfyCliInit();
@@ -165,18 +164,18 @@ uint32_t FWM_SRV_CLK_BkfNftyInit(void) {
 
 void FWM_SRV_CLK_BkfInit(void) {
   if (FWM_SRV_CLK_BkfSimpoInit(&g_fwmClkBkfHandle) != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfSimpoInit fail!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfSimpoInit fail!");
     return;
   }
   if (FWM_SRV_CLK_BkfCommonInit() != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfCommonInit fail!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfCommonInit fail!");
     return;
   }
   if (FWM_SRV_CLK_BkfNftyInit() != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfNftyInit fail!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BkfNftyInit fail!");
     return;
   }
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] BkfInit success.");
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] BkfInit success.");
 }
 
 uint32_t FWM_SRV_CLK_BkfNtfyCliUninit(void) {

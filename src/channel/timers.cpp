@@ -5,6 +5,7 @@
 // live timers needs no lock; it lets a stop with a handle whose timer has
 // already been released be ignored instead of writing into a freed block.
 #include "channel/channel_mem.hpp"
+#include "diag/log.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
 #include "fwmclk/platform/orin.h"
@@ -53,13 +54,13 @@ void *FWM_SRV_BKF_TimerStartOnce(uint32_t, ClkBkfTimerCallback cb, uint32_t leng
   uint32_t ret = ORIN_ReltmrCbkStart(&timer->platformTimer, FWM_SRV_BKF_GetMemHdl(), length, 0,
                                      reinterpret_cast<uintptr_t>(timer), kOneShot, FWM_SRV_BKF_TimerOutProc);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BKF_TimerStartLoop failed, Ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BKF_TimerStartLoop failed, Ret=%u", ret);
     fwmclk::channelFree(timer);
     return nullptr;
   }
   timer->next = gLiveTimers;
   gLiveTimers = timer;
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_DEBUG, "[FWM_SRV_BKF] BKF_TimerStartLoop success.");
+  FWMCLK_LOG(FWM_CLK_LOG_DEBUG, "[FWM_SRV_BKF] BKF_TimerStartLoop success.");
   return timer;
 }
 
@@ -67,13 +68,13 @@ void *FWM_SRV_BKF_TimerStartLoop(uint32_t, ClkBkfTimerCallback, uint32_t, uintpt
 
 void FWM_SRV_BKF_TimerStop(uint32_t fw, void *timer) {
   if (fw == 0 || timer == nullptr) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BKF_TimerStop failed.");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BKF_TimerStop failed.");
     return;
   }
   auto *t = static_cast<ClkBkfTimer *>(timer);
   if (!timerLive(t)) return;  // already expired and released
   t->stopRequested = 1;
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_DEBUG, "[FWM_SRV_BKF] BKF_TimerStop success.");
+  FWMCLK_LOG(FWM_CLK_LOG_DEBUG, "[FWM_SRV_BKF] BKF_TimerStop success.");
 }
 
 void FWM_SRV_BKF_TimerOutProc(uintptr_t timer, uint32_t timerName) {
@@ -82,8 +83,7 @@ void FWM_SRV_BKF_TimerOutProc(uintptr_t timer, uint32_t timerName) {
   ClkBkfTimerQueMsg payload = {1, reinterpret_cast<ClkBkfTimer *>(timer)};
   uint32_t ret = FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_NEGOI_TIMER, &payload, sizeof payload);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite failed, ret=%u, timerName=%u.",
-                                          ret, timerName);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite failed, ret=%u, timerName=%u.", ret, timerName);
   }
 }
 
@@ -102,7 +102,7 @@ uint32_t FWM_SRV_BKF_ProcQueNegoiTimer(void *data, uint32_t) {
     releaseTimer(timer);
     msg->timer = nullptr;
   }
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_DEBUG, "[FWM_SRV_BKF] ProcQueueNegoiTimer End.");
+  FWMCLK_LOG(FWM_CLK_LOG_DEBUG, "[FWM_SRV_BKF] ProcQueueNegoiTimer End.");
   return 0;
 }
 

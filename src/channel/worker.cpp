@@ -4,6 +4,7 @@
 // poster copies its payload into channel blocks, and from a successful post on
 // the worker owns and releases them.
 #include "channel/channel_mem.hpp"
+#include "diag/log.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/channel.h"
 #include "fwmclk/diag.h"
@@ -47,22 +48,22 @@ void FWM_SRV_CLK_CreateBkfTask(void) {
   if (fwmclk::loadShared(g_FwmSrvBkfThreadId) != 0) return;
   uint32_t ret = FwmEpollTaskCreate(kTaskName, &g_FwmSrvBkfThreadId, FWM_SRV_CLK_BkfProcThread, 0);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] CreateBkfTask fail, ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] CreateBkfTask fail, ret=%u", ret);
     return;
   }
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] CreateBkfTask success.");
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] CreateBkfTask success.");
 }
 
 uint32_t FWM_SRV_BKF_CreateEpollQue(int32_t epollFd) {
   uint32_t queue = FWM_QUE_CreateNew(kQueueName, kQueueMode, kQueueDepth, kQueueEntrySize);
   fwmclk::storeShared(g_ClkBkfQueueProcID, queue);
   if (queue == 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create epoll que failed!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create epoll que failed!");
     return 1;
   }
   uint32_t ret = FWM_QUE_EpollReg(queue, epollFd, FWM_SRV_BKF_QueueDataProc);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create epoll reg failed!, ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create epoll reg failed!, ret=%u", ret);
     (void)FWM_QUE_Destory(queue);
     return ret;
   }
@@ -73,17 +74,17 @@ uint32_t FWM_SRV_CLK_BkfProcThread(void) {
   int32_t fd = MESH_EpollCreate();
   fwmclk::storeShared(g_clkBkfEpollFd, fd);
   if (fd == -1) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create clk epoll failed!");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create clk epoll failed!");
     return 1;
   }
   uint32_t ret = FWM_SRV_BKF_CreateEpollQue(fd);
   if (ret != 0) {
     (void)MESH_Close(fd);
     fwmclk::storeShared(g_clkBkfEpollFd, int32_t{-1});
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] CreateEpollQue failed, ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] CreateEpollQue failed, ret=%u", ret);
     return ret;
   }
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] CreateEpollQue success.");
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV_BKF] CreateEpollQue success.");
   FWM_SRV_CLK_BkfInit();
   FWM_SRV_CLK_BkfTaskMain();
 }
@@ -91,13 +92,12 @@ uint32_t FWM_SRV_CLK_BkfProcThread(void) {
 void FWM_SRV_CLK_BkfTaskMain(void) {
   uint32_t ret = QUAY_InitDeadloopMonitor();
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] Init Deadloop monitor failed ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] Init Deadloop monitor failed ret=%u", ret);
   }
   const auto tid = static_cast<uint32_t>(syscall(SYS_gettid));
   ret = regDeadloopMon(tid, kDeadloopLimits[0], kDeadloopLimits[1], kDeadloopLimits[2], kDeadloopLimits[3]);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] Register Deadloop monitor failed, ret=%u",
-                                          ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] Register Deadloop monitor failed, ret=%u", ret);
   }
   ClkBkfEpollEvent events[CLK_BKF_EPOLL_EVENT_NUM];
   for (;;) {
@@ -118,7 +118,7 @@ uint32_t FWM_SRV_BKF_QueMsgDispatch(uint32_t type, void *data, uint32_t length) 
   ClkBkfQueMsgProc proc = g_clkBkfQueMsgDispatchTbl[type].proc;
   if (proc == nullptr) return 1;
   uint32_t ret = proc(data, length);
-  if (ret != 0) (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] msg proc fail, ret=%u.", ret);
+  if (ret != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] msg proc fail, ret=%u.", ret);
   return ret;
 }
 
@@ -126,8 +126,7 @@ uint32_t FWM_SRV_BKF_QueueDataProc(uintptr_t queue, uint32_t, uint32_t) {
   uintptr_t entry = 0;
   int32_t n = FWM_QUE_AsyRead(static_cast<uint32_t>(queue), &entry, 1);
   if (n <= 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Read epoll que failed, readCnt=%u.",
-                                          static_cast<uint32_t>(n));
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Read epoll que failed, readCnt=%u.", static_cast<uint32_t>(n));
     return 1;
   }
   auto *msg = reinterpret_cast<ClkBkfQueMsg *>(entry);
@@ -155,8 +154,7 @@ uint32_t FWM_SRV_BKF_QueProcWrite(uint32_t type, const void *data, uint32_t leng
   uintptr_t entry = reinterpret_cast<uintptr_t>(msg);
   uint32_t written = FWM_QUE_AsyWrite(fwmclk::loadShared(g_ClkBkfQueueProcID), &entry, 1);
   if (written == 1) return 0;
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite fail, msgtype=%u, writeCnt=%u.",
-                                        type, written);
+  FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] QueProcWrite fail, msgtype=%u, writeCnt=%u.", type, written);
   fwmclk::channelFree(copy);
   fwmclk::channelFree(msg);
   return 1;

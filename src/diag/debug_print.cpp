@@ -2,6 +2,7 @@
 // print through which the NP layer reports driver failures.
 #include <cstdarg>
 
+#include "diag/log.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
 #include "fwmclk/platform/comp.h"
@@ -33,7 +34,7 @@ uint32_t g_clkFwmSrvDbgId = kNotRegistered;
 void **g_clkFwmSrvDbgFunVtbl = nullptr;
 
 int32_t FWM_SRV_CLK_InitDbg(void) {
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "Start register CLK FWM_SRV_CLK...");
+  FWMCLK_LOG(FWM_CLK_LOG_INFO, "Start register CLK FWM_SRV_CLK...");
   uint32_t id = fwmclk::loadShared(g_clkFwmSrvDbgId);
   if (id != kNotRegistered) {
     return FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "clk FWM_SRV_CLK has been registered, g_clkFwmSrvDbgId=%u",

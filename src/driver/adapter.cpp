@@ -9,6 +9,7 @@
 #include "fwmclk/np.h"
 #include "fwmclk/platform/oda.h"
 #include "fwmclk/platform/securec.h"
+#include "np/where.hpp"
 
 namespace fwmclk::driver {
 namespace {
@@ -73,10 +74,28 @@ int32_t reported(int32_t code, uint32_t unit, uint32_t port, const char *reason)
   return code;
 }
 
+// Only the engine's own success maps to success.
+constexpr bool onlySuccessMapsToOk() {
+  for (size_t code = 1; code < std::size(kErrorMap); ++code) {
+    if (kErrorMap[code] == CLK_NP_OK) return false;
+  }
+  return kErrorMap[0] == CLK_NP_OK;
+}
+static_assert(onlySuccessMapsToOk());
+
+// Map and report an engine failure; out of line, so that the good path keeps
+// only the unit and port across the engine call.
+[[gnu::cold, gnu::noinline]] int32_t engineFailed(uint32_t odaCode, fwmclk::np::Where where, const char *reason) {
+  return reported(clk_1588_get_error_code_from_oda_error_code(odaCode), where.unit(), where.port(), reason);
+}
+
 // The forwarder frame: engine call with the unit and port first, map, report.
 template <auto Oda, class... A>
 int32_t forward(const char *reason, uint32_t unit, uint32_t port, A... args) {
-  return reported(clk_1588_get_error_code_from_oda_error_code(Oda(unit, port, args...)), unit, port, reason);
+  const fwmclk::np::Where where(unit, port);
+  const uint32_t odaCode = Oda(unit, port, args...);
+  if (odaCode == 0) return CLK_NP_OK;
+  return engineFailed(odaCode, where, reason);
 }
 
 // Reads into a local buffer of the engine's size and copies the caller's

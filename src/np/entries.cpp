@@ -8,9 +8,11 @@
 #include <type_traits>
 #include <utility>
 
+#include "diag/log.hpp"
 #include "fwmclk/diag.h"
 #include "fwmclk/np.h"
 #include "np/slots.hpp"
+#include "np/where.hpp"
 
 namespace fwmclk::np {
 namespace {
@@ -159,11 +161,10 @@ bool pointerMissing(A... args) {
   }
 }
 
-// Step 3: the parameter line, handed over unformatted so that a switched-off
-// level costs no formatting.
+// Step 3: the parameter line, handed over unformatted.
 template <size_t Row, class Tuple, size_t... I>
 void logValues(uint32_t unit, const Tuple &args, std::index_sequence<I...>) {
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, kEntries[Row].paramLine, unit, std::get<I>(args)...);
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, kEntries[Row].paramLine, unit, std::get<I>(args)...);
 }
 
 template <size_t Row, class... A>
@@ -174,16 +175,35 @@ void logParams(uint32_t unit, A... args) {
   }
 }
 
+// Step 5 for a failure: kept out of line, so that the good path saves only
+// what the report needs.
+template <auto Member>
+[[gnu::cold, gnu::noinline]] int32_t reportFailure(int32_t result, Where where) {
+  (void)CLK_NP_RetProcess(result, where.unit(), where.port(), kEntries[kRowOf<Member>].reason);
+  return result;
+}
+
 // Steps 4 and 5: the slot (or the empty-slot code) and the report.
 template <auto Member, class... A>
-int32_t callSlot(uint32_t unit, uint32_t port, A... args) {
+[[gnu::always_inline]] inline int32_t callSlot(uint32_t unit, uint32_t port, A... args) {
   using Fn = std::remove_cvref_t<decltype(std::declval<Funcs &>().*Member)>;
   static_assert(std::is_same_v<Fn, int32_t (*)(uint32_t, A...)>, "entry and slot take the same arguments");
   const Fn fn = g_fnNpClkDriver[unit].*Member;
-  const int32_t result = fn != nullptr ? fn(unit, args...) : CLK_NP_ERR_NO_FUNC;
+  if (fn == nullptr) return reportFailure<Member>(CLK_NP_ERR_NO_FUNC, Where(unit, port));
+  const Where where(unit, port);
+  const int32_t result = fn(unit, args...);
   // The reporter is silent for success; skipping the call keeps the good path short.
-  if (result != CLK_NP_OK) (void)CLK_NP_RetProcess(result, unit, port, kEntries[kRowOf<Member>].reason);
+  if (result != CLK_NP_OK) return reportFailure<Member>(result, where);
   return result;
+}
+
+// Steps 3 to 5 when the parameter line is wanted: out of line, so that the
+// switched-off case neither calls the log nor keeps the arguments across it.
+template <auto Member, class... A>
+[[gnu::noinline]] int32_t loggedCall(uint32_t unit, uint32_t port, A... rest) {
+  constexpr size_t row = kRowOf<Member>;
+  logParams<row>(unit, port, rest...);
+  return callSlot<Member>(unit, port, port, rest...);
 }
 
 // The common frame.
@@ -193,7 +213,9 @@ int32_t entry(uint32_t unit, uint32_t port, A... rest) {
   static_assert(kEntries[row].shape == Shape::Frame, "entries with a shape of their own are written out");
   if (unit > kMaxUnit) return CLK_NP_ERR_UNIT;
   if (pointerMissing<row>(port, rest...)) return CLK_NP_ERR_NULL_PTR;
-  logParams<row>(unit, port, rest...);
+  if constexpr (kEntries[row].paramLine != nullptr) {
+    if (diagOn(FWM_CLK_LOG_MSG)) return loggedCall<Member>(unit, port, rest...);
+  }
   return callSlot<Member>(unit, port, port, rest...);
 }
 
@@ -277,7 +299,7 @@ int32_t CLK_NP_1588_GetPktTxEn(uint32_t unit, uint32_t port, uint32_t pktType, u
   static_assert(e.shape == Shape::LogAfterCall);
   if (unit > kMaxUnit) return CLK_NP_ERR_UNIT;
   const int32_t result = callSlot<&Funcs::getPktTxEn>(unit, port, port, pktType, enable);
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, e.paramLine, unit, port, pktType, *enable);
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, e.paramLine, unit, port, pktType, *enable);
   return result;
 }
 
@@ -289,9 +311,8 @@ int32_t CLK_NP_1588_SetPortEn(uint32_t unit, uint32_t port, uint32_t enable, Clk
   static_assert(e.shape == Shape::OwnLine);
   if (unit > kMaxUnit) return CLK_NP_ERR_UNIT;
   if (pointerMissing<row>(info)) return CLK_NP_ERR_NULL_PTR;
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, e.paramLine, static_cast<int32_t>(unit),
-                                        static_cast<int32_t>(port), info->fwdUnit, info->fwdPort,
-                                        static_cast<int32_t>(enable));
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, e.paramLine, static_cast<int32_t>(unit), static_cast<int32_t>(port), info->fwdUnit,
+             info->fwdPort, static_cast<int32_t>(enable));
   return callSlot<&Funcs::setPortEn>(unit, port, port, enable, info);
 }
 

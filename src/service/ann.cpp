@@ -1,5 +1,6 @@
 // Announce message programming: the body and flag field the engine transmits,
 // and the announce clear.
+#include "diag/log.hpp"
 #include "fwmclk/np.h"
 #include "fwmclk/platform/securec.h"
 #include "fwmclk/service_ops.h"
@@ -97,8 +98,7 @@ uint32_t CLK_NP_1588_SetAnnPortPkt(uint32_t unit, uint32_t port, ClkPtpAnnPkt *a
   const uint32_t c = res(CLK_NP_1588_SetPktTxEn(unit, port, kNpPktTypeAnnounce, 1));
   const uint32_t r = g | a | b | c;
   if (r != 0)
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR,
-                                          "[FWM_SRV_CLK] SetAnnPortPkt failed, unit=%u port=%u ret=%u", unit, port, r);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] SetAnnPortPkt failed, unit=%u port=%u ret=%u", unit, port, r);
   return r;
 }
 
@@ -118,8 +118,7 @@ uint32_t FWM_SRV_CLK_SetPtpAnnClr(uint32_t unit, uint32_t port) {
   fillFlags(&flags, kReadFlagWordNum);
   uint32_t r = res(CLK_NP_1588_SetAnnounceAlarm(unit, port, kAlarmAnnounceChange, 1));
   r |= res(CLK_NP_1588_GetAnnounceFieldRx(unit, port, 1, &flags, &fields));  // read-clear; the fields are dropped
-  if (r != 0)
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] SetPtpAnnClr failed, ret = %u", r);
+  if (r != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] SetPtpAnnClr failed, ret = %u", r);
   return r;
 }
 

@@ -1,7 +1,8 @@
 // Encapsulation of a port's PTP packets and the source port identities.
+#include "diag/log.hpp"
 #include "fwmclk/np.h"
-#include "fwmclk/platform/securec.h"
 #include "fwmclk/service_ops.h"
+#include "service/rx_identity.hpp"
 #include "service/svc_common.hpp"
 
 namespace {
@@ -14,7 +15,6 @@ using fwmclk::svc::res;
 constexpr uint32_t kAddressedNpPktTypes[] = {3, 0, 1};
 constexpr uint32_t kCtrlSrcIp = 26;
 constexpr uint32_t kVlanTpid = 0x81000000u;
-constexpr uint32_t kRxIdentityAltPktType = 4;  // the one orchestrator type that uses identity type 0
 
 bool hasVlanTag(uint32_t encapType) { return (encapType & ~2u) == 1; }  // 1 and 3
 bool hasIpv4(uint32_t encapType) { return encapType - 2u <= 1; }        // 2 and 3
@@ -25,7 +25,7 @@ uint32_t vlanTag(uint32_t priority, uint32_t vlanId) {
 }
 
 void copyIdentity(ClkNpPortIdentity *dst, const uint32_t (&src)[3]) {
-  (void)memset_s(dst, sizeof *dst, 0, sizeof *dst);
+  *dst = ClkNpPortIdentity{};
   dst->word[0] = src[0];
   dst->word[1] = src[1];
   dst->word[2] = src[2];
@@ -64,14 +64,7 @@ uint32_t FWM_SRV_CLK_SetPtpEncapVlan(uint32_t unit, uint32_t port, ClkPtpPktEnca
 
 uint32_t FWM_SRV_CLK_SetPtpRxSrcPortId(uint32_t unit, uint32_t port, ClkPtpRxSrcPortId *id) {
   if (id == nullptr) return nullRecord("SetPtpRxSrcPortId");
-  ClkNpPortIdentity identity;
-  copyIdentity(&identity, id->identity);
-  const uint32_t identityType = id->pktType == kRxIdentityAltPktType ? 0u : 1u;
-  const uint32_t r = res(CLK_NP_1588_SetEncapSportIdentityRx(unit, port, identityType, &identity));
-  if (r != 0)
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR,
-                                          "[SetPtpRxSrcPortId] SetEncapSportIdentityRx failed, ret = %u", r);
-  return r;
+  return fwmclk::svc::setRxSrcPortId(unit, port, id->pktType, id->identity);
 }
 
 uint32_t FWM_SRV_CLK_SetPtpTxSrcPortId(uint32_t unit, uint32_t port, ClkPtpTxSrcPortId *id) {
@@ -79,9 +72,7 @@ uint32_t FWM_SRV_CLK_SetPtpTxSrcPortId(uint32_t unit, uint32_t port, ClkPtpTxSrc
   ClkNpPortIdentity identity;
   copyIdentity(&identity, id->identity);
   const uint32_t r = res(CLK_NP_1588_SetEncapSportIdentityTx(unit, port, &identity));
-  if (r != 0)
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR,
-                                          "[SetPtpTxSrcPortId] SetEncapSportIdentityTx failed, ret = %u", r);
+  if (r != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[SetPtpTxSrcPortId] SetEncapSportIdentityTx failed, ret = %u", r);
   return r;
 }
 

@@ -1,5 +1,6 @@
 // Receive and transmit control per orchestrator packet type, driven by one
 // translation table.
+#include "diag/log.hpp"
 #include "fwmclk/np.h"
 #include "fwmclk/service_ops.h"
 #include "service/svc_common.hpp"
@@ -59,7 +60,7 @@ constexpr SettingWriter kWriters[kSettingNum] = {
 template <Setting S>
 uint32_t setPerPktType(uint32_t unit, uint32_t port, uint32_t pktType, uint32_t value) {
   if (pktType - kFirstPktType >= kPktTypeNum) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "%s%u", kWriters[S].invalidLine, pktType);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "%s%u", kWriters[S].invalidLine, pktType);
     return kRefused;
   }
   const Targets &t = kPktTypeMap[pktType - kFirstPktType][S];
@@ -117,11 +118,11 @@ uint32_t FWM_SRV_CLK_SetPtpTxCtl(uint32_t unit, uint32_t port, ClkPtpTxCtl *tx) 
   if (tx == nullptr) return nullRecord("SetPtpTxCtl");
   uint32_t r = FWM_SRV_CLK_SetPktInterval(unit, port, tx->pktType, tx->interval);
   if (r != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[SetPtpTxCtl] SetPktInterval failed, ret = %u", r);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[SetPtpTxCtl] SetPktInterval failed, ret = %u", r);
     return r;
   }
   r = FWM_SRV_CLK_SetPktTxEn(unit, port, tx->pktType, tx->txEnable);
-  if (r != 0) (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[SetPtpTxCtl] SetPktTxEn failed, ret = %u", r);
+  if (r != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[SetPtpTxCtl] SetPktTxEn failed, ret = %u", r);
   return r;
 }
 

@@ -1,7 +1,9 @@
 // Global and per-port PTP configuration, path asymmetry and SSM receive.
+#include "diag/log.hpp"
 #include "fwmclk/np.h"
-#include "fwmclk/platform/securec.h"
 #include "fwmclk/service_ops.h"
+#include "service/mira_hook.hpp"
+#include "service/rx_identity.hpp"
 #include "service/svc_common.hpp"
 
 namespace {
@@ -44,6 +46,31 @@ bool writesCtrl18(uint32_t enable, uint32_t state, uint32_t stateFlag) {
   return state == kStatePassive || (state == kStateSlave && stateFlag == 0);
 }
 
+// The two halves of the port configuration, inline in it and in their own
+// exported operations.
+[[gnu::always_inline]] inline uint32_t portCfg1(uint32_t unit, uint32_t port, uint32_t stateFlag, ClkPtpPortCfg *cfg) {
+  const uint32_t state = cfg->portState;
+  uint32_t r = res(CLK_NP_1588_SetPtpState(unit, port, state));
+  r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl0, cfg->ctrlType0Value));
+  r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl1, cfg->ctrlType1Value));
+  if (writesCtrl18(cfg->enable, state, stateFlag)) {
+    r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl18, cfg->enable));
+    if (state == kStateSlave && stateFlag == 0) r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrlSlavePort, port));
+  }
+  return checked("SetPtpPortCfg1", r);
+}
+
+[[gnu::always_inline]] inline uint32_t portCfg2(uint32_t unit, uint32_t port, ClkPtpPortCfg *cfg) {
+  uint32_t r = res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl2, cfg->ctrlType2Value));
+  r |= res(CLK_NP_1588_SetAnnounceTimeout(unit, port, cfg->annTimeoutMultiple, 0));
+  if (cfg->ctrlType1Value == 1)
+    r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl6, 1));
+  else
+    r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl7, 255));
+  r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl33, cfg->ctrlType33Value));
+  return checked("SetPtpPortCfg2", r);
+}
+
 }  // namespace
 
 extern "C" {
@@ -56,48 +83,30 @@ uint32_t FWM_SRV_CLK_SetPtpGlbCfg(ClkPtpGlbCfg *cfg) {
 uint32_t FWM_SRV_CLK_SetPtpPortCfg(uint32_t unit, uint32_t port, uint32_t fwdTarget, ClkPtpPortCfg *cfg) {
   if (cfg == nullptr) return nullRecord("SetPtpPortCfg");
   // The hook keeps the state word as it arrived, flag included.
-  (void)FWM_SRV_CLK_MIRASpecialProc(unit, port, cfg);
+  (void)fwmclk::svc::miraSpecialProc(unit, port, cfg);
 
   const uint32_t stateFlag = (cfg->portState & FWM_CLK_PORT_STATE_FLAG) != 0 ? 1u : 0u;
   cfg->portState &= ~FWM_CLK_PORT_STATE_FLAG;
 
-  ClkNpPortEnInfo info;
-  (void)memset_s(&info, sizeof info, 0, sizeof info);
+  ClkNpPortEnInfo info{};
   uint32_t r = 0;
   // Off before anything else is written, on only after everything else.
   if (cfg->enable == 0) r = setPortEnable(unit, port, fwdTarget, 0, &info);
-  r |= FWM_SRV_CLK_SetPtpPortCfg1(unit, port, stateFlag, cfg);
-  ClkPtpRxSrcPortId rxId = {kRxIdentityPktType,
-                            {cfg->rxSrcPortIdentity[0], cfg->rxSrcPortIdentity[1], cfg->rxSrcPortIdentity[2]}};
-  r |= FWM_SRV_CLK_SetPtpRxSrcPortId(unit, port, &rxId);
+  r |= portCfg1(unit, port, stateFlag, cfg);
+  r |= fwmclk::svc::setRxSrcPortId(unit, port, kRxIdentityPktType, cfg->rxSrcPortIdentity);
   r |= res(CLK_NP_1588_SetPktTxEn(unit, port, kNpPktTypeAnnounceTx, cfg->enable));
   r |= res(CLK_NP_1588_SetEncapDomainNumber(unit, port, cfg->domainNumber));
-  r |= FWM_SRV_CLK_SetPtpPortCfg2(unit, port, cfg);
+  r |= portCfg2(unit, port, cfg);
   if (cfg->enable == 1) r |= setPortEnable(unit, port, fwdTarget, 1, &info);
   return checked("SetPtpPortCfg", r);
 }
 
 uint32_t FWM_SRV_CLK_SetPtpPortCfg1(uint32_t unit, uint32_t port, uint32_t stateFlag, ClkPtpPortCfg *cfg) {
-  const uint32_t state = cfg->portState;
-  uint32_t r = res(CLK_NP_1588_SetPtpState(unit, port, state));
-  r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl0, cfg->ctrlType0Value));
-  r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl1, cfg->ctrlType1Value));
-  if (writesCtrl18(cfg->enable, state, stateFlag)) {
-    r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl18, cfg->enable));
-    if (state == kStateSlave && stateFlag == 0) r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrlSlavePort, port));
-  }
-  return checked("SetPtpPortCfg1", r);
+  return portCfg1(unit, port, stateFlag, cfg);
 }
 
 uint32_t FWM_SRV_CLK_SetPtpPortCfg2(uint32_t unit, uint32_t port, ClkPtpPortCfg *cfg) {
-  uint32_t r = res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl2, cfg->ctrlType2Value));
-  r |= res(CLK_NP_1588_SetAnnounceTimeout(unit, port, cfg->annTimeoutMultiple, 0));
-  if (cfg->ctrlType1Value == 1)
-    r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl6, 1));
-  else
-    r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl7, 255));
-  r |= res(CLK_NP_1588_SetPtpCtrl(unit, port, kCtrl33, cfg->ctrlType33Value));
-  return checked("SetPtpPortCfg2", r);
+  return portCfg2(unit, port, cfg);
 }
 
 uint32_t FWM_SRV_CLK_SetPtpPortAsym(uint32_t unit, uint32_t port, ClkPtpPortAsym *asym) {
@@ -110,10 +119,9 @@ uint32_t FWM_SRV_CLK_SetPtpPortAsym(uint32_t unit, uint32_t port, ClkPtpPortAsym
 }
 
 uint32_t FWM_SRV_CLK_SetSsmPortCfg(uint32_t unit, uint32_t port, ClkSsmPortCfg *ssm) {
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "[FWM_SRV_CLK] SetSsmPortCfg, unit=%u, port=%u, ssmRxEn=%u",
-                                        unit, port, ssm->ssmRxEn);
+  FWMCLK_LOG(FWM_CLK_LOG_INFO, "[FWM_SRV_CLK] SetSsmPortCfg, unit=%u, port=%u, ssmRxEn=%u", unit, port, ssm->ssmRxEn);
   const uint32_t r = res(CLK_NP_1588_SetSsmRxEnable(unit, port, ssm->ssmRxEn));
-  if (r != 0) (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] SetSsmPortCfg failed, ret=%u", r);
+  if (r != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] SetSsmPortCfg failed, ret=%u", r);
   return r;
 }
 

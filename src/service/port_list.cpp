@@ -4,6 +4,7 @@
 // only this thread writes the links and the configuration words, and only the
 // tick writes annState.
 #include "service/port_list.hpp"
+#include "diag/log.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
 #include "fwmclk/platform/orin.h"
@@ -12,7 +13,7 @@
 
 namespace {
 
-ClkPtpPortNode *head() { return reinterpret_cast<ClkPtpPortNode *>(&g_ClkLocalData); }
+ClkPtpPortNode *head() { return fwmclk::listHead(); }
 
 // The head is only ever reached through these two, never dereferenced as a node.
 void setNext(ClkPtpPortNode *at, ClkPtpPortNode *value) {
@@ -27,14 +28,6 @@ void setPrev(ClkPtpPortNode *at, ClkPtpPortNode *value) {
 }
 
 }  // namespace
-
-namespace fwmclk {
-
-ClkPtpPortNode *firstPort() { return loadShared(g_ClkLocalData.next); }
-ClkPtpPortNode *nextPort(ClkPtpPortNode *node) { return loadShared(node->next); }
-bool isListEnd(const ClkPtpPortNode *node) { return node == head() || node == nullptr; }
-
-}  // namespace fwmclk
 
 extern "C" {
 
@@ -61,7 +54,7 @@ ClkPtpPortNode *FWM_SRV_CLK_PtpAddPort(uint32_t unit, uint32_t port) {
   node = static_cast<ClkPtpPortNode *>(
       ORIN_MemAlloc(FWM_SRV_BKF_GetMemHdl(), FWM_SRV_BKF_GetMemPtNo(), sizeof(ClkPtpPortNode)));
   if (node == nullptr) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV] PtpAddPort Malloc failed.");
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV] PtpAddPort Malloc failed.");
     return nullptr;
   }
   (void)memset_s(node, sizeof *node, 0, sizeof *node);
@@ -72,7 +65,7 @@ ClkPtpPortNode *FWM_SRV_CLK_PtpAddPort(uint32_t unit, uint32_t port) {
   node->unit = unit;
   setNext(head(), node);  // the publication: the node is complete from here on
   setPrev(first, node);
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "[FWM_SRV] PtpAddPort success unit=%u port=%u.", unit, port);
+  FWMCLK_LOG(FWM_CLK_LOG_MSG, "[FWM_SRV] PtpAddPort success unit=%u port=%u.", unit, port);
   return node;
 }
 
@@ -90,7 +83,7 @@ uint32_t FWM_SRV_CLK_IsExistPtpPortEnable(void) {
   for (ClkPtpPortNode *n = fwmclk::firstPort(); !fwmclk::isListEnd(n); n = fwmclk::nextPort(n)) {
     if (fwmclk::loadShared(n->enable) == 1) return 1;
   }
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_DEBUG, "[FWM_SRV] IsExistPtpPortEnable False.");
+  FWMCLK_LOG(FWM_CLK_LOG_DEBUG, "[FWM_SRV] IsExistPtpPortEnable False.");
   return 0;
 }
 

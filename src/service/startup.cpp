@@ -1,4 +1,5 @@
 // The library's front door: lifecycle events and the start-up sequence.
+#include "diag/log.hpp"
 #include "diag/shared_word.hpp"
 #include "fwmclk/diag.h"
 #include "fwmclk/np.h"
@@ -29,8 +30,7 @@ uint8_t g_fwmClkFeNum = 0;
 
 uint32_t FWM_SRV_InitCLKMemHandle(void) {
   uint32_t ret = ORIN_HandleInitialize("fwm.srv.clk", &g_fwmSrvClkHandle);
-  if (ret != 0)
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV] InitCLKMemHandle failed, Ret=%u", ret);
+  if (ret != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV] InitCLKMemHandle failed, Ret=%u", ret);
   return ret;
 }
 
@@ -38,23 +38,23 @@ uint32_t FWM_SRV_InitCLKMemPdtNo(void) {
   void *table = nullptr;
   uint32_t ret = COMP_GetVTable(kComponent, kMemIface, &table);
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[InitCLKMemPdtNo] GetVTable failed, Ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[InitCLKMemPdtNo] GetVTable failed, Ret=%u", ret);
     return ret;
   }
   if (table == nullptr) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "COMP Get error, ret has null pointer. ret = %u", 0u);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "COMP Get error, ret has null pointer. ret = %u", 0u);
     return 1;
   }
   auto getMemPtNo = reinterpret_cast<COMP_GETMEMPTNO_FN>(static_cast<void **>(table)[kGetMemPtNoIndex]);
   if (getMemPtNo == nullptr) {
     fwmclk::storeShared(g_fwmClkMemPtNo, kFallbackPartition);
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "GetMemPtNo is null");
+    FWMCLK_LOG(FWM_CLK_LOG_INFO, "GetMemPtNo is null");
     return 0;
   }
   uint32_t partition = getMemPtNo(kMemModule, "fwm.orch.clk");
   fwmclk::storeShared(g_fwmClkMemPtNo, static_cast<uint8_t>(partition));
   if (partition == 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "GetMemPtNo failed");
+    FWMCLK_LOG(FWM_CLK_LOG_INFO, "GetMemPtNo failed");
     return 1;
   }
   return 0;
@@ -91,13 +91,13 @@ uint32_t FWM_SRV_CLK_TARN_NpProcCtrlPacket(uint32_t operation, void *rule) {
 uint32_t FWM_SRV_CLK_ACLInit(void) {
   ClkAclRule rule;
   (void)memset_s(&rule, sizeof rule, 0, sizeof rule);
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "[FWM_Srv_Clk] begin acl init.");
+  FWMCLK_LOG(FWM_CLK_LOG_INFO, "[FWM_Srv_Clk] begin acl init.");
   (void)memset_s(rule.mask, sizeof rule.mask, 0xFF, sizeof rule.mask);
   rule.word276 = FWM_CLK_ACL_RULE_WORD;
   uint32_t ret = FWM_SRV_CLK_TARN_NpProcCtrlPacket(0, &rule);
   // A rule that is already installed is as good as a new one.
   if (ret == 0 || ret == kTarnAlreadyPresent) return 0;
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_Srv_Clk] ACLInit failed, Ret=%u", ret);
+  FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_Srv_Clk] ACLInit failed, Ret=%u", ret);
   return ret;
 }
 
@@ -108,7 +108,7 @@ uint32_t FWM_SRV_CLK_Init(void) {
 
   uint32_t ret = FWM_SRV_InitCLKMemHandle();
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK_Init] InitCLKMemHandle failed, Ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK_Init] InitCLKMemHandle failed, Ret=%u", ret);
     return ret;
   }
   ret = FWM_SRV_InitCLKMemPdtNo();
@@ -123,11 +123,11 @@ uint32_t FWM_SRV_CLK_Init(void) {
 
   ret = FWM_SRV_CLK_ACLInit();
   if (ret != 0) {
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK_Init] ACLInit failed, Ret=%u", ret);
+    FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK_Init] ACLInit failed, Ret=%u", ret);
     return ret;
   }
   (void)FWM_SRV_CLK_InitDbg();
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "clk init finish.");
+  FWMCLK_LOG(FWM_CLK_LOG_INFO, "clk init finish.");
   return 0;
 }
 
@@ -135,14 +135,13 @@ int32_t FWM_Srv_Clk_Notify(int32_t event) {
   if (event == FWM_CLK_EVENT_STARTUP) {
     uint32_t ret = FWM_SRV_CLK_Init();
     if (ret != 0) {
-      (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "pub clk init ok event fail. ret = %d",
-                                            static_cast<int32_t>(ret));
+      FWMCLK_LOG(FWM_CLK_LOG_ERROR, "pub clk init ok event fail. ret = %d", static_cast<int32_t>(ret));
       return 1;
     }
   } else if (event == FWM_CLK_EVENT_MASTER_IP) {
     (void)FWM_SRV_ORCH_CLK_ImAgentUpdateMasterIp();
   }
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_INFO, "pub clk init ok event success.");
+  FWMCLK_LOG(FWM_CLK_LOG_INFO, "pub clk init ok event success.");
   return 0;
 }
 

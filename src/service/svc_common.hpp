@@ -4,6 +4,7 @@
 
 #include <stdint.h>
 
+#include "diag/log.hpp"
 #include "fwmclk/diag.h"
 
 namespace fwmclk::svc {
@@ -16,13 +17,13 @@ constexpr uint32_t kRefused = 1;
 
 // "[FWM_SRV] <op>, null pointer" at ERROR; the refusal to hand back.
 inline uint32_t nullRecord(const char *op) {
-  (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV] %s, null pointer", op);
+  FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV] %s, null pointer", op);
   return kRefused;
 }
 
 // "[FWM_SRV_CLK] <op> failed, Ret=%u" at ERROR when r is non-zero; returns r.
 inline uint32_t checked(const char *op, uint32_t r) {
-  if (r != 0) (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] %s failed, Ret=%u", op, r);
+  if (r != 0) FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_CLK] %s failed, Ret=%u", op, r);
   return r;
 }
 

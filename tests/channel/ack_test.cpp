@@ -23,9 +23,8 @@ ClkAnnInfo annInfo(uint32_t ifIndex, uint32_t pktLen, uint8_t seed) {
 
 // What the peer must receive: a zero root header, then the record unchanged.
 std::vector<uint8_t> wire(const ClkAnnInfo &info) {
-  std::vector<uint8_t> out(4, 0);
-  const auto *b = reinterpret_cast<const uint8_t *>(&info);
-  out.insert(out.end(), b, b + sizeof info);
+  std::vector<uint8_t> out(4 + sizeof info, 0);
+  std::memcpy(out.data() + 4, &info, sizeof info);
   return out;
 }
 

@@ -53,8 +53,18 @@ class Memory {
     uint8_t partition;
     uint32_t size;
   };
+  // The blocks held, by address: an open-addressed table, so that taking and
+  // returning a block costs no allocation of its own and no tree walk.
+  struct Slot {
+    const void *block = nullptr;  // nullptr: never used; kGone: used before
+    Block info{};
+  };
+  size_t slotOf(const void *block) const;
+  void grow();
   mutable std::mutex mu_;
-  std::map<const void *, Block> blocks_;
+  std::vector<Slot> slots_ = std::vector<Slot>(1024);
+  size_t live_ = 0;
+  size_t used_ = 0;  // live and formerly used slots
   uint64_t allocations_ = 0;
   int failIn_ = 0;
   int failCount_ = 0;

@@ -76,9 +76,11 @@ class Clock {
   void fireDueLocked(std::unique_lock<std::mutex> &lk);
   uint64_t nextDueLocked() const;
   void waitQuietLocked(std::unique_lock<std::mutex> &lk);
+  void notifyIfQuietLocked();
 
   mutable std::mutex mu_;
-  std::condition_variable cv_;
+  std::condition_variable cv_;       // timers due, sleepers woken, mode changed
+  std::condition_variable quietCv_;  // the busy count reached zero
   Mode mode_ = Mode::Virtual;
   uint64_t nowMs_ = 0;
   std::chrono::steady_clock::time_point realStart_;

@@ -2,6 +2,7 @@
 // times, or always, optionally after letting some calls through.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -28,6 +29,8 @@ class Faults {
   };
   std::mutex mu_;
   std::map<std::string, Plan, std::less<>> plans_;
+  // Mirrors plans_.size(): with nothing planned, a call need not take the lock.
+  std::atomic<size_t> planned_{0};
 };
 
 Faults &faults();
