@@ -175,6 +175,7 @@ std::optional<uint32_t> Faults::take(std::string_view fn) {
     return std::nullopt;
   }
   uint32_t code = p.code;
+  ++delivered_[it->first];
   if (p.times != kAlways && --p.times <= 0) {
     plans_.erase(it);
     armed_.store(plans_.size(), std::memory_order_relaxed);
@@ -182,9 +183,16 @@ std::optional<uint32_t> Faults::take(std::string_view fn) {
   return code;
 }
 
+int Faults::delivered(std::string_view fn) const {
+  std::lock_guard lk(mu_);
+  auto it = delivered_.find(fn);
+  return it == delivered_.end() ? 0 : it->second;
+}
+
 void Faults::clear() {
   std::lock_guard lk(mu_);
   plans_.clear();
+  delivered_.clear();
   armed_.store(0, std::memory_order_relaxed);
 }
 

@@ -47,6 +47,8 @@ class Faults {
   void inject(std::string fn, uint32_t code, int times = 1, int skip = 0);
   // Consumes one injection for `fn`, if one is due.
   std::optional<uint32_t> take(std::string_view fn);
+  // How many injected failures of `fn` were answered since the last clear().
+  int delivered(std::string_view fn) const;
   void clear();
 
  private:
@@ -55,7 +57,8 @@ class Faults {
     int times;
     int skip;
   };
-  std::mutex mu_;
+  mutable std::mutex mu_;
+  std::map<std::string, int, std::less<>> delivered_;
   // Lets the many unfaulted calls (memset_s, syscall) skip the lock.
   std::atomic<size_t> armed_{0};
   std::map<std::string, Plan, std::less<>> plans_;
