@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the tools need.
 # As root it installs what is missing; otherwise it prints the apt-get line.
-# Usage: scripts/deps.sh [core|cross|tools|bench|all]...
+# Usage: scripts/deps.sh [core|cross|tools|bench|check|fuzz|all]...
 set -euo pipefail
 
 pkgs_core=(cmake ninja-build g++ googletest libgtest-dev libgmock-dev python3 binutils)
@@ -9,6 +9,7 @@ pkgs_cross=(g++-arm-linux-gnueabihf qemu-user binutils-arm-linux-gnueabihf)
 pkgs_tools=(libyaml-cpp-dev libfmt-dev libcli11-dev nlohmann-json3-dev)
 pkgs_bench=(libbenchmark-dev valgrind)
 pkgs_check=(tshark clang-format clang-tidy)
+pkgs_fuzz=(clang libclang-rt-14-dev)
 
 want=()
 for group in "${@:-core}"; do
@@ -18,7 +19,8 @@ for group in "${@:-core}"; do
     tools) want+=("${pkgs_tools[@]}") ;;
     bench) want+=("${pkgs_bench[@]}") ;;
     check) want+=("${pkgs_check[@]}") ;;
-    all) want+=("${pkgs_core[@]}" "${pkgs_cross[@]}" "${pkgs_tools[@]}" "${pkgs_bench[@]}" "${pkgs_check[@]}") ;;
+    fuzz) want+=("${pkgs_fuzz[@]}") ;;
+    all) want+=("${pkgs_core[@]}" "${pkgs_cross[@]}" "${pkgs_tools[@]}" "${pkgs_bench[@]}" "${pkgs_check[@]}" "${pkgs_fuzz[@]}") ;;
     *) echo "deps.sh: unknown group '$group'" >&2; exit 2 ;;
   esac
 done

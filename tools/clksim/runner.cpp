@@ -268,7 +268,7 @@ bool Runner::runStep(const Step &s) {
 }
 
 int Runner::run() {
-  setUpBoard();
+  if (opt_.freshBoard) setUpBoard();
   for (auto *o : observers_) o->begin(sc_);
   fwmsim::recorder().setSink([this](const fwmsim::Event &e) { onEvent(e); });
   fwmtools::Endpoint peer{"127.0.0.1", 0};

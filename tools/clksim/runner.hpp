@@ -17,6 +17,7 @@ namespace clksim {
 struct RunOptions {
   bool realtime = false;                   // real threads on the wall clock instead of virtual time
   std::optional<fwmtools::Endpoint> peer;  // an external negotiation peer; none = the built-in one
+  bool freshBoard = true;                  // false: go on from where the last run left the board
 };
 
 class Runner {
