@@ -4,6 +4,8 @@
 // failures the platform could really answer. The board starts once; every
 // input goes on from where the last one left it.
 #include <cstring>
+#include <list>
+#include <memory>
 
 #include "fwmclk/np.h"
 #include "fwmsim/faults.hpp"
@@ -38,11 +40,16 @@ constexpr NpSet4 kNp4[] = {CLK_NP_1588_SetPtpCtrl,           CLK_NP_1588_SetEnca
                            CLK_NP_1588_SetEncapFlagFieldSel, CLK_NP_1588_SetEncapDip,       CLK_NP_1588_SetPktTxEn,
                            CLK_NP_1588_SetPktInterval,       CLK_NP_1588_SetAnnounceTimeout};
 
-void run(const clksim::Scenario &sc, bool fresh) {
+// A board thread can still be reporting into the recorder's sink as a run
+// ends, so every run and its scenario live for the whole process.
+void run(clksim::Scenario sc, bool fresh) {
+  static std::list<std::pair<clksim::Scenario, std::unique_ptr<clksim::Runner>>> runs;
   clksim::RunOptions opt;
   opt.freshBoard = fresh;
   opt.peer = fwmtools::Endpoint{"127.0.0.1", 9};  // nobody listens; sends still succeed
-  clksim::Runner(sc, opt).run();
+  auto &r = runs.emplace_back(std::move(sc), nullptr);
+  r.second = std::make_unique<clksim::Runner>(r.first, opt);
+  r.second->run();
 }
 
 }  // namespace
@@ -50,7 +57,7 @@ void run(const clksim::Scenario &sc, bool fresh) {
 extern "C" int LLVMFuzzerInitialize(int *, char ***) {
   auto sc =
       clksim::loadScenario("board: {chipType: 40, engines: 2}\nsteps: [notify: startup, notify: master_ip]\n", "up");
-  run(std::get<clksim::Scenario>(sc), true);
+  run(std::get<clksim::Scenario>(std::move(sc)), true);
   return 0;
 }
 
@@ -101,7 +108,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     sc.steps.push_back(std::move(s));
   }
-  run(sc, false);
+  run(std::move(sc), false);
   fwmsim::faults().clear();
   return 0;
 }
