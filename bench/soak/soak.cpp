@@ -21,10 +21,17 @@ namespace {
 constexpr int kUnits = 8, kPorts = 48;
 constexpr int kChangeEverySeconds = 3;
 
+// The negotiation peer for the whole run: the library's client keeps the
+// address it was given at start-up, so one socket serves every chunk, read
+// after each step so that its receive buffer never overflows.
 struct Counter : clksim::TraceObserver {
+  fwmtools::UdpSocket peer;
   size_t received = 0;
   void begin(const clksim::Scenario &) override { fwmsim::recorder().setEnabled(false); }
-  void record(const clksim::TraceRecord &r) override { received += r.kind == clksim::TraceKind::PeerRx ? 1 : 0; }
+  void record(const clksim::TraceRecord &r) override {
+    if (r.kind != clksim::TraceKind::StepEnd) return;
+    while (peer.receive(std::chrono::milliseconds(0))) ++received;
+  }
 };
 
 long residentKb() {
@@ -44,6 +51,7 @@ int run(const std::string &yaml, bool fresh, Counter &c) {
   }
   clksim::RunOptions opt;
   opt.freshBoard = fresh;
+  opt.peer = fwmtools::Endpoint{"127.0.0.1", c.peer.localPort()};
   clksim::Runner r(std::get<clksim::Scenario>(loaded), opt);
   r.addObserver(&c);
   return r.run();
@@ -54,6 +62,7 @@ int run(const std::string &yaml, bool fresh, Counter &c) {
 int main(int argc, char **argv) {
   const int hours = argc > 1 ? std::atoi(argv[1]) : 24;
   Counter acks;
+  if (!acks.peer.bind({"127.0.0.1", 0})) return 2;
   std::string setup = fmt::format("board: {{chipType: 40, engines: {}}}\nsteps:\n  - notify: startup\n", kUnits);
   for (int u = 0; u < kUnits; ++u)
     for (int p = 0; p < kPorts; ++p)
