@@ -11,6 +11,7 @@ echo "== fuzz (${seconds}s per target)"
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz -j "$(nproc)"
 findings=build/fuzz/findings
+rm -rf "$findings"
 mkdir -p "$findings"
 failed=()
 for exe in build/fuzz/tests/fuzz/fuzz_*; do
