@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(
                 51, "expected a MAC address like 00:1b:19:00:00:01"},
         BadCase{"duplicate key", "board: {chipType: 40, chipType: 41}\nsteps: []\n", 1, 23,
                 "field 'chipType' of board given twice"},
-        BadCase{"second document", std::string(kBoard) + "steps: []\n---\nname: x\n", 4, 1, "a second YAML document"},
+        BadCase{"second document", std::string(kBoard) + "steps: []\n---\nname: x\n", 3, 1, "a second YAML document"},
         BadCase{"complex key", std::string(kBoard) + "steps:\n  - {[a]: 1}\n", 3, 6,
                 "a step: a field name is a plain word, not a list"},
         BadCase{"empty file", "", 1, 1, "expected a scenario"},
