@@ -18,6 +18,13 @@ if(FWMCLK_SANITIZE)
   endif()
 endif()
 
+# Fuzzing (clang): every target is built with libFuzzer's coverage hooks; only
+# the fuzz targets link its driver (tests/fuzz).
+option(FWMCLK_FUZZ "Build the fuzz targets with libFuzzer (needs clang)" OFF)
+if(FWMCLK_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
 # The production library's code generation: no exceptions, no RTTI, no guard
 # variables (which would pull in the C++ runtime), nothing exported by default.
 # The exported functions call each other directly, not through the PLT, and

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages the build, the tests and the tools need.
 # As root it installs what is missing; otherwise it prints the apt-get line.
-# Usage: scripts/deps.sh [core|cross|tools|cross-tools|bench|check|package|interop|all]...
+# Usage: scripts/deps.sh [core|cross|tools|cross-tools|bench|check|package|interop|fuzz|all]...
 # cross-tools: the tools' libraries for armhf, through Debian multiarch (adds
 # the armhf architecture to dpkg first).
 set -euo pipefail
@@ -18,6 +18,7 @@ pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc+
 pkgs_check=(tshark jq clang-format clang-tidy)
 pkgs_package=(dpkg-dev lintian pkgconf file help2man jq)
 pkgs_interop=(linuxptp iproute2 util-linux)
+pkgs_fuzz=(clang libclang-rt-14-dev)
 
 want=()
 for group in "${@:-core}"; do
@@ -30,8 +31,9 @@ for group in "${@:-core}"; do
     check) want+=("${pkgs_check[@]}") ;;
     package) want+=("${pkgs_package[@]}") ;;
     interop) want+=("${pkgs_interop[@]}") ;;
+    fuzz) want+=("${pkgs_fuzz[@]}") ;;
     all) want+=("${pkgs_core[@]}" "${pkgs_cross[@]}" "${pkgs_tools[@]}" "${pkgs_cross_tools[@]}" "${pkgs_bench[@]}" \
-                "${pkgs_check[@]}" "${pkgs_package[@]}" "${pkgs_interop[@]}") ;;
+                "${pkgs_check[@]}" "${pkgs_package[@]}" "${pkgs_interop[@]}" "${pkgs_fuzz[@]}") ;;
     *) echo "deps.sh: unknown group '$group'" >&2; exit 2 ;;
   esac
 done

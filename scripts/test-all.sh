@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
-# Runs every test: the dev build (ASan/UBSan) on this machine, the
-# ThreadSanitizer build of the concurrent parts, then the armhf cross build
-# under qemu-arm. Installs what it needs first.
+# Runs every test: the dev build (ASan/UBSan) on this machine, the whole
+# suite under ThreadSanitizer, clksim under memcheck, each fuzz target for a
+# bounded time, then the armhf cross build under qemu-arm. Installs what it
+# needs first. Each stage beyond the presets is a script of scripts/ci/.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,7 +18,9 @@ run_preset() {
 }
 
 run_preset dev
-run_preset tsan -L concurrency
+bash scripts/ci/tsan.sh
+bash scripts/ci/memcheck.sh
+bash scripts/ci/fuzz.sh
 run_preset armhf
 bash scripts/ci/consumer.sh
 bash scripts/ci/armhf-tools.sh

@@ -66,6 +66,7 @@ extern "C" {
 
 uint32_t IM_Agent_GetHandle(void) {
   record("agent", "IM_Agent_GetHandle");
+  if (fwmsim::faults().take("IM_Agent_GetHandle")) return 0;
   std::lock_guard lk(agent().mu);
   return agent().existingHandle;
 }
@@ -75,6 +76,7 @@ uint32_t IM_Agent_Init(void *para) {
   std::lock_guard lk(agent().mu);
   const auto *bytes = static_cast<const uint8_t *>(para);
   agent().initRecord.assign(bytes, bytes + sizeof(ClkImAgentInitPara));
+  if (fwmsim::faults().take("IM_Agent_Init")) return 0;
   if (agent().initFailures > 0) {
     --agent().initFailures;
     return 0;
@@ -147,10 +149,11 @@ uint32_t IM_Agent_Send(void *obj, uint32_t handle) {
 
 uint32_t IM_Agent_ObjFree(void *obj, uint32_t handle) {
   record("agent", "IM_Agent_ObjFree", Ptr{obj}, Hex{handle});
+  // A refused free leaves the object with the agent, which cleans up after itself.
   delete static_cast<fwmsim::LogObject *>(obj);
   std::lock_guard lk(agent().mu);
   --agent().objects;
-  return 0;
+  return fwmsim::faults().take("IM_Agent_ObjFree").value_or(0);
 }
 
 int32_t IM_Agent_Debug(const void *rec8, const char *name, uint32_t id, const char *fmt, ...) {
@@ -161,6 +164,7 @@ int32_t IM_Agent_Debug(const void *rec8, const char *name, uint32_t id, const ch
   va_end(ap);
   const auto *w = static_cast<const uint32_t *>(rec8);
   record("agent", "IM_Agent_Debug", Hex{w[0]}, Hex{w[1]}, name, Hex{id}, fmt, static_cast<const char *>(buf));
+  if (auto code = fwmsim::faults().take("IM_Agent_Debug")) return static_cast<int32_t>(*code);
   std::lock_guard lk(agent().mu);
   agent().debug.emplace_back(buf);
   return 0;

@@ -74,33 +74,36 @@ using fwmsim::record;
 
 extern "C" {
 
+// These have no failure of their own; a fault answers a value the board was not set up with.
 uint32_t FWM_Srv_Get_ChipType(void) {
   record("devm", "FWM_Srv_Get_ChipType");
-  return board().chipType;
+  return fwmsim::faults().take("FWM_Srv_Get_ChipType").value_or(board().chipType);
 }
 
 uint32_t FWM_Srv_Get_FeNum(void) {
   record("devm", "FWM_Srv_Get_FeNum");
-  return board().feNum;
+  return fwmsim::faults().take("FWM_Srv_Get_FeNum").value_or(board().feNum);
 }
 
 uint32_t FWM_Srv_Get_ChassisId(void) {
   record("devm", "FWM_Srv_Get_ChassisId");
-  return board().chassisId;
+  return fwmsim::faults().take("FWM_Srv_Get_ChassisId").value_or(board().chassisId);
 }
 
 uint32_t FWM_Srv_Get_Slotid(uint32_t chassisId) {
   record("devm", "FWM_Srv_Get_Slotid", chassisId);
-  return board().slotId;
+  return fwmsim::faults().take("FWM_Srv_Get_Slotid").value_or(board().slotId);
 }
 
 uint32_t DEVM_GetSelfBoardIp(uint32_t *ipv4) {
   record("devm", "DEVM_GetSelfBoardIp", fwmsim::Ptr{ipv4});
+  if (auto code = fwmsim::faults().take("DEVM_GetSelfBoardIp")) return *code;
   return fwmsim::queryAddress(board().selfIp, ipv4);
 }
 
 uint32_t DEVM_GetMasterBoardIp(uint32_t *ipv4) {
   record("devm", "DEVM_GetMasterBoardIp", fwmsim::Ptr{ipv4});
+  if (auto code = fwmsim::faults().take("DEVM_GetMasterBoardIp")) return *code;
   return fwmsim::queryAddress(board().masterIp, ipv4);
 }
 

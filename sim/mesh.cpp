@@ -186,6 +186,7 @@ int32_t MESH_EpollCreate(void) {
 
 int32_t MESH_Close(int32_t fd) {
   record("mesh", "MESH_Close", fd);
+  if (auto code = fwmsim::faults().take("MESH_Close")) return static_cast<int32_t>(*code);
   std::shared_ptr<fwmsim::Instance> inst;
   {
     std::lock_guard lk(fwmsim::gMu);
@@ -204,6 +205,8 @@ int32_t MESH_EpollWait(int32_t fd, MESH_EPOLL_EVENT *events, int32_t maxEvents, 
   fwmsim::tlInEventLoop = true;
   // Everything taken since the last wait has been handled by now.
   for (; fwmsim::tlTaken > 0; --fwmsim::tlTaken) fwmsim::clock().busyDec();
+  // A failed wait returns at once, with the caller still at work.
+  if (auto code = fwmsim::faults().take("MESH_EpollWait")) return static_cast<int32_t>(*code);
   auto inst = fwmsim::instance(fd);
   if (!inst || events == nullptr || maxEvents <= 0) return -1;
 

@@ -162,7 +162,9 @@ uint32_t CLOCK_NegoinfoiNtfyCliMsgSend(uintptr_t client, const void *msg, uint32
   return n == static_cast<ssize_t>(len) ? 0 : fwmsim::kErrSocket;
 }
 
+// The slice-key codecs are handed to the framework, never called by the library.
 int32_t CLOCK_NegoinfoiSliceKeyCmp(const void *a, const void *b) {
+  if (auto v = fwmsim::faults().take("CLOCK_NegoinfoiSliceKeyCmp")) return static_cast<int32_t>(*v);
   uint32_t x = 0, y = 0;
   std::memcpy(&x, a, sizeof x);
   std::memcpy(&y, b, sizeof y);
@@ -170,6 +172,7 @@ int32_t CLOCK_NegoinfoiSliceKeyCmp(const void *a, const void *b) {
 }
 
 char *CLOCK_NegoinfoiSliceKeyGetStr(const void *key, char *buf, uint32_t bufLen) {
+  if (fwmsim::faults().take("CLOCK_NegoinfoiSliceKeyGetStr")) return nullptr;
   uint32_t k = 0;
   std::memcpy(&k, key, sizeof k);
   std::snprintf(buf, bufLen, "slice %u", k);
@@ -177,6 +180,7 @@ char *CLOCK_NegoinfoiSliceKeyGetStr(const void *key, char *buf, uint32_t bufLen)
 }
 
 int32_t CLOCK_NegoinfoiSliceKeyCodec(void *key, void *buf, uint32_t len, uint32_t direction) {
+  if (auto code = fwmsim::faults().take("CLOCK_NegoinfoiSliceKeyCodec")) return static_cast<int32_t>(*code);
   if (len < sizeof(uint32_t)) return 1;
   if (direction == 0) {
     std::memcpy(buf, key, sizeof(uint32_t));

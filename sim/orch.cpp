@@ -11,6 +11,7 @@ extern "C" {
 
 uint32_t FWM_ORCH_CLK_RegSrvIntf(void *intf) {
   fwmsim::record("orch", "FWM_ORCH_CLK_RegSrvIntf", fwmsim::Ptr{intf});
+  if (auto code = fwmsim::faults().take("FWM_ORCH_CLK_RegSrvIntf")) return *code;
   auto *slots = static_cast<void **>(intf);
   fwmsim::orchestrator().registrations.emplace_back(slots, slots + 15);
   return fwmsim::orchestrator().regResult;

@@ -147,11 +147,14 @@ uint32_t ORIN_HandleInitialize(const char *name, uint32_t *handle) {
 
 void *ORIN_MemAlloc(uint32_t handle, uint8_t partition, uint32_t size) {
   record("orin", "ORIN_MemAlloc", Hex{handle}, partition, size);
+  if (fwmsim::faults().take("ORIN_MemAlloc")) return nullptr;
   return fwmsim::memory().alloc(handle, partition, size);
 }
 
 uint32_t ORIN_MemFree(uint32_t owner, void *block) {
   record("orin", "ORIN_MemFree", Hex{owner}, Ptr{block});
+  // A refused release keeps the block: the partition stays short of it.
+  if (auto code = fwmsim::faults().take("ORIN_MemFree")) return *code;
   return fwmsim::memory().release(owner, block);
 }
 

@@ -81,6 +81,7 @@ uint32_t FWM_QUE_EpollReg(uint32_t queueId, int32_t epollFd, MESH_EPOLL_HANDLER 
 
 uint32_t FWM_QUE_Destory(uint32_t queueId) {
   record("que", "FWM_QUE_Destory", queueId);
+  if (auto code = fwmsim::faults().take("FWM_QUE_Destory")) return *code;
   std::shared_ptr<fwmsim::Queue> q;
   {
     std::lock_guard lk(fwmsim::gMu);

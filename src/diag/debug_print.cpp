@@ -66,7 +66,8 @@ int32_t FWM_SRV_CLK_PrintDbg(uint32_t level, const char *format, ...) {
   struct tm local;
   if (localtime_r(&now, &local) == nullptr) return 0;
   char timeText[kTimeSize];
-  (void)strftime(timeText, sizeof timeText, "%Y-%m-%d %H:%M:%S", &local);
+  // A failed conversion leaves the buffer's contents undefined: print no time rather than read them.
+  if (strftime(timeText, sizeof timeText, "%Y-%m-%d %H:%M:%S", &local) == 0) timeText[0] = '\0';
 
   char message[kMessageSize];
   (void)memset_s(message, sizeof message, 0, sizeof message);

@@ -47,7 +47,7 @@ TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   const std::vector<std::vector<uint8_t>> datagrams = {{},
                                                        {0x01, 0x02, 0x03},
                                                        std::vector<uint8_t>(good.begin(), good.begin() + 99),
-                                                       std::vector<uint8_t>(1500, 0xFF),
+                                                       std::vector<uint8_t>(3000, 0xFF),
                                                        notAnnounce,
                                                        std::vector<uint8_t>(loss.begin(), loss.end()),
                                                        std::vector<uint8_t>(good.begin(), good.end())};
@@ -58,7 +58,7 @@ TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   auto lines = fwmtest::splitLines(o.out);
   ASSERT_EQ(lines.size(), 7u) << o.out;
   const char *reasons[] = {"length 0, an acknowledgement is 100 bytes", "length 3, an acknowledgement is 100 bytes",
-                           "length 99, an acknowledgement is 100 bytes", "length 1500, an acknowledgement is 100 bytes",
+                           "length 99, an acknowledgement is 100 bytes", "length 3000, an acknowledgement is 100 bytes",
                            "message type 9, not an announce (11)"};
   for (size_t i = 0; i < 5; ++i) {
     auto j = json::parse(lines[i]);

@@ -6,11 +6,14 @@
 #include <cctype>
 #include <charconv>
 #include <cmath>
+#include <filesystem>
 #include <fstream>
 #include <limits>
 #include <optional>
+#include <set>
 #include <sstream>
 
+#include "fwmsim/faults.hpp"
 #include "fwmtools/announce.hpp"
 
 namespace clksim {
@@ -51,6 +54,7 @@ class Loader {
   std::string scalar(const std::string &what, const YAML::Node &v, const char *expected);
   const YAML::Node &mapping(const std::string &what, const YAML::Node &n);
   void knownKeys(const std::string &what, const YAML::Node &n, const std::vector<std::string_view> &keys);
+  std::string key(const std::string &what, const YAML::Node &k);
 
   std::string file_;
 };
@@ -118,26 +122,41 @@ std::optional<uint64_t> parseUnsigned(std::string s) {
   return v;
 }
 
-std::optional<uint32_t> parseIpv4(const std::string &s) {
-  unsigned a, b, c, d;
-  char tail;
-  if (std::sscanf(s.c_str(), "%u.%u.%u.%u%c", &a, &b, &c, &d, &tail) != 4) return std::nullopt;
-  if (a > 255 || b > 255 || c > 255 || d > 255) return std::nullopt;
-  return a << 24 | b << 16 | c << 8 | d;
+// `count` octets separated by `sep`, each of 1 to `digits` digits in `base`
+// and at most 255: no signs, blanks or wrap-around.
+template <size_t N>
+std::optional<std::array<uint8_t, N>> parseOctets(std::string_view s, char sep, int base, size_t digits) {
+  std::array<uint8_t, N> out{};
+  for (size_t i = 0; i < N; ++i) {
+    size_t len = 0;
+    unsigned v = 0;
+    for (; len < s.size() && s[len] != sep; ++len) {
+      int d = std::isdigit(static_cast<unsigned char>(s[len])) ? s[len] - '0'
+              : std::isxdigit(static_cast<unsigned char>(s[len]))
+                  ? std::tolower(static_cast<unsigned char>(s[len])) - 'a' + 10
+                  : 99;
+      if (d >= base || len >= digits) return std::nullopt;
+      v = v * static_cast<unsigned>(base) + static_cast<unsigned>(d);
+    }
+    if (len == 0 || v > 255) return std::nullopt;
+    out[i] = static_cast<uint8_t>(v);
+    s.remove_prefix(len);
+    if (i + 1 < N) {
+      if (s.empty()) return std::nullopt;
+      s.remove_prefix(1);
+    }
+  }
+  if (!s.empty()) return std::nullopt;
+  return out;
 }
 
-std::optional<std::array<uint8_t, 6>> parseMac(const std::string &s) {
-  unsigned o[6];
-  char tail;
-  if (std::sscanf(s.c_str(), "%x:%x:%x:%x:%x:%x%c", &o[0], &o[1], &o[2], &o[3], &o[4], &o[5], &tail) != 6)
-    return std::nullopt;
-  std::array<uint8_t, 6> m{};
-  for (int i = 0; i < 6; ++i) {
-    if (o[i] > 255) return std::nullopt;
-    m[static_cast<size_t>(i)] = static_cast<uint8_t>(o[i]);
-  }
-  return m;
+std::optional<uint32_t> parseIpv4(const std::string &s) {
+  auto o = parseOctets<4>(s, '.', 10, 3);
+  if (!o) return std::nullopt;
+  return uint32_t{(*o)[0]} << 24 | uint32_t{(*o)[1]} << 16 | uint32_t{(*o)[2]} << 8 | (*o)[3];
 }
+
+std::optional<std::array<uint8_t, 6>> parseMac(const std::string &s) { return parseOctets<6>(s, ':', 16, 2); }
 
 void putLe(std::vector<uint8_t> &b, size_t at, size_t width, uint64_t v) {
   for (size_t i = 0; i < width; ++i) b[at + i] = static_cast<uint8_t>(v >> (8 * i));
@@ -156,6 +175,11 @@ std::string displayValue(const YAML::Node &v) {
   e << YAML::Flow << v;
   return e.c_str();
 }
+
+// One step never runs the board for more than a virtual day.
+constexpr uint64_t kMaxAdvanceMs = 24ull * 3600 * 1000;
+// Scenarios are hand-written; anything larger is not one.
+constexpr std::uintmax_t kMaxFileBytes = 1u << 20;
 
 const std::vector<std::string_view> kTopKeys = {"name", "description", "board", "steps"};
 const std::vector<std::string_view> kBoardKeys = {"chipType", "engines",   "chassis",   "slot",     "selfIp",
@@ -196,7 +220,18 @@ std::vector<std::string_view> eventStepNames() { return kEventSteps; }
 std::string LoadError::text() const {
   std::string s = pos.file;
   if (pos.line > 0) s += ":" + std::to_string(pos.line) + ":" + std::to_string(pos.column);
-  return s + ": error: " + message;
+  s += ": error: ";
+  // What a file says is shown, never obeyed by the terminal.
+  for (char c : message) {
+    auto u = static_cast<unsigned char>(c);
+    if (u < 0x20 || u == 0x7F) {
+      static constexpr char kHex[] = "0123456789abcdef";
+      s += std::string("\\x") + kHex[u >> 4] + kHex[u & 15];
+    } else {
+      s += c;
+    }
+  }
+  return s;
 }
 
 const YAML::Node &Loader::mapping(const std::string &what, const YAML::Node &n) {
@@ -204,9 +239,16 @@ const YAML::Node &Loader::mapping(const std::string &what, const YAML::Node &n) 
   return n;
 }
 
+std::string Loader::key(const std::string &what, const YAML::Node &k) {
+  if (!k.IsScalar()) fail(k, what + ": a field name is a plain word, not a " + (k.IsMap() ? "mapping" : "list"));
+  return k.Scalar();
+}
+
 void Loader::knownKeys(const std::string &what, const YAML::Node &n, const std::vector<std::string_view> &keys) {
+  std::set<std::string, std::less<>> seen;
   for (const auto &kv : n) {
-    std::string k = kv.first.as<std::string>();
+    std::string k = key(what, kv.first);
+    if (!seen.insert(k).second) fail(kv.first, "field '" + k + "' of " + what + " given twice");
     if (std::find(keys.begin(), keys.end(), k) == keys.end())
       fail(kv.first,
            "unknown field '" + k + "' of " + what + suggestion(k, keys) + "; expected one of: " + joinNames(keys));
@@ -332,7 +374,7 @@ Request Loader::request(const OpDesc &op, const std::string &name, const YAML::N
   std::vector<std::string_view> keys;
   if (hasUnitPort(op.shape)) keys = {"unit", "port"};
   if (!op.argName.empty()) keys.push_back(op.argName);
-  keys.push_back("nullRecord");
+  if (op.record && op.nullChecked) keys.push_back("nullRecord");
   if (op.record && !isReply(op.shape))
     for (const auto &f : op.record->fields) keys.push_back(f.name);
   if (op.record) r.record.assign(op.record->size, 0);
@@ -344,7 +386,6 @@ Request Loader::request(const OpDesc &op, const std::string &name, const YAML::N
     r.arg = static_cast<uint32_t>(
         unsignedValue(name + " field '" + std::string(op.argName) + "'", n[std::string(op.argName)], 0xFFFFFFFFu));
   if (n["nullRecord"]) {
-    if (!op.record) fail(n["nullRecord"], name + " takes no record");
     r.nullRecord = unsignedValue(name + " field 'nullRecord'", n["nullRecord"], 1) != 0;
   }
   for (const auto &kv : n) {
@@ -426,7 +467,7 @@ Step Loader::step(const YAML::Node &n) {
   auto kv = *n.begin();
   Step s;
   s.pos = at(kv.first);
-  s.name = kv.first.as<std::string>();
+  s.name = key("a step", kv.first);
   const YAML::Node &v = kv.second;
   const std::string &name = s.name;
   if (const OpDesc *op = findOperation(name)) {
@@ -435,6 +476,7 @@ Step Loader::step(const YAML::Node &n) {
     Advance a;
     std::string t = scalar("advance", v, "a duration");
     if (!parseDuration(t, a.ms)) fail(v, "advance: expected a duration like 2s, 500ms or 1.5s, got '" + t + "'");
+    if (a.ms > kMaxAdvanceMs) fail(v, "advance: " + t + " is more than a day; advance a day at a time");
     s.body = a;
   } else if (name == "notify") {
     Notify e;
@@ -456,7 +498,18 @@ Step Loader::step(const YAML::Node &n) {
     knownKeys("fail", v, {"function", "code", "times", "skip"});
     if (!v["function"]) fail(v, "fail: missing field 'function' (e.g. oda_1588_set_ptp_control)");
     f.function = scalar("fail field 'function'", v["function"], "a function name");
-    if (v["code"]) f.code = static_cast<uint32_t>(signedValue("fail field 'code'", v["code"], INT32_MIN, UINT32_MAX));
+    const fwmsim::Faultable *target = fwmsim::findFaultable(f.function);
+    if (target == nullptr) {
+      std::vector<std::string_view> names;
+      for (const auto &x : fwmsim::faultables()) names.push_back(x.function);
+      fail(v["function"], "fail: the board cannot fail '" + f.function + "'" + suggestion(f.function, names) +
+                              "; it fails the platform functions the library calls, e.g. oda_1588_set_ptp_control");
+    }
+    f.code = fwmsim::typicalFailure(target->failsAs);
+    if (v["code"]) {
+      f.code = static_cast<uint32_t>(signedValue("fail field 'code'", v["code"], INT32_MIN, UINT32_MAX));
+      if (std::string why = fwmsim::faultRefusal(f.function, f.code); !why.empty()) fail(v["code"], "fail: " + why);
+    }
     if (v["times"]) {
       if (v["times"].IsScalar() && v["times"].Scalar() == "always")
         f.times = -1;
@@ -512,13 +565,28 @@ Step Loader::step(const YAML::Node &n) {
 }
 
 Scenario Loader::load(std::string_view text) {
+  // A document marker after content starts a second document. Found in the
+  // text: the library's LoadAll loops forever on some malformed input.
+  bool content = false;
+  int lineNo = 0;
+  for (size_t at = 0; at <= text.size();) {
+    size_t end = std::min(text.find('\n', at), text.size());
+    std::string_view line = text.substr(at, end - at);
+    ++lineNo;
+    if ((line == "---" || line.starts_with("--- ")) && content)
+      fail(SourcePos{file_, lineNo, 1}, "a second YAML document; a scenario file holds one");
+    if (!line.empty() && line[0] != '#' && line[0] != '%' && line != "---") content = true;
+    at = end + 1;
+  }
   YAML::Node root;
   try {
     root = YAML::Load(std::string(text));
   } catch (const YAML::ParserException &e) {
     fail(SourcePos{file_, e.mark.line + 1, e.mark.column + 1}, "not valid YAML: " + e.msg);
   }
-  if (!root.IsMap()) fail(root, "expected a scenario: a mapping with 'board' and 'steps'");
+  if (!root.IsMap())
+    fail(root.Mark().is_null() ? SourcePos{file_, 1, 1} : at(root),
+         "expected a scenario: a mapping with 'board' and 'steps'");
   knownKeys("the scenario", root, kTopKeys);
   Scenario sc;
   sc.source = file_;
@@ -541,15 +609,23 @@ LoadResult loadScenario(std::string_view yaml, const std::string &sourceName) {
     return f.error;
   } catch (const YAML::Exception &e) {
     return LoadError{{sourceName, e.mark.line + 1, e.mark.column + 1}, e.msg};
+  } catch (const std::exception &e) {
+    return LoadError{{sourceName, 0, 0}, std::string("cannot load the scenario: ") + e.what()};
   }
 }
 
 LoadResult loadScenarioFile(const std::string &path) {
-  std::ifstream in(path);
+  std::error_code ec;
+  if (std::filesystem::is_directory(path, ec)) return LoadError{{path, 0, 0}, "a directory, not a scenario file"};
+  std::ifstream in(path, std::ios::binary);
   if (!in) return LoadError{{path, 0, 0}, "cannot read the file"};
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return loadScenario(ss.str(), path);
+  // Read no more than the cap allows: the path may be a device or a pipe.
+  std::string text(kMaxFileBytes + 1, '\0');
+  in.read(text.data(), static_cast<std::streamsize>(text.size()));
+  text.resize(static_cast<size_t>(in.gcount()));
+  if (text.size() > kMaxFileBytes)
+    return LoadError{{path, 0, 0}, "larger than " + std::to_string(kMaxFileBytes >> 10) + " KiB; not a scenario file"};
+  return loadScenario(text, path);
 }
 
 bool parseDuration(std::string_view text, uint64_t &ms) {

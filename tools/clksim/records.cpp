@@ -154,7 +154,7 @@ constexpr std::array<OpDesc, 15> kOps{{
     {"get_ptp_t2_sub_t1", 11, "FWM_SRV_CLK_GetPtpT2SubT1", S::UnitPortArgReply, "readClear", 0, &kDelayRec},
     {"get_ptp_t4_sub_t3", 12, "FWM_SRV_CLK_GetPtpT4SubT3", S::UnitPortArgReply, "readClear", 0, &kDelayRec},
     {"get_ptp_pkt_stat", 13, "FWM_SRV_CLK_GetPtpPktStat", S::UnitPortArgReply, "readClear", 0, &kStatRec},
-    {"set_ssm_port_cfg", 14, "FWM_SRV_CLK_SetSsmPortCfg", S::UnitPortRecord, {}, 0, &kSsmCfgRec},
+    {"set_ssm_port_cfg", 14, "FWM_SRV_CLK_SetSsmPortCfg", S::UnitPortRecord, {}, 0, &kSsmCfgRec, false},
 }};
 
 #undef CLKSIM_AT

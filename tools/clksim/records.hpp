@@ -61,6 +61,9 @@ struct OpDesc {
   std::string_view argName;  // the third argument's name where the shape has one
   uint32_t argDefault;
   const RecordDesc *record;  // request (or reply) record, null for none
+  // The library refuses a null record; where it does not, the orchestrator
+  // never passes one and neither may a scenario.
+  bool nullChecked = true;
 };
 
 std::span<const OpDesc> operations();

@@ -342,7 +342,7 @@ bool Runner::runStep(const Step &s) {
 }
 
 int Runner::run() {
-  setUpBoard();
+  if (opt_.freshBoard) setUpBoard();
   for (auto *o : observers_) o->begin(sc_);
   fwmsim::recorder().setSink([this](const fwmsim::Event &e) { onEvent(e); });
   gRunning = this;

@@ -21,6 +21,7 @@ struct RunOptions {
   bool realtime = false;                   // real threads on the wall clock instead of virtual time
   std::optional<fwmtools::Endpoint> peer;  // an external negotiation peer; none = the built-in one
   std::vector<WirePort> wirePorts;         // engine ports on the network (checked by the caller)
+  bool freshBoard = true;                  // false: go on from where the last run left the board
 };
 
 class Runner {

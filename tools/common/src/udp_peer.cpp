@@ -90,9 +90,9 @@ std::optional<std::vector<uint8_t>> UdpSocket::receive(std::chrono::milliseconds
   pollfd p{fd_, POLLIN, 0};
   int r = ::poll(&p, 1, static_cast<int>(timeout.count()));
   if (r <= 0) return std::nullopt;
-  // Larger than any acknowledgement, so that an oversized datagram is seen
-  // whole and reported rather than silently cut to size.
-  std::vector<uint8_t> buf(2048);
+  // Room for the largest UDP datagram, so that an oversized one is seen whole
+  // and reported with its real length rather than cut to size.
+  std::vector<uint8_t> buf(65536);
   ssize_t n = ::recv(fd_, buf.data(), buf.size(), MSG_TRUNC);
   if (n < 0) return std::nullopt;
   buf.resize(std::min(buf.size(), static_cast<size_t>(n)));
