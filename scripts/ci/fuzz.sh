@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 bash scripts/deps.sh fuzz
-seconds=${FWMCLK_FUZZ_SECONDS:-50}
+seconds=${FWMCLK_FUZZ_SECONDS:-40}
 echo "== fuzz (${seconds}s per target)"
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz -j "$(nproc)"
