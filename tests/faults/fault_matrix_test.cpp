@@ -193,7 +193,7 @@ const Row kRows[] = {
     {"MESH_EpollWait", 1, nullptr, 0, ""},
     {"ORIN_HandleInitialize", 0, nullptr, -1, "FWM_Srv_Clk_Notify(1) = 1"},
     {"ORIN_MemAlloc", 0, nullptr, -1, "[FWM_SRV] PtpAddPort Malloc failed."},
-    {"ORIN_MemFree", 0, nullptr, 7, ""},
+    {"ORIN_MemFree", 0, nullptr, 5, ""},
     R("ORIN_ReltmrCbkStart", "ORIN_ReltmrCbkStart failed, Ret=1"),
     R("ORIN_ReltmrStop", ""),
     R("ORIN_SystimeGet", "sys time year = 0"),
@@ -202,7 +202,7 @@ const Row kRows[] = {
     R("Tarn_NpProcCtrlPacket", "FWM_Srv_Clk_Notify(1) = 1"),
     R("localtime_r", "!Fe module error"),
     R("memcpy_s", "SetPtpGlbCfg(&ClkPtpGlbCfg) = 4294967280"),
-    R("memset_s", "Mira_GetAnnounceState Timeout."),
+    R("memset_s", "!announce lost (no grandmaster)"),  // the loss is sent over unwiped bytes
     R("oda_1588_get_announce_alarm", "Reason=Failed to [1588]get announce alarm."),
     R("oda_1588_get_announce_field_rx", "Reason=Failed to [1588]get announce field rx."),
     R("oda_1588_get_announce_field_tx", "GetAnnounceFieldTx failed, Ret=1"),
