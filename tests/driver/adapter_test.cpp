@@ -63,7 +63,6 @@ TEST(Conversions, IntervalsZeroToTwenty) {
 alignas(8) uint8_t gRec[2][256];
 
 struct Op {
-  friend void PrintTo(const Op &c, std::ostream *os) { *os << c.name; }
   const char *name;
   std::function<int32_t()> call;
   const char *oda;     // the engine-driver call (unit 1, port 3)
@@ -127,47 +126,35 @@ const Op kOps[] = {
 
 #undef A
 
-class Forward : public nptest::NpBoard, public ::testing::WithParamInterface<Op> {
- protected:
-  void SetUp() override {
-    nptest::NpBoard::SetUp();
+TEST_F(Adapter, EachSlotCallsTheEngineDriverOnceAndMapsAndReportsItsFailures) {
+  const std::pair<uint32_t, int32_t> reportedCodes[] = {{5, -5}, {1, 1}, {16, -16}, {3, -4}, {300, 1}};
+  for (const Op &op : kOps) {
     std::memset(gRec, 0, sizeof gRec);
     auto *words = rec<uint32_t>(1);
     words[0] = 11;  // identity word 0 / MAC byte 0
     words[1] = 12;  // identity word 1 / MAC byte 4
     words[2] = 13;
-  }
-};
-
-TEST_P(Forward, CallsTheEngineDriverOnce) {
-  Timeline t;
-  EXPECT_EQ(GetParam().call(), 0);
-  EXPECT_THAT(t.lines(), ElementsAre(GetParam().oda));
-}
-
-TEST_P(Forward, MapsAndReportsAnEngineFailure) {
-  const std::pair<uint32_t, int32_t> reportedCodes[] = {{5, -5}, {1, 1}, {16, -16}, {3, -4}, {300, 1}};
-  for (const auto &[oda, mapped] : reportedCodes) {
-    fwmsim::faults().inject(GetParam().fn, oda);
     Timeline t;
-    EXPECT_EQ(GetParam().call(), mapped) << oda;
-    const char *hex = mapped == -5 ? "FFFFFFFB" : mapped == 1 ? "1" : mapped == -16 ? "FFFFFFF0" : "FFFFFFFC";
-    EXPECT_THAT(t.lines(), ElementsAre(GetParam().oda, report(hex, 1, 3, GetParam().reason))) << oda;
-  }
-  for (uint32_t oda : {4u, 6u, 7u}) {
-    fwmsim::faults().inject(GetParam().fn, oda);
-    Timeline t;
-    EXPECT_NE(GetParam().call(), 0);
-    EXPECT_THAT(t.lines(), ElementsAre(GetParam().oda)) << oda;
+    EXPECT_EQ(op.call(), 0) << op.name;
+    EXPECT_THAT(t.lines(), ElementsAre(op.oda));
+    for (const auto &[oda, mapped] : reportedCodes) {
+      fwmsim::faults().inject(op.fn, oda);
+      Timeline failed;
+      EXPECT_EQ(op.call(), mapped) << op.name << " " << oda;
+      const char *hex = mapped == -5 ? "FFFFFFFB" : mapped == 1 ? "1" : mapped == -16 ? "FFFFFFF0" : "FFFFFFFC";
+      EXPECT_THAT(failed.lines(), ElementsAre(op.oda, report(hex, 1, 3, op.reason))) << oda;
+    }
+    for (uint32_t oda : {4u, 6u, 7u}) {
+      fwmsim::faults().inject(op.fn, oda);
+      Timeline quiet;
+      EXPECT_NE(op.call(), 0);
+      EXPECT_THAT(quiet.lines(), ElementsAre(op.oda)) << oda;
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Slots, Forward, ::testing::ValuesIn(kOps),
-                         [](const ::testing::TestParamInfo<Op> &p) { return std::string(p.param.name); });
 
 // Values the adapter refuses before the engine is called.
 struct Refusal {
-  friend void PrintTo(const Refusal &c, std::ostream *os) { *os << c.name; }
   const char *name;
   std::function<int32_t()> call;
   const char *reason;  // nullptr: refused silently
@@ -199,20 +186,17 @@ const Refusal kRefusals[] = {
 };
 // clang-format on
 
-class Refuse : public nptest::NpBoard, public ::testing::WithParamInterface<Refusal> {};
-
-TEST_P(Refuse, WithMinusFourAndNoEngineCall) {
-  Timeline t;
-  EXPECT_EQ(GetParam().call(), CLK_NP_ERR_PARAM);
-  if (GetParam().reason == nullptr) {
-    EXPECT_THAT(t.lines(), IsEmpty());
-  } else {
-    EXPECT_THAT(t.lines(), ElementsAre(report("FFFFFFFC", 1, 3, GetParam().reason)));
+TEST_F(Adapter, RefusesWithMinusFourAndNoEngineCall) {
+  for (const Refusal &r : kRefusals) {
+    Timeline t;
+    EXPECT_EQ(r.call(), CLK_NP_ERR_PARAM) << r.name;
+    if (r.reason == nullptr) {
+      EXPECT_THAT(t.lines(), IsEmpty()) << r.name;
+    } else {
+      EXPECT_THAT(t.lines(), ElementsAre(report("FFFFFFFC", 1, 3, r.reason)));
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Values, Refuse, ::testing::ValuesIn(kRefusals),
-                         [](const ::testing::TestParamInfo<Refusal> &p) { return std::string(p.param.name); });
 
 TEST_F(Adapter, LastAcceptedValuesReachTheEngine) {
   Timeline t;
@@ -296,7 +280,6 @@ TEST_F(Adapter, PortControlAloneAlwaysAnswersZero) {
 // Reads through a local buffer leave the caller's record alone on failure,
 // whatever the engine wrote into the buffer it was given.
 struct ReadBack {
-  friend void PrintTo(const ReadBack &c, std::ostream *os) { *os << c.name; }
   const char *name;
   const char *fn;
   size_t size;
@@ -318,26 +301,19 @@ const ReadBack kReadBacks[] = {
      [](void *p) { return clk_1588_get_dfx_t4_sub_t3(1, 3, 0, static_cast<ClkNpDfxDelay *>(p)); }},
 };
 
-class LocalRead : public nptest::NpBoard, public ::testing::WithParamInterface<ReadBack> {};
-
-TEST_P(LocalRead, CallerRecordUntouchedOnFailure) {
+TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
   fwmsim::engine().setScribbleOnFault(true);
-  fwmsim::faults().inject(GetParam().fn, 1);
-  uint8_t record[32];
-  std::memset(record, 0x3C, sizeof record);
-  EXPECT_EQ(GetParam().call(record), CLK_NP_ERR_FAIL);
-  for (size_t i = 0; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << i;
+  for (const ReadBack &r : kReadBacks) {
+    uint8_t record[32];
+    std::memset(record, 0x3C, sizeof record);
+    EXPECT_EQ(r.call(record), 0) << r.name;
+    for (size_t i = r.size; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
+    std::memset(record, 0x3C, sizeof record);
+    fwmsim::faults().inject(r.fn, 1);
+    EXPECT_EQ(r.call(record), CLK_NP_ERR_FAIL) << r.name;
+    for (size_t i = 0; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
+  }
 }
-
-TEST_P(LocalRead, CopiesOnlyTheCallersSizeOnSuccess) {
-  uint8_t record[32];
-  std::memset(record, 0x3C, sizeof record);
-  EXPECT_EQ(GetParam().call(record), 0);
-  for (size_t i = GetParam().size; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << i;
-}
-
-INSTANTIATE_TEST_SUITE_P(Slots, LocalRead, ::testing::ValuesIn(kReadBacks),
-                         [](const ::testing::TestParamInfo<ReadBack> &p) { return std::string(p.param.name); });
 
 TEST_F(Adapter, PassThroughReadKeepsWhatTheEngineWrote) {
   fwmsim::engine().setScribbleOnFault(true);

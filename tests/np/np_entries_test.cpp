@@ -145,18 +145,15 @@ const Row kRows[] = {
 #undef E
 #undef P
 
-void PrintTo(const Row &r, std::ostream *os) { *os << r.name; }
-
-std::vector<Row> rowsWithNullCheck() {
-  std::vector<Row> out;
-  for (const Row &r : kRows)
-    if (r.nullLine != nullptr) out.push_back(r);
-  return out;
-}
-
 std::string reasonOf(const Row &r) { return std::string("NP_1588_") + r.name; }
 
-class Entry : public nptest::NpBoard, public ::testing::WithParamInterface<Row> {
+std::vector<std::string> paramLines(const Row &r) {
+  if (r.param == nullptr) return {};
+  return {std::string("LOG MSG ") + r.param};
+}
+
+// Every entry in one process: the rows share the board, each call its own timeline.
+class Entries : public nptest::NpBoard {
  protected:
   void SetUp() override {
     nptest::NpBoard::SetUp();
@@ -164,93 +161,82 @@ class Entry : public nptest::NpBoard, public ::testing::WithParamInterface<Row> 
     auto *info = reinterpret_cast<ClkNpPortEnInfo *>(gBuf[0]);
     info->fwdUnit = 5;
     info->fwdPort = 6;
-    gFakeCalls.clear();
-    gFakeCode = 0;
-  }
-
-  std::vector<std::string> paramLines() const {
-    if (GetParam().param == nullptr) return {};
-    return {std::string("LOG MSG ") + GetParam().param};
   }
 };
 
-std::string rowName(const ::testing::TestParamInfo<Row> &info) { return info.param.name; }
-
-TEST_P(Entry, RejectsUnitsAboveSevenSilently) {
+TEST_F(Entries, RejectUnitsAboveSevenSilently) {
   installFakeDriver(0);
-  for (uint32_t unit : {8u, 9u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
-    for (int nullWhich = -1; nullWhich < GetParam().pointers; ++nullWhich) {
+  for (const Row &r : kRows)
+    for (uint32_t unit : {8u, 9u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
+      for (int nullWhich = -1; nullWhich < r.pointers; ++nullWhich) {
+        Timeline t;
+        EXPECT_EQ(r.call(unit, nullWhich), CLK_NP_ERR_UNIT) << r.name << " " << unit;
+        EXPECT_THAT(t.lines(), ::testing::IsEmpty()) << r.name << " " << unit;
+      }
+  EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
+}
+
+TEST_F(Entries, NullRequiredPointerPrintsItsLineBeforeAnything) {
+  installFakeDriver(2);
+  for (const Row &r : kRows) {
+    EXPECT_EQ(r.nullLine != nullptr, r.pointers > 0) << r.name;
+    for (int nullWhich = 0; nullWhich < r.pointers; ++nullWhich) {
       Timeline t;
-      EXPECT_EQ(GetParam().call(unit, nullWhich), CLK_NP_ERR_UNIT) << unit;
-      EXPECT_THAT(t.lines(), ::testing::IsEmpty()) << unit;
+      EXPECT_EQ(r.call(2, nullWhich), CLK_NP_ERR_NULL_PTR) << r.name;
+      EXPECT_THAT(t.lines(), ::testing::ElementsAre(std::string("DBG ") + r.nullLine)) << r.name << nullWhich;
     }
   }
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-class NullCheck : public Entry {};
-
-TEST_P(NullCheck, NullRequiredPointerPrintsItsLineBeforeAnything) {
-  const Row &r = GetParam();
-  installFakeDriver(2);
-  for (int nullWhich = 0; nullWhich < r.pointers; ++nullWhich) {
+TEST_F(Entries, EmptySlotReportsFfffffF0WithItsReason) {
+  for (const Row &r : kRows) {
     Timeline t;
-    EXPECT_EQ(r.call(2, nullWhich), CLK_NP_ERR_NULL_PTR);
-    EXPECT_THAT(t.lines(), ::testing::ElementsAre(std::string("DBG ") + r.nullLine)) << nullWhich;
+    EXPECT_EQ(r.call(2, -1), CLK_NP_ERR_NO_FUNC) << r.name;
+    auto expected = paramLines(r);
+    expected.push_back(report("FFFFFFF0", 2, r.port, reasonOf(r)));
+    EXPECT_EQ(t.lines(), expected) << r.name;
   }
-  EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-TEST_P(Entry, EmptySlotReportsFfffffF0WithItsReason) {
-  const Row &r = GetParam();
-  Timeline t;
-  EXPECT_EQ(r.call(2, -1), CLK_NP_ERR_NO_FUNC);
-  auto expected = paramLines();
-  expected.push_back(report("FFFFFFF0", 2, r.port, reasonOf(r)));
-  EXPECT_EQ(t.lines(), expected);
-}
-
-TEST_P(Entry, PassesArgumentsUnchangedAndTheResultUp) {
-  const Row &r = GetParam();
+TEST_F(Entries, PassArgumentsUnchangedAndTheResultUp) {
   installFakeDriver(2);
-  Timeline t;
-  EXPECT_EQ(r.call(2, -1), 0);
-  EXPECT_THAT(gFakeCalls, ::testing::ElementsAre("slot" + std::to_string(r.slot) + "(2, " + r.args + ")"));
-  EXPECT_EQ(t.lines(), paramLines());
+  for (const Row &r : kRows) {
+    gFakeCalls.clear();
+    Timeline t;
+    EXPECT_EQ(r.call(2, -1), 0) << r.name;
+    EXPECT_THAT(gFakeCalls, ::testing::ElementsAre("slot" + std::to_string(r.slot) + "(2, " + r.args + ")"));
+    EXPECT_EQ(t.lines(), paramLines(r)) << r.name;
+  }
+  // With the parameter lines switched off nothing at all is shown.
+  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_MSG] = 0;
+  for (const Row &r : kRows) {
+    Timeline t;
+    EXPECT_EQ(r.call(2, -1), 0) << r.name;
+    EXPECT_THAT(t.lines(), ::testing::IsEmpty()) << r.name;
+  }
 }
 
-TEST_P(Entry, ReportsDriverCodesExceptMinusSixToMinusEight) {
-  const Row &r = GetParam();
+TEST_F(Entries, ReportDriverCodesExceptMinusSixToMinusEight) {
   installFakeDriver(7);
   const std::pair<int32_t, const char *> codes[] = {
       {1, "1"},      {-9, "FFFFFFF7"}, {-5, "FFFFFFFB"}, {-99, "FFFFFF9D"}, {INT32_MIN, "80000000"},
       {-6, nullptr}, {-7, nullptr},    {-8, nullptr}};
-  for (const auto &[code, hex] : codes) {
-    gFakeCode = code;
-    Timeline t;
-    EXPECT_EQ(r.call(7, -1), code);
-    std::vector<std::string> reports;
-    for (const auto &line : t.lines())
-      if (line.rfind("DBG ", 0) == 0) reports.push_back(line);
-    if (hex == nullptr) {
-      EXPECT_THAT(reports, ::testing::IsEmpty()) << code;
-    } else {
-      EXPECT_THAT(reports, ::testing::ElementsAre(report(hex, 7, r.port, reasonOf(r)))) << code;
+  for (const Row &r : kRows)
+    for (const auto &[code, hex] : codes) {
+      gFakeCode = code;
+      Timeline t;
+      EXPECT_EQ(r.call(7, -1), code) << r.name;
+      std::vector<std::string> reports;
+      for (const auto &line : t.lines())
+        if (line.rfind("DBG ", 0) == 0) reports.push_back(line);
+      if (hex == nullptr) {
+        EXPECT_THAT(reports, ::testing::IsEmpty()) << r.name << code;
+      } else {
+        EXPECT_THAT(reports, ::testing::ElementsAre(report(hex, 7, r.port, reasonOf(r)))) << code;
+      }
     }
-  }
 }
-
-TEST_P(Entry, ParameterLineIsNotDeliveredWithMsgSwitchedOff) {
-  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_MSG] = 0;
-  installFakeDriver(2);
-  Timeline t;
-  EXPECT_EQ(GetParam().call(2, -1), 0);
-  EXPECT_THAT(t.lines(), ::testing::IsEmpty());
-  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_MSG] = 1;
-}
-
-INSTANTIATE_TEST_SUITE_P(All, Entry, ::testing::ValuesIn(kRows), rowName);
-INSTANTIATE_TEST_SUITE_P(All, NullCheck, ::testing::ValuesIn(rowsWithNullCheck()), rowName);
 
 TEST(EntryTable, CoversEveryAssignedSlotOnce) {
   std::vector<size_t> slots;
