@@ -6,7 +6,6 @@
 
 namespace {
 
-using fwmtest::Golden;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
@@ -31,51 +30,34 @@ ClkPtpPktEncap encapRequest(uint32_t type) {
   return e;
 }
 
-// Fourteen service calls: the encapsulation (which the adapter programs with
-// the destination port and board), addresses for NP types 3, 0, 1, DSCP.
-constexpr std::string_view kEncapData[] = {
-    "oda_1588_set_encap_type(1, 5, 3)",
-    "oda_1588_set_ptp_control(1, 5, 32, 5, 0)",
-    "oda_1588_set_ptp_control(1, 5, 31, 2, 0)",
-    "oda_1588_set_encap_da(1, 5, 3, 01:1B:19:00:00:00)",
-    "oda_1588_set_encap_sa(1, 5, 3, 00:11:22:33:44:55)",
-    "oda_1588_set_encap_dip(1, 5, 3, 3758096769)",
-    "oda_1588_set_encap_sip(1, 5, 3, 167772161)",
-    "oda_1588_set_encap_da(1, 5, 0, 01:1B:19:00:00:00)",
-    "oda_1588_set_encap_sa(1, 5, 0, 00:11:22:33:44:55)",
-    "oda_1588_set_encap_dip(1, 5, 0, 3758096769)",
-    "oda_1588_set_encap_sip(1, 5, 0, 167772161)",
-    "oda_1588_set_encap_da(1, 5, 1, 01:1B:19:00:00:00)",
-    "oda_1588_set_encap_sa(1, 5, 1, 00:11:22:33:44:55)",
-    "oda_1588_set_encap_dip(1, 5, 1, 3758096769)",
-    "oda_1588_set_encap_sip(1, 5, 1, 167772161)",
-    "oda_1588_set_encap_dscp(1, 5, 46)",
-};
-constexpr std::string_view kTag[] = {"oda_1588_set_encap_vlan(1, 5, 0x8100A064)"};
-constexpr std::string_view kSrcIp[] = {"oda_1588_set_ptp_control(1, 5, 26, 167772161, 0)"};
-constexpr std::string_view kTagAndSrcIp[] = {kTag[0], kSrcIp[0]};
-
-struct EncapCase {
-  uint32_t type;
-  Golden tail;  // after the fourteen common calls
-};
-
-const EncapCase kEncapCases[] = {
-    {0, {}}, {1, kTag}, {2, kSrcIp}, {3, kTagAndSrcIp}, {4, {}},
-};
+// The encapsulation (which the adapter programs with the destination port
+// and board), addresses for NP types 3, 0 and 1, DSCP; then by type the tag
+// and the source-address control.
+std::string encapCalls(uint32_t type, const char *tail) {
+  return "set_encap_type(1, 5, " + std::to_string(type) +
+         "); set_ptp_control(1, 5, 32, 5, 0); set_ptp_control(1, 5, 31, 2, 0); "
+         "set_encap_da(1, 5, 3, 01:1B:19:00:00:00); set_encap_sa(1, 5, 3, 00:11:22:33:44:55); "
+         "set_encap_dip(1, 5, 3, 3758096769); set_encap_sip(1, 5, 3, 167772161); "
+         "set_encap_da(1, 5, 0, 01:1B:19:00:00:00); set_encap_sa(1, 5, 0, 00:11:22:33:44:55); "
+         "set_encap_dip(1, 5, 0, 3758096769); set_encap_sip(1, 5, 0, 167772161); "
+         "set_encap_da(1, 5, 1, 01:1B:19:00:00:00); set_encap_sa(1, 5, 1, 00:11:22:33:44:55); "
+         "set_encap_dip(1, 5, 1, 3758096769); set_encap_sip(1, 5, 1, 167772161); set_encap_dscp(1, 5, 46)" +
+         tail;
+}
+constexpr char kTag[] = "; set_encap_vlan(1, 5, 0x8100A064)";
+constexpr char kSrcIp[] = "; set_ptp_control(1, 5, 26, 167772161, 0)";
 
 using Encap = fwmtest::ServiceTest;
 
 TEST_F(Encap, TypeDecidesTagAndSourceAddressControl) {
-  for (const EncapCase &c : kEncapCases) {
+  const std::pair<uint32_t, std::string> cases[] = {
+      {0, ""}, {1, kTag}, {2, kSrcIp}, {3, std::string(kTag) + kSrcIp}, {4, ""}};
+  for (const auto &[type, tail] : cases) {
     mark();
-    ClkPtpPktEncap e = encapRequest(c.type);
-    EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u) << c.type;
-    auto expected = strings(kEncapData);
-    expected[0] = "oda_1588_set_encap_type(1, 5, " + std::to_string(c.type) + ")";
-    expected.insert(expected.end(), c.tail.begin(), c.tail.end());
-    EXPECT_EQ(engine(), expected) << c.type;
-    EXPECT_THAT(lines(), IsEmpty()) << c.type;
+    ClkPtpPktEncap e = encapRequest(type);
+    EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u) << type;
+    EXPECT_EQ(calls(), encapCalls(type, tail.c_str()));
+    EXPECT_THAT(lines(), IsEmpty()) << type;
   }
 }
 
@@ -113,10 +95,7 @@ TEST_F(Encap, FailuresAreOredAndNothingStops) {
   fwmsim::faults().inject("oda_1588_set_encap_vlan", 2);
   ClkPtpPktEncap e = encapRequest(1);
   EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0xFFFFFFFFu);  // 1 | -2
-  auto expected = strings(kEncapData);
-  expected[0] = "oda_1588_set_encap_type(1, 5, 1)";
-  expected.emplace_back(kTag[0]);
-  EXPECT_EQ(engine(), expected);
+  EXPECT_EQ(calls(), encapCalls(1, kTag));
   EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPktEncapData failed, Ret=1",
                                    "ERROR [FWM_SRV_CLK] SetPtpEncapVlan failed, Ret=4294967294",
                                    "ERROR [FWM_SRV_CLK] SetPtpPktEncap failed, Ret=4294967295"));
@@ -124,30 +103,26 @@ TEST_F(Encap, FailuresAreOredAndNothingStops) {
 
 // Receive control per orchestrator type with receive enable on and both checks
 // switched off (2 and 7 both mean off).
-struct RxCase {
-  uint32_t pktType;
-  Golden golden;
-};
-
-constexpr std::string_view kRx1[] = {"oda_1588_set_pkt_rx_en(1, 5, 0, 1)", "oda_1588_set_ptp_control(1, 5, 10, 0, 0)",
-                                     "oda_1588_set_ptp_control(1, 5, 16, 0, 0)"};
-constexpr std::string_view kRx2[] = {"oda_1588_set_pkt_rx_en(1, 5, 1, 1)", "oda_1588_set_ptp_control(1, 5, 9, 0, 0)",
-                                     "oda_1588_set_ptp_control(1, 5, 14, 0, 0)"};
-constexpr std::string_view kRx3[] = {"oda_1588_set_pkt_rx_en(1, 5, 3, 1)", "oda_1588_set_ptp_control(1, 5, 15, 0, 0)"};
-constexpr std::string_view kRx4[] = {"oda_1588_set_pkt_rx_en(1, 5, 5, 1)"};
-constexpr std::string_view kRx5[] = {"oda_1588_set_pkt_rx_en(1, 5, 4, 1)", "oda_1588_set_ptp_control(1, 5, 14, 0, 0)"};
-
-const RxCase kRxCases[] = {{1, kRx1}, {2, kRx2}, {3, kRx3}, {4, kRx4}, {5, kRx5}, {6, {}}, {7, {}}, {8, {}}};
+constexpr char kTx34[] = "set_pkt_interval(1, 5, 3, 4); set_pkt_interval(1, 5, 4, 4); set_pkt_tx_en(1, 5, 3, 1)";
 
 using RxTxCtl = fwmtest::ServiceTest;
 
 TEST_F(RxTxCtl, ReceiveControlForEveryPacketType) {
-  for (const RxCase &c : kRxCases) {
+  const char *const golden[] = {
+      "set_pkt_rx_en(1, 5, 0, 1); set_ptp_control(1, 5, 10, 0, 0); set_ptp_control(1, 5, 16, 0, 0)",
+      "set_pkt_rx_en(1, 5, 1, 1); set_ptp_control(1, 5, 9, 0, 0); set_ptp_control(1, 5, 14, 0, 0)",
+      "set_pkt_rx_en(1, 5, 3, 1); set_ptp_control(1, 5, 15, 0, 0)",
+      "set_pkt_rx_en(1, 5, 5, 1)",
+      "set_pkt_rx_en(1, 5, 4, 1); set_ptp_control(1, 5, 14, 0, 0)",
+      "",
+      "",
+      ""};
+  for (uint32_t pktType = 1; pktType <= 8; ++pktType) {
     mark();
-    ClkPtpRxCtl rx{c.pktType, 1, {}, 7, 2};
-    EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &rx), 0u) << c.pktType;
-    EXPECT_EQ(engine(), strings(c.golden)) << c.pktType;
-    EXPECT_THAT(lines(), IsEmpty()) << c.pktType;
+    ClkPtpRxCtl rx{pktType, 1, {}, 7, 2};  // 2 and 7 both mean off
+    EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &rx), 0u) << pktType;
+    EXPECT_EQ(calls(), golden[pktType - 1]);
+    EXPECT_THAT(lines(), IsEmpty()) << pktType;
   }
 }
 
@@ -186,24 +161,21 @@ TEST_F(RxTxCtl, ReceiveControlStopsAtTheFirstFailure) {
   EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetSrcPortIdCheck failed, Ret=1"));
 }
 
-// Transmit control with interval 4 and enable 1.
-constexpr std::string_view kTx1[] = {"oda_1588_set_pkt_interval(1, 5, 0, 4)", "oda_1588_set_pkt_tx_en(1, 5, 0, 1)"};
-constexpr std::string_view kTx2[] = {"oda_1588_set_pkt_interval(1, 5, 1, 4)", "oda_1588_set_pkt_tx_en(1, 5, 1, 1)"};
-constexpr std::string_view kTx34[] = {"oda_1588_set_pkt_interval(1, 5, 3, 4)", "oda_1588_set_pkt_interval(1, 5, 4, 4)",
-                                      "oda_1588_set_pkt_tx_en(1, 5, 3, 1)"};
-constexpr std::string_view kTx56[] = {"oda_1588_set_pkt_tx_en(1, 5, 4, 1)"};
-constexpr std::string_view kTx7[] = {"oda_1588_set_pkt_tx_en(1, 5, 7, 1)"};
-constexpr std::string_view kTx8[] = {"oda_1588_set_pkt_tx_en(1, 5, 2, 1)"};
-
-const RxCase kTxCases[] = {{1, kTx1}, {2, kTx2}, {3, kTx34}, {4, kTx34}, {5, kTx56}, {6, kTx56}, {7, kTx7}, {8, kTx8}};
-
 TEST_F(RxTxCtl, TransmitControlForEveryPacketType) {
-  for (const RxCase &c : kTxCases) {
+  const char *const golden[] = {"set_pkt_interval(1, 5, 0, 4); set_pkt_tx_en(1, 5, 0, 1)",
+                                "set_pkt_interval(1, 5, 1, 4); set_pkt_tx_en(1, 5, 1, 1)",
+                                kTx34,
+                                kTx34,
+                                "set_pkt_tx_en(1, 5, 4, 1)",
+                                "set_pkt_tx_en(1, 5, 4, 1)",
+                                "set_pkt_tx_en(1, 5, 7, 1)",
+                                "set_pkt_tx_en(1, 5, 2, 1)"};
+  for (uint32_t pktType = 1; pktType <= 8; ++pktType) {
     mark();
-    ClkPtpTxCtl tx{c.pktType, 1, 0xFFFFFFFFu, 4};
-    EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 0u) << c.pktType;
-    EXPECT_EQ(engine(), strings(c.golden)) << c.pktType;
-    EXPECT_THAT(lines(), IsEmpty()) << c.pktType;
+    ClkPtpTxCtl tx{pktType, 1, 0xFFFFFFFFu, 4};
+    EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 0u) << pktType;
+    EXPECT_EQ(calls(), golden[pktType - 1]);
+    EXPECT_THAT(lines(), IsEmpty()) << pktType;
   }
 }
 
@@ -221,13 +193,13 @@ TEST_F(RxTxCtl, TransmitControlFailures) {
   fwmsim::faults().inject("oda_1588_set_pkt_interval", 1);
   ClkPtpTxCtl tx{3, 1, 0, 4};
   EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
-  EXPECT_THAT(engine(), ElementsAre(kTx34[0], kTx34[1]));
+  EXPECT_EQ(calls(), "set_pkt_interval(1, 5, 3, 4); set_pkt_interval(1, 5, 4, 4)");
   EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"));
 
   mark();
   fwmsim::faults().inject("oda_1588_set_pkt_tx_en", 1);
   EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
-  EXPECT_EQ(engine(), strings(kTx34));
+  EXPECT_EQ(calls(), kTx34);
   EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktTxEn failed, ret = 1"));
 
   // An interval the adapter does not know is refused before the engine.
