@@ -244,6 +244,9 @@ TEST_F(Supervision, OnlyEnableOneIsPolled) {
 TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
   configure(0, 3, 1, 1);
   readyAndWaited();
+  // The announce clear's read hands flag words 0..9 set, the supervision's none.
+  ASSERT_EQ(orch->setPtpAnnClr(0, 3), 0u);
+  EXPECT_THAT(fwmsim::engine().port(0, 3).rxReadFlags.flag, ElementsAre(1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0));
   ClkNpAnnFields f = grandmaster();
   f.grandmasterIdentityHigh = f.grandmasterIdentityLow = 0;
   fwmsim::engine().setRxAnnounce(0, 3, f);
@@ -253,6 +256,7 @@ TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
   auto ack = peer.receive();
   ASSERT_TRUE(ack.has_value());
   EXPECT_EQ(*ack, expectedAck(1, f));
+  EXPECT_THAT(fwmsim::engine().port(0, 3).rxReadFlags.flag, ::testing::Each(0u));
   EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_LOST);
   EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] Mira_PtpAnnAlmProc annState=3."));
 }

@@ -41,10 +41,13 @@ class QueueTest : public WorkerTest {
     gHandled.clear();
     gHandlerResult = 0;
     g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_SEND_ACK].proc = recordingHandler;
+    // The end row closes the table: a handler put there is never called.
+    g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_END].proc = recordingHandler;
   }
   void TearDown() override {
     WorkerTest::TearDown();
     g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_SEND_ACK].proc = FWM_SRV_BKF_ProcQueSendAckMsg;
+    g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_END].proc = nullptr;
   }
 
   std::vector<std::string> readCalls(std::vector<std::string> dispatch) const {

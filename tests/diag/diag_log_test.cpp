@@ -170,7 +170,8 @@ TEST_F(DiagLog, DebugChannelGates) {
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "%s", tooLong.c_str()), -1);
   EXPECT_THAT(agentCalls(), IsEmpty());
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "n=%d", 4), 0);
-  EXPECT_THAT(fwmsim::agent().debugLines(), ElementsAre("n=4"));
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "%s", ""), 0);  // empty, yet sent
+  EXPECT_THAT(fwmsim::agent().debugLines(), ElementsAre("n=4", ""));
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentUnInit(), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "x"), 1);
 }
@@ -225,6 +226,11 @@ TEST(AgentCallbacks, SystemTimeIsCopiedFieldByField) {
   EXPECT_EQ(t.second, 3);
   EXPECT_EQ(t.week, 0);
   EXPECT_EQ(t.millisecond, 250u);
+  // A failing clock leaves every field zero.
+  fwmsim::faults().inject("ORIN_SystimeGet", 1);
+  std::memset(&t, 0xAA, sizeof t);
+  ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentGetSysTime(&t), 0u);
+  EXPECT_EQ(t.year | t.month | t.day | t.hour | t.minute | t.second | t.week | t.millisecond, 0u);
 }
 
 }  // namespace

@@ -154,6 +154,8 @@ TEST_F(AnnProgramming, TransmissionOnWritesOnlyAChangedBody) {
   EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
   EXPECT_EQ(engine(), strings(kChangedWhileOn));
   fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
+  // The read-back hands the engine flag words 0..9 set and word 10 clear.
+  EXPECT_THAT(port.txReadFlags.flag, ElementsAre(1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0));
   EXPECT_EQ(port.txFields.stepsRemoved, 3u);
   EXPECT_EQ(port.txEnable[1], 1u);
   EXPECT_THAT(lines(), IsEmpty());

@@ -147,6 +147,19 @@ TEST_F(PortCfgFailure, FailedEnableIsReportedAlone) {
                                    "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=1"));
 }
 
+// A port the hook cannot record is not supervised; the rest goes on.
+TEST_F(PortCfgFailure, MiraHookGoesOnWithoutAPortNode) {
+  fwmsim::memory().failAllocation(1);
+  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
+  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0u);
+  EXPECT_EQ(calls(), kOnSlave);
+  EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(kUnit, kPort), nullptr);
+  EXPECT_NE(g_clkAnndetectTmr, 0u);
+  EXPECT_NE(g_FwmSrvBkfThreadId, 0u);
+  EXPECT_THAT(fwmtest::agentLines(), ::testing::Contains("ERROR [FWM_SRV] PtpAddPort Malloc failed."));
+  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5"));
+}
+
 TEST_F(PortCfgFailure, UnitBeyondTheTableFailsEveryStepWithoutEngineCalls) {
   ClkPtpPortCfg cfg = portCfg(1, 9, 1);
   EXPECT_EQ(orch->setPtpPortCfg(8, kPort, kNoTarget, &cfg), 0xFFFFFFFDu);
