@@ -125,26 +125,15 @@ struct RefusedCase {
 // Names the case in test listings.
 void PrintTo(const RefusedCase &c, std::ostream *os) { *os << c.name; }
 
+// clang-format off
 const RefusedCase kRefused[] = {
     {"NullData", true, 5, 0, nullptr, {}, {}},
     {"ZeroLength", false, 0, 0, nullptr, {}, {}},
     {"NoMemoryForCopy", false, 5, 1, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)"}, {}},
-    {"NoMemoryForMessage",
-     false,
-     5,
-     2,
-     nullptr,
-     {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "ORIN_MemFree(0xFF, &)"},
-     {}},
-    {"QueueRefuses",
-     false,
-     5,
-     0,
-     "FWM_QUE_AsyWrite",
-     {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "FWM_QUE_AsyWrite({q}, &, 1)",
-      "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"},
-     {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
+    {"NoMemoryForMessage", false, 5, 2, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "ORIN_MemFree(0xFF, &)"}, {}},
+    {"QueueRefuses", false, 5, 0, "FWM_QUE_AsyWrite", {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "FWM_QUE_AsyWrite({q}, &, 1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
 };
+// clang-format on
 
 class Refused : public QueueTest, public testing::WithParamInterface<RefusedCase> {};
 

@@ -138,28 +138,15 @@ const char *kText = "IM_Agent_AddPara(&, 25, 512, \"lost\", 0xA6E0F0)";
 const char *kFree = "IM_Agent_ObjFree(&, 0xA6E0F0)";
 const char *kSend = "IM_Agent_Send(&, 0xA6E0F0)";
 
-INSTANTIATE_TEST_SUITE_P(
-    Agent, DiagFailure,
-    ::testing::Values(
-        AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate}, "Create object failed, return 0x5.", {}},
-        AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag}, "Add Para info failed, return 0x6.", {kFree}},
-        AgentFailure{"LevelName",
-                     "IM_Agent_AddPara",
-                     1,
-                     0x1A,
-                     {kCreate, kTag, kLevel},
-                     "Add Para info failed, return 0x1a.",
-                     {kFree}},
-        AgentFailure{"Text",
-                     "IM_Agent_AddPara",
-                     2,
-                     6,
-                     {kCreate, kTag, kLevel, kText},
-                     "Add Para info failed, return 0x6.",
-                     {kFree}},
-        AgentFailure{
-            "Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend}, "Send msg failed, return 0x7.", {}}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Agent, DiagFailure, ::testing::Values(
+    AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate}, "Create object failed, return 0x5.", {}},
+    AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag}, "Add Para info failed, return 0x6.", {kFree}},
+    AgentFailure{"LevelName", "IM_Agent_AddPara", 1, 0x1A, {kCreate, kTag, kLevel}, "Add Para info failed, return 0x1a.", {kFree}},
+    AgentFailure{"Text", "IM_Agent_AddPara", 2, 6, {kCreate, kTag, kLevel, kText}, "Add Para info failed, return 0x6.", {kFree}},
+    AgentFailure{"Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend}, "Send msg failed, return 0x7.", {}}),
     [](const auto &tp) { return std::string(tp.param.name); });
+// clang-format on
 
 TEST_F(DiagLog, DebugChannelGates) {
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(6, "x"), 1);

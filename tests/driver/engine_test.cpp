@@ -141,22 +141,4 @@ TEST_F(Engine, StatisticsDelaysAndTimestampsComeFromTheNetworkSide) {
   EXPECT_EQ(alarm, 1u);
 }
 
-TEST_F(Engine, InjectedFaultsOnceNTimesAndAlways) {
-  fwmsim::faults().inject("oda_1588_set_encap_dscp", 5, 2);
-  EXPECT_EQ(clk_1588_set_encap_dscp(0, 1, 46), -5);
-  EXPECT_EQ(clk_1588_set_encap_dscp(0, 1, 46), -5);
-  EXPECT_EQ(clk_1588_set_encap_dscp(0, 1, 46), 0);
-  EXPECT_EQ(fwmsim::engine().port(0, 1).dscp, 46u);
-  fwmsim::faults().inject("oda_1588_set_encap_vlan", 1, fwmsim::Faults::kAlways);
-  for (int i = 0; i < 3; ++i) EXPECT_EQ(clk_1588_set_encap_vlan(0, 1, 0x81000001u), 1);
-  EXPECT_EQ(fwmsim::engine().port(0, 1).vlan, 0u) << "a faulted call changes nothing";
-}
-
-TEST_F(Engine, ResetBoardForgetsEverything) {
-  ASSERT_EQ(clk_1588_set_encap_dscp(0, 1, 46), 0);
-  fwmsim::resetBoard();
-  EXPECT_EQ(fwmsim::engine().port(0, 1).dscp, 0u);
-  EXPECT_TRUE(fwmsim::engine().portControls().empty());
-}
-
 }  // namespace
