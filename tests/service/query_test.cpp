@@ -15,27 +15,20 @@ struct NullCase {
   uint32_t (*call)(const ClkSrvOrchIntf *);
 };
 
+#define N(slot, ...)                                                                                  \
+  {                                                                                                   \
+    "ERROR [FWM_SRV] " #slot ", null pointer", [](const ClkSrvOrchIntf *o) { return o->__VA_ARGS__; } \
+  }
+// clang-format off
 const NullCase kNullCases[] = {
-    {"ERROR [FWM_SRV] SetPtpGlbCfg, null pointer", [](const ClkSrvOrchIntf *o) { return o->setPtpGlbCfg(nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPortCfg, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPktEncap, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPktEncap(0, 1, 2, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpRxCtl, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpRxCtl(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpTxCtl, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpTxCtl(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpRxSrcPortId, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpRxSrcPortId(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpTxSrcPortId, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpTxSrcPortId(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPortAsym, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPortAsym(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPortPkt, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPortPkt(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] GetPtpTimestamp, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->getPtpTimestamp(0, 1, nullptr); }},
+    N(SetPtpGlbCfg, setPtpGlbCfg(nullptr)), N(SetPtpPortCfg, setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr)),
+    N(SetPtpPktEncap, setPtpPktEncap(0, 1, 2, nullptr)), N(SetPtpRxCtl, setPtpRxCtl(0, 1, nullptr)),
+    N(SetPtpTxCtl, setPtpTxCtl(0, 1, nullptr)), N(SetPtpRxSrcPortId, setPtpRxSrcPortId(0, 1, nullptr)),
+    N(SetPtpTxSrcPortId, setPtpTxSrcPortId(0, 1, nullptr)), N(SetPtpPortAsym, setPtpPortAsym(0, 1, nullptr)),
+    N(SetPtpPortPkt, setPtpPortPkt(0, 1, nullptr)), N(GetPtpTimestamp, getPtpTimestamp(0, 1, nullptr)),
 };
+// clang-format on
+#undef N
 
 using NullRequest = fwmtest::ServiceTest;
 
@@ -105,32 +98,27 @@ Rec record(const std::vector<uint32_t> &words) {
   return r;
 }
 
+// The slot called with a reply of replyWords words (or none) through its own record type.
+#define Q(Slot, Rec, Reply, setter, engineWords, replyWords, first)                                    \
+  {                                                                                                    \
+    "Get" #Slot, odaOf##Slot, engineWords, replyWords, first,                                          \
+        [](const std::vector<uint32_t> &w) { fwmsim::engine().setter(kUnit, kPort, record<Rec>(w)); }, \
+        [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {                       \
+          Reply buf;                                                                                   \
+          uint32_t r = o->get##Slot(kUnit, kPort, rc, as(reply, buf));                                 \
+          back(reply, buf);                                                                            \
+          return r;                                                                                    \
+        }                                                                                              \
+  }
+constexpr char odaOfPtpT2SubT1[] = "oda_1588_get_dfx_t2_sub_t1";
+constexpr char odaOfPtpT4SubT3[] = "oda_1588_get_dfx_t4_sub_t3";
+constexpr char odaOfPtpPktStat[] = "oda_1588_get_pkt_stat";
 const ReadClearCase kReadClearCases[] = {
-    {"GetPtpT2SubT1", "oda_1588_get_dfx_t2_sub_t1", 6, 6, 0,
-     [](const std::vector<uint32_t> &w) { fwmsim::engine().setDfxT2SubT1(kUnit, kPort, record<ClkNpDfxDelay>(w)); },
-     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
-       ClkPtpDfxDelay buf;
-       uint32_t r = o->getPtpT2SubT1(kUnit, kPort, rc, as(reply, buf));
-       back(reply, buf);
-       return r;
-     }},
-    {"GetPtpT4SubT3", "oda_1588_get_dfx_t4_sub_t3", 6, 6, 0,
-     [](const std::vector<uint32_t> &w) { fwmsim::engine().setDfxT4SubT3(kUnit, kPort, record<ClkNpDfxDelay>(w)); },
-     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
-       ClkPtpDfxDelay buf;
-       uint32_t r = o->getPtpT4SubT3(kUnit, kPort, rc, as(reply, buf));
-       back(reply, buf);
-       return r;
-     }},
-    {"GetPtpPktStat", "oda_1588_get_pkt_stat", 37, 24, 5,
-     [](const std::vector<uint32_t> &w) { fwmsim::engine().setPktStat(kUnit, kPort, record<ClkNpPktStat>(w)); },
-     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
-       ClkPtpPktStat buf;
-       uint32_t r = o->getPtpPktStat(kUnit, kPort, rc, as(reply, buf));
-       back(reply, buf);
-       return r;
-     }},
+    Q(PtpT2SubT1, ClkNpDfxDelay, ClkPtpDfxDelay, setDfxT2SubT1, 6, 6, 0),
+    Q(PtpT4SubT3, ClkNpDfxDelay, ClkPtpDfxDelay, setDfxT4SubT3, 6, 6, 0),
+    Q(PtpPktStat, ClkNpPktStat, ClkPtpPktStat, setPktStat, 37, 24, 5),
 };
+#undef Q
 
 class ReadClearQuery : public fwmtest::ServiceTest, public ::testing::WithParamInterface<ReadClearCase> {
  protected:
