@@ -190,6 +190,7 @@ TEST_F(Supervision, AnnouncesReachThePeerAtTheRightTicks) {
   m = mark();
   fwmsim::clock().advance(4 * kTick);
   EXPECT_THAT(alarmReads(m), IsEmpty());
+  EXPECT_THAT(fwmsim::registry().printed(), IsEmpty());  // no step of the story reported a failure
 }
 
 TEST_F(Supervision, NothingIsPolledWhileTheChannelIsNotReady) {
@@ -309,6 +310,16 @@ TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {
   EXPECT_EQ(reports, expected);
   EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_NONE);
   EXPECT_FALSE(peer.pending());
+  // A change whose fields cannot be read: reported by the adapter, the entry and the supervision.
+  fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
+  fwmsim::faults().inject("oda_1588_get_announce_field_rx", 2);
+  fwmsim::clock().advance(kTick);
+  for (const char *reason : {"[1588]get announce field rx", "NP_1588_GetAnnounceFieldRx", "NP_1588_GetAnnounceFieldRx"})
+    expected.push_back("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to " +
+                       std::string(reason) + ".)\r\n");
+  reports.clear();
+  for (auto &t : fwmsim::registry().printedTexts()) reports.push_back(t.substr(20));
+  EXPECT_EQ(reports, expected);
 }
 
 TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {
