@@ -85,7 +85,7 @@ TEST_F(DebugPrint, MessageOfMoreThan255CharactersIsDroppedWhole) {
   std::string fits(255, 'a');
   std::string tooLong(256, 'b');
   FWM_SRV_CLK_PrintDbg(2, "%s", fits.c_str());
-  FWM_SRV_CLK_PrintDbg(2, "%s", tooLong.c_str());
+  EXPECT_EQ(FWM_SRV_CLK_PrintDbg(2, "%s", tooLong.c_str()), 0);
   auto texts = fwmsim::registry().printedTexts();
   ASSERT_EQ(texts.size(), 1u);
   EXPECT_EQ(texts[0], "2026-11-22 08:00:00 " + fits + "\r\n");

@@ -150,7 +150,8 @@ INSTANTIATE_TEST_SUITE_P(Agent, DiagFailure, ::testing::Values(
 
 TEST_F(DiagLog, DebugChannelGates) {
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(6, "x"), 1);
-  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "x"), 0);  // switched off at load
+  for (uint32_t level = 0; level < 6; ++level) EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(level, "x"), 0);
+  EXPECT_THAT(fwmsim::agent().debugLines(), IsEmpty());  // every level switched off at load
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(3, 1), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, nullptr), 0);
   std::string tooLong(600, 'z');
