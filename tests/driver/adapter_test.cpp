@@ -261,11 +261,11 @@ TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
   fwmsim::faults().clear();
   fwmsim::faults().inject("oda_1588_set_port_en", 10);
   Timeline failed;
-  EXPECT_EQ(clk_1588_set_port_en(1, 7, 0, &info), -9);
-  EXPECT_EQ(failed.lines().back(), report("FFFFFFF7", 1, 7, "[1588]set port enable"));
+  EXPECT_EQ(clk_1588_set_port_en(1, 6, 0, &info), -9);
+  EXPECT_EQ(failed.lines().back(), report("FFFFFFF7", 1, 6, "[1588]set port enable"));
   const auto ctrl = fwmsim::engine().portControls();
   ASSERT_EQ(ctrl.size(), 2u);
-  EXPECT_EQ(ctrl[1].portWord, 0x04000007u);
+  EXPECT_EQ(ctrl[1].portWord, 0x04000006u);
   EXPECT_EQ(ctrl[1].words, (std::array<uint32_t, 6>{254, 0, 0, 0, 0, 0x3C123456}));
 }
 
