@@ -272,6 +272,7 @@ TEST_F(NpExceptions, GetPktTxEnLogsAfterTheCallWithTheWordItFinds) {
       ::testing::ElementsAre("oda_1588_get_pkt_tx_en(2, 3, 1, &)",
                              "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[1])."));
   EXPECT_EQ(CLK_NP_1588_GetPktTxEn(8, 3, 1, &enable), CLK_NP_ERR_UNIT);
+  EXPECT_EQ(CLK_NP_1588_GetPktTxEn(7, 3, 1, &enable), CLK_NP_ERR_NO_FUNC);  // the last unit is served
 }
 
 TEST_F(NpExceptions, SetPortEnLogsInSignedDecimal) {
