@@ -27,35 +27,22 @@ TEST(ErrorMap, MapsEngineCodesAsTabled) {
     EXPECT_EQ(clk_1588_get_error_code_from_oda_error_code(code), 1) << code;
 }
 
-TEST(Conversions, PacketTypesBothWays) {
-  for (uint32_t t = 0; t <= 8; ++t) {
-    uint32_t out = 99;
-    EXPECT_EQ(clk_1588_pkt_type_fe_to_oda(&out, t), 0);
-    EXPECT_EQ(out, t);
-    out = 99;
-    EXPECT_EQ(clk_1588_pkt_type_oda_to_fe(t, &out), 0);
-    EXPECT_EQ(out, t);
-  }
-  for (uint32_t t : {9u, 13u, 0xFFFFFFFFu}) {
-    uint32_t out = 0;
-    EXPECT_EQ(clk_1588_pkt_type_fe_to_oda(&out, t), -4);
-    EXPECT_EQ(out, 13u);
-    EXPECT_EQ(clk_1588_pkt_type_oda_to_fe(t, &out), -4);
-    EXPECT_EQ(out, 9u);
-  }
-}
-
-TEST(Conversions, IntervalsZeroToTwenty) {
-  for (uint32_t i = 0; i <= 20; ++i) {
-    uint32_t out = 99;
-    EXPECT_EQ(clk_1588_interval_type_fe_to_oda(&out, i), 0);
-    EXPECT_EQ(out, i);
-  }
-  for (uint32_t i : {21u, 255u, 0xFFFFFFFFu}) {
-    uint32_t out = 77;
-    EXPECT_EQ(clk_1588_interval_type_fe_to_oda(&out, i), -4);
-    EXPECT_EQ(out, 77u) << "rejected interval leaves the output";
-  }
+// Packet types 0..8 and intervals 0..20 pass unchanged; others are refused
+// with -4 and the out-of-range marker (13 to the engine, 9 back), a refused
+// interval leaving its output alone.
+TEST(Conversions, PacketTypesBothWaysAndIntervals) {
+  auto check = [](uint32_t v) {
+    uint32_t toOda = 99, toFe = 99, interval = 77;
+    const bool type = v <= 8, known = v <= 20;
+    EXPECT_EQ(clk_1588_pkt_type_fe_to_oda(&toOda, v), type ? 0 : -4) << v;
+    EXPECT_EQ(clk_1588_pkt_type_oda_to_fe(v, &toFe), type ? 0 : -4) << v;
+    EXPECT_EQ(clk_1588_interval_type_fe_to_oda(&interval, v), known ? 0 : -4) << v;
+    EXPECT_EQ(toOda, type ? v : 13u) << v;
+    EXPECT_EQ(toFe, type ? v : 9u) << v;
+    EXPECT_EQ(interval, known ? v : 77u) << v;
+  };
+  for (uint32_t v = 0; v <= 21; ++v) check(v);
+  for (uint32_t v : {255u, 0x80000000u, 0xFFFFFFFFu}) check(v);
 }
 
 // Each slot operation with valid values: the engine-driver call it makes, and
@@ -213,10 +200,6 @@ TEST_F(Adapter, EncapTypeProgramsDestinationPortAndBoard) {
   EXPECT_EQ(clk_1588_set_encap_type(1, 3, 0x55, 4), 0);
   EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_encap_type(1, 3, 4)", "oda_1588_set_ptp_control(1, 3, 32, 3, 0)",
                                      "oda_1588_set_ptp_control(1, 3, 31, 85, 0)"));
-  const auto port = fwmsim::engine().port(1, 3);
-  EXPECT_EQ(port.encap, 4u);
-  EXPECT_EQ(port.ptpControl.at(32), 3u);
-  EXPECT_EQ(port.ptpControl.at(31), 0x55u);
 }
 
 TEST_F(Adapter, EncapTypeStopsAtTheFirstFailure) {
@@ -241,16 +224,12 @@ TEST_F(Adapter, EncapTypeStopsAtTheFirstFailure) {
 }
 
 // Slot 39: the port control precedes the enable; its outcome is not the enable's.
-TEST_F(Adapter, PortEnableWithoutForwardingTargetMakesOnlyTheEnableCall) {
-  ClkNpPortEnInfo info{};
-  info.fwdTarget = CLK_NP_FWD_TARGET_NONE;
-  Timeline t;
-  EXPECT_EQ(clk_1588_set_port_en(1, 3, 1, &info), 0);
-  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_port_en(1, 3, 1)"));
-}
-
 TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
   ClkNpPortEnInfo info{};
+  info.fwdTarget = CLK_NP_FWD_TARGET_NONE;  // no forwarding target: the enable alone
+  Timeline none;
+  EXPECT_EQ(clk_1588_set_port_en(1, 3, 1, &info), 0);
+  EXPECT_THAT(none.lines(), ElementsAre("oda_1588_set_port_en(1, 3, 1)"));
   info.fwdTarget = 0xAB123456u;
   fwmsim::faults().inject("oda_port_set_control", 9, fwmsim::Faults::kAlways);
   Timeline t;
@@ -313,10 +292,7 @@ TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
     EXPECT_EQ(r.call(record), CLK_NP_ERR_FAIL) << r.name;
     for (size_t i = 0; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
   }
-}
-
-TEST_F(Adapter, PassThroughReadKeepsWhatTheEngineWrote) {
-  fwmsim::engine().setScribbleOnFault(true);
+  // A read straight into the caller's record keeps what the engine wrote.
   fwmsim::faults().inject("oda_1588_get_dfx_t2_sub_t1", 1);
   ClkNpDfxDelay delay{};
   EXPECT_EQ(clk_1588_get_dfx_t2_sub_t1(1, 3, 0, &delay), 1);

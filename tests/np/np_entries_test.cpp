@@ -302,16 +302,10 @@ TEST_F(NpExceptions, PlaceholdersAnswerZeroForAnyUnitAndDoNothing) {
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-// The two reports of a driver failure, adapter first, and the adapter's own checks.
-class NpOnAdapter : public nptest::NpBoard {
- protected:
-  void SetUp() override {
-    nptest::NpBoard::SetUp();
-    clk_1588_driver_init(&g_fnNpClkDriver[0]);
-  }
-};
-
-TEST_F(NpOnAdapter, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
+// The two reports of a driver failure, adapter first (each layer's codes and
+// reasons have their own tables).
+TEST_F(NpExceptions, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
+  clk_1588_driver_init(&g_fnNpClkDriver[0]);
   fwmsim::faults().inject("oda_1588_set_ptp_control", 5);
   Timeline t;
   EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(0, 3, 7, 1), -5);
@@ -322,77 +316,16 @@ TEST_F(NpOnAdapter, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
                                      report("FFFFFFFB", 0, 3, "NP_1588_SetPtpCtrl")));
 }
 
-TEST_F(NpOnAdapter, EngineCodesFourSixSevenReachTheCallerUnreported) {
-  const std::pair<uint32_t, int32_t> codes[] = {{4, -6}, {6, -8}, {7, -7}};
-  for (const auto &[oda, mapped] : codes) {
-    fwmsim::faults().inject("oda_1588_set_ptp_state", oda);
-    Timeline t;
-    EXPECT_EQ(CLK_NP_1588_SetPtpState(0, 3, 1), mapped);
-    EXPECT_THAT(t.lines(),
-                ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[1]).",
-                                       "oda_1588_set_ptp_state(0, 3, 1)"));
-  }
-}
-
-TEST_F(NpOnAdapter, SilentAdapterRejectionLeavesOnlyTheEntrysReport) {
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_SetPtpState(0, 3, 10), CLK_NP_ERR_PARAM);
-  uint32_t alarm = 0;
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceAlarm(0, 3, 2, 1, &alarm), CLK_NP_ERR_PARAM);
-  EXPECT_THAT(t.lines(),
-              ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[10]).",
-                                     report("FFFFFFFC", 0, 3, "NP_1588_SetPtpState"),
-                                     report("FFFFFFFC", 0, 3, "NP_1588_GetAnnounceAlarm")));
-}
-
-TEST_F(NpOnAdapter, ReportedAdapterRejectionGivesTwoLines) {
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_SetPktInterval(0, 3, 1, 21), CLK_NP_ERR_PARAM);
-  EXPECT_THAT(
-      t.lines(),
-      ::testing::ElementsAre(
-          "LOG MSG 1588.(parameter in SetPktInterval: Unit=[0], Port=[3], PktType=[1], Interval=[21]).",
-          report("FFFFFFFC", 0, 3, "[1588]get oda interval"), report("FFFFFFFC", 0, 3, "NP_1588_SetPktInterval")));
-}
-
-TEST_F(NpOnAdapter, GetPtpCtrlReportsTheControlTypeAsThePort) {
-  fwmsim::faults().inject("oda_1588_get_ptp_control", 1);
-  ClkNpPtpCtrlRec rec{{3, 0}};
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_GetPtpCtrl(0, 31, &rec), CLK_NP_ERR_FAIL);
-  EXPECT_THAT(t.lines(),
-              ::testing::ElementsAre("LOG MSG 1588.(parameter in GetPtpCtrl: Unit=[0], Type=[31]).",
-                                     "oda_1588_get_ptp_control(0, 31, &)", report("1", 0, 31, "[1588]get ptp control"),
-                                     report("1", 0, 31, "NP_1588_GetPtpCtrl")));
-}
-
-TEST_F(NpOnAdapter, TimestampUnitEntriesFindEmptySlots) {
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_PtpSetTspDelay(0, 1, 100), CLK_NP_ERR_NO_FUNC);
-  uint8_t report2[16];
-  EXPECT_EQ(CLK_NP_1588_PtpGetReportTs(0, report2), CLK_NP_ERR_NO_FUNC);
-  EXPECT_EQ(CLK_NP_1588_PtpGetChannelTs(0, 3, nullptr), CLK_NP_ERR_NULL_PTR);
-  EXPECT_THAT(t.lines(), ::testing::ElementsAre(report("FFFFFFF0", 0, 1, "NP_1588_PtpSetTspDelay"),
-                                                report("FFFFFFF0", 0, 0, "NP_1588_PtpGetReportTs"),
-                                                "DBG [CLK_NP] PtpGetChannelTs, null pointer"));
-}
-
-// The report line itself.
-class RetProcess : public nptest::NpBoard {};
-
-TEST_F(RetProcess, SilentForSuccessAndMinusSixToMinusEight) {
+// The report line itself: silent for success and -6 to -8, which ask nothing
+// of the board either.
+TEST_F(NpExceptions, RetProcessPrintsCodeInCapitalHexWithChassisAndSlot) {
+  fwmsim::board().chassisId = 2;
+  fwmsim::board().slotId = 14;
   const size_t mark = fwmsim::recorder().mark();
   Timeline t;
   for (int32_t code : {0, -6, -7, -8}) CLK_NP_RetProcess(code, 1, 2, "x");
   EXPECT_THAT(t.lines(), ::testing::IsEmpty());
   EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ::testing::IsEmpty());
-}
-
-TEST_F(RetProcess, PrintsCodeInCapitalHexWithChassisAndSlot) {
-  fwmsim::board().chassisId = 2;
-  fwmsim::board().slotId = 14;
-  const size_t mark = fwmsim::recorder().mark();
-  Timeline t;
   const std::pair<int32_t, const char *> codes[] = {
       {1, "1"},         {-1, "FFFFFFFF"},  {-5, "FFFFFFFB"},         {-9, "FFFFFFF7"},     {-16, "FFFFFFF0"},
       {-4, "FFFFFFFC"}, {-99, "FFFFFF9D"}, {0x7FFFFFFF, "7FFFFFFF"}, {-5 - 4, "FFFFFFF7"}, {0xAB, "AB"}};
