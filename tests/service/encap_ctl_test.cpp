@@ -81,11 +81,9 @@ TEST_F(Encap, VlanTagWord) {
     e.vlanPriority = c.priority;
     e.vlanId = c.vlanId;
     EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u);
-    auto calls = engine();
-    ASSERT_FALSE(calls.empty());
-    char tag[16];
-    std::snprintf(tag, sizeof tag, "0x%X", c.tag);
-    EXPECT_EQ(calls.back(), std::string("oda_1588_set_encap_vlan(1, 5, ") + tag + ")");
+    char tag[40];
+    std::snprintf(tag, sizeof tag, "; set_encap_vlan(1, 5, 0x%X)", c.tag);
+    EXPECT_EQ(calls(), encapCalls(1, tag));
   }
 }
 

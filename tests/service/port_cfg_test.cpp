@@ -1,6 +1,9 @@
 // Global setting, port configuration, asymmetry and SSM: the engine calls each
 // makes, in order, and the lines it logs.
 #include <climits>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "service_fixture.hpp"
 
@@ -32,67 +35,40 @@ ClkPtpPortCfg portCfg(uint32_t enable, uint32_t stateWord, uint32_t ctrl1) {
 
 // One request's calls by enable, state word and control-1 value: a port is
 // switched off first and on last, an enable of 2 neither; the state decides
-// controls 18, 8 and 6 or 7.
+// controls 18, 8 and 6 or 7. The rows give what differs, portCfgCalls the rest.
 struct PortCfgCase {
   const char *name;
   uint32_t enable;
   uint32_t stateWord;  // as sent, flag included
   uint32_t ctrl1;
-  const char *calls;
+  const char *first, *state, *control1, *checks, *txEn, *control67, *last;
+  std::string calls() const {
+    return std::string(first) + "set_ptp_state(1, 5, " + state + "); set_ptp_control(1, 5, 0, 11, 0); " +
+           "set_ptp_control(1, 5, 1, " + control1 + ", 0); " + checks +
+           "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, " + txEn +
+           "); set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); "
+           "set_announce_timeout(1, 5, 3, 0); set_ptp_control(1, 5, " +
+           control67 + ", 0); set_ptp_control(1, 5, 33, 4660, 0)" + last;
+  }
 };
 
+constexpr char kOff[] = "set_port_en(1, 5, 0); ";
+constexpr char kOn[] = "; set_port_en(1, 5, 1)";
+constexpr uint32_t kFlag = FWM_CLK_PORT_STATE_FLAG;
 // clang-format off
 const PortCfgCase kPortCfgCases[] = {
-    {"OnSlave", 1, 9, 1,
-     "set_ptp_state(1, 5, 9); set_ptp_control(1, 5, 0, 11, 0); set_ptp_control(1, 5, 1, 1, 0); "
-     "set_ptp_control(1, 5, 18, 1, 0); set_ptp_control(1, 5, 8, 5, 0); "
-     "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, 1); "
-     "set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); set_announce_timeout(1, 5, 3, 0); "
-     "set_ptp_control(1, 5, 6, 1, 0); set_ptp_control(1, 5, 33, 4660, 0); set_port_en(1, 5, 1)"},
-    {"OnSlaveFlagged", 1, 9 | FWM_CLK_PORT_STATE_FLAG, 0,
-     "set_ptp_state(1, 5, 9); set_ptp_control(1, 5, 0, 11, 0); set_ptp_control(1, 5, 1, 0, 0); "
-     "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, 1); "
-     "set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); set_announce_timeout(1, 5, 3, 0); "
-     "set_ptp_control(1, 5, 7, 255, 0); set_ptp_control(1, 5, 33, 4660, 0); set_port_en(1, 5, 1)"},
-    {"OnPassiveFlagged", 1, 7 | FWM_CLK_PORT_STATE_FLAG, 1,
-     "set_ptp_state(1, 5, 7); set_ptp_control(1, 5, 0, 11, 0); set_ptp_control(1, 5, 1, 1, 0); "
-     "set_ptp_control(1, 5, 18, 1, 0); set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); "
-     "set_pkt_tx_en(1, 5, 4, 1); set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); "
-     "set_announce_timeout(1, 5, 3, 0); set_ptp_control(1, 5, 6, 1, 0); set_ptp_control(1, 5, 33, 4660, 0); "
-     "set_port_en(1, 5, 1)"},
-    {"OnMaster", 1, 6, 2,
-     "set_ptp_state(1, 5, 6); set_ptp_control(1, 5, 0, 11, 0); set_ptp_control(1, 5, 1, 2, 0); "
-     "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, 1); "
-     "set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); set_announce_timeout(1, 5, 3, 0); "
-     "set_ptp_control(1, 5, 7, 255, 0); set_ptp_control(1, 5, 33, 4660, 0); set_port_en(1, 5, 1)"},
-    {"OffSlave", 0, 9, 1,
-     "set_port_en(1, 5, 0); set_ptp_state(1, 5, 9); set_ptp_control(1, 5, 0, 11, 0); "
-     "set_ptp_control(1, 5, 1, 1, 0); set_ptp_control(1, 5, 18, 0, 0); set_ptp_control(1, 5, 8, 5, 0); "
-     "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, 0); "
-     "set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); set_announce_timeout(1, 5, 3, 0); "
-     "set_ptp_control(1, 5, 6, 1, 0); set_ptp_control(1, 5, 33, 4660, 0)"},
-    {"OffSlaveFlagged", 0, 9 | FWM_CLK_PORT_STATE_FLAG, 1,
-     "set_port_en(1, 5, 0); set_ptp_state(1, 5, 9); set_ptp_control(1, 5, 0, 11, 0); "
-     "set_ptp_control(1, 5, 1, 1, 0); set_ptp_control(1, 5, 18, 0, 0); "
-     "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, 0); "
-     "set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); set_announce_timeout(1, 5, 3, 0); "
-     "set_ptp_control(1, 5, 6, 1, 0); set_ptp_control(1, 5, 33, 4660, 0)"},
-    {"OffListening", 0, 3, 1,
-     "set_port_en(1, 5, 0); set_ptp_state(1, 5, 3); set_ptp_control(1, 5, 0, 11, 0); "
-     "set_ptp_control(1, 5, 1, 1, 0); set_ptp_control(1, 5, 18, 0, 0); "
-     "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, 0); "
-     "set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); set_announce_timeout(1, 5, 3, 0); "
-     "set_ptp_control(1, 5, 6, 1, 0); set_ptp_control(1, 5, 33, 4660, 0)"},
-    {"OtherEnable", 2, 9, 1,
-     "set_ptp_state(1, 5, 9); set_ptp_control(1, 5, 0, 11, 0); set_ptp_control(1, 5, 1, 1, 0); "
-     "set_ptp_control(1, 5, 18, 2, 0); set_ptp_control(1, 5, 8, 5, 0); "
-     "set_encap_sport_identity_rx(1, 5, 1, [17, 34, 51]); set_pkt_tx_en(1, 5, 4, 2); "
-     "set_encap_domain_number(1, 5, 24); set_ptp_control(1, 5, 2, 22, 0); set_announce_timeout(1, 5, 3, 0); "
-     "set_ptp_control(1, 5, 6, 1, 0); set_ptp_control(1, 5, 33, 4660, 0)"},
+    {"OnSlave", 1, 9, 1, "", "9", "1", "set_ptp_control(1, 5, 18, 1, 0); set_ptp_control(1, 5, 8, 5, 0); ", "1", "6, 1", kOn},
+    {"OnSlaveFlagged", 1, 9 | kFlag, 0, "", "9", "0", "", "1", "7, 255", kOn},
+    {"OnPassiveFlagged", 1, 7 | kFlag, 1, "", "7", "1", "set_ptp_control(1, 5, 18, 1, 0); ", "1", "6, 1", kOn},
+    {"OnMaster", 1, 6, 2, "", "6", "2", "", "1", "7, 255", kOn},
+    {"OffSlave", 0, 9, 1, kOff, "9", "1", "set_ptp_control(1, 5, 18, 0, 0); set_ptp_control(1, 5, 8, 5, 0); ", "0", "6, 1", ""},
+    {"OffSlaveFlagged", 0, 9 | kFlag, 1, kOff, "9", "1", "set_ptp_control(1, 5, 18, 0, 0); ", "0", "6, 1", ""},
+    {"OffListening", 0, 3, 1, kOff, "3", "1", "set_ptp_control(1, 5, 18, 0, 0); ", "0", "6, 1", ""},
+    {"OtherEnable", 2, 9, 1, "", "9", "1", "set_ptp_control(1, 5, 18, 2, 0); set_ptp_control(1, 5, 8, 5, 0); ", "2", "6, 1", ""},
 };
 // clang-format on
-const char *const kOnSlave = kPortCfgCases[0].calls;
-const char *const kOffSlave = kPortCfgCases[4].calls;
+const std::string kOnSlave = kPortCfgCases[0].calls();
+const std::string kOffSlave = kPortCfgCases[4].calls();
 
 using PortCfg = fwmtest::ServiceTest;
 
@@ -101,7 +77,7 @@ TEST_F(PortCfg, MakesTheGoldenCallsAndClearsTheStateFlag) {
     mark();
     ClkPtpPortCfg cfg = portCfg(c.enable, c.stateWord, c.ctrl1);
     EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0u) << c.name;
-    EXPECT_EQ(calls(), c.calls) << c.name;
+    EXPECT_EQ(calls(), c.calls()) << c.name;
     EXPECT_EQ(cfg.portState, c.stateWord & ~FWM_CLK_PORT_STATE_FLAG) << c.name;
     // The Mira hook saw the word as it arrived, state flag and all.
     ASSERT_NE(FWM_SRV_CLK_PtpFindPort(kUnit, kPort), nullptr);
@@ -112,39 +88,43 @@ TEST_F(PortCfg, MakesTheGoldenCallsAndClearsTheStateFlag) {
 
 using PortCfgFailure = fwmtest::ServiceTest;
 
-// A failing state write in the first half stops nothing that follows.
-TEST_F(PortCfgFailure, EveryLaterStepStillRuns) {
-  fwmsim::faults().inject("oda_1588_set_ptp_state", 3);  // mapped to -4
-  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
-  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0xFFFFFFFCu);
-  EXPECT_EQ(calls(), kOnSlave);
-  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5",
-                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg1 failed, Ret=4294967292",
-                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967292"));
-}
+// Nothing stops at a failure: a failing state write in the first half, failures
+// in several steps (each reports its own, the whole the OR) and a failed enable
+// made last, which is reported alone and rolls nothing back.
+struct PortCfgFailureCase {
+  std::vector<std::pair<const char *, uint32_t>> faults;
+  uint32_t enable;
+  uint32_t ret;
+  std::vector<std::string> errors;
+};
 
-// Failures in several steps: each step reports its own, the whole reports the OR.
-TEST_F(PortCfgFailure, ResultIsTheOrOfEveryFailure) {
-  fwmsim::faults().inject("oda_1588_set_encap_sport_identity_rx", 1);  // 1
-  fwmsim::faults().inject("oda_1588_set_announce_timeout", 2);         // -2
-  fwmsim::faults().inject("oda_1588_set_port_en", 5);                  // -5
-  ClkPtpPortCfg cfg = portCfg(0, 9, 1);
-  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 0xFFFFFFFFu);
-  EXPECT_EQ(calls(), kOffSlave);
-  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5",
-                                   "ERROR [SetPtpRxSrcPortId] SetEncapSportIdentityRx failed, ret = 1",
-                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg2 failed, Ret=4294967294",
-                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967295"));
-}
+const PortCfgFailureCase kPortCfgFailures[] = {
+    {{{"oda_1588_set_ptp_state", 3}},  // -4
+     1,
+     0xFFFFFFFCu,
+     {"ERROR [FWM_SRV_CLK] SetPtpPortCfg1 failed, Ret=4294967292",
+      "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967292"}},
+    {{{"oda_1588_set_encap_sport_identity_rx", 1}, {"oda_1588_set_announce_timeout", 2}, {"oda_1588_set_port_en", 5}},
+     0,
+     0xFFFFFFFFu,
+     {"ERROR [SetPtpRxSrcPortId] SetEncapSportIdentityRx failed, ret = 1",
+      "ERROR [FWM_SRV_CLK] SetPtpPortCfg2 failed, Ret=4294967294",
+      "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=4294967295"}},
+    {{{"oda_1588_set_port_en", 1}}, 1, 1u, {"ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=1"}},
+};
 
-// The enable made last is not rolled back, nor is anything before it.
-TEST_F(PortCfgFailure, FailedEnableIsReportedAlone) {
-  fwmsim::faults().inject("oda_1588_set_port_en", 1);
-  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
-  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), 1u);
-  EXPECT_EQ(calls(), kOnSlave);
-  EXPECT_THAT(lines(), ElementsAre("MSG [FWM_SRV] MIRASpecialProc unit=1 port=5",
-                                   "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=1"));
+TEST_F(PortCfgFailure, EveryStepRunsAndTheResultIsTheOrOfEveryFailure) {
+  for (const PortCfgFailureCase &c : kPortCfgFailures) {
+    mark();
+    fwmsim::faults().clear();
+    for (const auto &[fn, code] : c.faults) fwmsim::faults().inject(fn, code);
+    ClkPtpPortCfg cfg = portCfg(c.enable, 9, 1);
+    EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg), c.ret);
+    EXPECT_EQ(calls(), c.enable == 1 ? kOnSlave : kOffSlave);
+    auto expected = c.errors;
+    expected.insert(expected.begin(), "MSG [FWM_SRV] MIRASpecialProc unit=1 port=5");
+    EXPECT_EQ(lines(), expected);
+  }
 }
 
 // A port the hook cannot record is not supervised; the rest goes on.

@@ -133,9 +133,13 @@ class ReadClearQuery : public fwmtest::ServiceTest, public ::testing::WithParamI
   }
 };
 
-TEST_P(ReadClearQuery, PlainReadCopiesTheWantedWords) {
+// A plain read copies the wanted words (only 1 is read-clear); read-clear reads
+// the engine, which clears, and needs no reply; a null reply is refused only
+// after the read; an engine failure leaves the reply untouched.
+TEST_P(ReadClearQuery, ReadsClearsRefusesAndFails) {
   const ReadClearCase &c = GetParam();
-  for (uint32_t readClear : {0u, 2u}) {  // only 1 is special
+  const std::string name(c.name);
+  for (uint32_t readClear : {0u, 2u}) {
     mark();
     auto words = seedEngine();
     std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
@@ -145,36 +149,28 @@ TEST_P(ReadClearQuery, PlainReadCopiesTheWantedWords) {
     EXPECT_THAT(engine(), ElementsAre(call(readClear)));
     EXPECT_THAT(lines(), IsEmpty());
   }
-}
-
-TEST_P(ReadClearQuery, ReadClearReadsTheEngineAndNeedsNoReply) {
-  const ReadClearCase &c = GetParam();
+  mark();
   seedEngine();
   EXPECT_EQ(c.call(orch, 1, nullptr), 0u);
   EXPECT_THAT(engine(), ElementsAre(call(1)));
   EXPECT_THAT(lines(), IsEmpty());
-  // The engine cleared what was read.
   std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
   EXPECT_EQ(c.call(orch, 0, &reply), 0u);
   EXPECT_THAT(reply, ::testing::Each(0u));
-}
 
-TEST_P(ReadClearQuery, NullReplyIsRefusedOnlyAfterTheRead) {
-  const ReadClearCase &c = GetParam();
+  mark();
   EXPECT_EQ(c.call(orch, 0, nullptr), 1u);
   EXPECT_THAT(engine(), ElementsAre(call(0)));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV] " + std::string(c.name) + ", null pointer"));
-}
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV] " + name + ", null pointer"));
 
-TEST_P(ReadClearQuery, EngineFailureLeavesTheReplyUntouched) {
-  const ReadClearCase &c = GetParam();
+  mark();
   seedEngine();
   fwmsim::engine().setScribbleOnFault(true);
   fwmsim::faults().inject(c.odaFn, 5);  // -5
-  std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
+  reply.assign(c.replyWords, 0x5A5A5A5Au);
   EXPECT_EQ(c.call(orch, 0, &reply), 0xFFFFFFFBu);
   EXPECT_THAT(reply, ::testing::Each(0x5A5A5A5Au));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] " + std::string(c.name) + " failed, Ret=4294967291"));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] " + name + " failed, Ret=4294967291"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Slots11To13, ReadClearQuery, ::testing::ValuesIn(kReadClearCases),
