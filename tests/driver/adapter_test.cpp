@@ -45,99 +45,13 @@ TEST(Conversions, PacketTypesBothWaysAndIntervals) {
   for (uint32_t v : {255u, 0x80000000u, 0xFFFFFFFFu}) check(v);
 }
 
-// Each slot operation with valid values: the engine-driver call it makes, and
-// with that call failing (code 5 -> -5) the adapter's report.
+// Each slot's engine-driver call and failure reports are checked through the
+// NP entries (np_entries_test); here the adapter's own checks and multi-call slots.
 alignas(8) uint8_t gRec[2][256];
-
-struct Op {
-  const char *name;
-  std::function<int32_t()> call;
-  const char *oda;     // the engine-driver call (unit 1, port 3)
-  const char *fn;      // the engine-driver function, for fault injection
-  const char *reason;  // the adapter's reason for an engine failure
-};
 
 template <class T>
 T *rec(int i) {
   return reinterpret_cast<T *>(gRec[i]);
-}
-
-#define A(expr) [] { return clk_1588_##expr; }
-
-// clang-format off
-const Op kOps[] = {
-    {"set_ssm_rx_enable", A(set_ssm_rx_enable(1, 3, 5)), "oda_1588_set_ssm_rx_en(1, 3, 5)", "oda_1588_set_ssm_rx_en", "[1588]set ssm rx enable"},
-    {"set_ptp_control", A(set_ptp_control(1, 3, 7, 9)), "oda_1588_set_ptp_control(1, 3, 7, 9, 0)", "oda_1588_set_ptp_control", "[1588]set ptp control"},
-    {"get_ptp_control", A(get_ptp_control(1, 3, rec<ClkNpPtpCtrlRec>(0))), "oda_1588_get_ptp_control(1, 3, &)", "oda_1588_get_ptp_control", "[1588]get ptp control"},
-    {"set_ptp_state", A(set_ptp_state(1, 3, 9)), "oda_1588_set_ptp_state(1, 3, 9)", "oda_1588_set_ptp_state", "[1588]set ptp state"},
-    {"get_ptp_state", A(get_ptp_state(1, 3, rec<uint32_t>(0))), "oda_1588_get_ptp_state(1, 3, &)", "oda_1588_get_ptp_state", "[1588]get ptp state"},
-    {"get_encap_type", A(get_encap_type(1, 3, rec<uint32_t>(0))), "oda_1588_get_encap_type(1, 3, &)", "oda_1588_get_encap_type", "[1588]get encap type"},
-    {"set_encap_da_sel", A(set_encap_da_sel(1, 3, 8, 2)), "oda_1588_set_encap_da_sel(1, 3, 8, 2)", "oda_1588_set_encap_da_sel", "[1588]set encap da sel"},
-    {"set_encap_dip_sel", A(set_encap_dip_sel(1, 3, 0, 7)), "oda_1588_set_encap_dip_sel(1, 3, 0, 7)", "oda_1588_set_encap_dip_sel", "[1588]set encap dip sel"},
-    {"set_encap_flagfield_sel", A(set_encap_flagfield_sel(1, 3, 2, 2)), "oda_1588_set_encap_flagfield_sel(1, 3, 2, 2)", "oda_1588_set_encap_flagfield_sel", "[1588]set encap flagfield sel"},
-    {"set_encap_flagfield", A(set_encap_flagfield(1, 3, 0x208)), "oda_1588_set_encap_flagfield(1, 3, 520)", "oda_1588_set_encap_flagfield", "[1588]set encap flag"},
-    {"get_encap_flagfield", A(get_encap_flagfield(1, 3, rec<uint32_t>(0))), "oda_1588_get_encap_flagfield(1, 3, &)", "oda_1588_get_encap_flagfield", "[1588]get encap flag"},
-    {"set_encap_domain_number", A(set_encap_domain_number(1, 3, 24)), "oda_1588_set_encap_domain_number(1, 3, 24)", "oda_1588_set_encap_domain_number", "[1588]set encap domain number"},
-    {"get_encap_domain_number", A(get_encap_domain_number(1, 3, rec<uint32_t>(0))), "oda_1588_get_encap_domain_number(1, 3, &)", "oda_1588_get_encap_domain_number", "[1588]get encap domain number"},
-    {"set_encap_sport_identity_tx", A(set_encap_sport_identity_tx(1, 3, rec<ClkNpPortIdentity>(1))), "oda_1588_set_encap_sport_identity_tx(1, 3, [11, 12, 13])", "oda_1588_set_encap_sport_identity_tx", "[1588]set encap sport identity tx"},
-    {"get_encap_sport_identity_tx", A(get_encap_sport_identity_tx(1, 3, rec<ClkNpPortIdentity>(0))), "oda_1588_get_encap_sport_identity_tx(1, 3, &)", "oda_1588_get_encap_sport_identity_tx", "[1588]get encap sport identity tx"},
-    {"set_encap_sport_identity_rx", A(set_encap_sport_identity_rx(1, 3, 1, rec<ClkNpPortIdentity>(1))), "oda_1588_set_encap_sport_identity_rx(1, 3, 1, [11, 12, 13])", "oda_1588_set_encap_sport_identity_rx", "[1588]set encap sport identity rx"},
-    {"get_encap_sport_identity_rx", A(get_encap_sport_identity_rx(1, 3, 0, rec<ClkNpPortIdentity>(0))), "oda_1588_get_encap_sport_identity_rx(1, 3, 0, &)", "oda_1588_get_encap_sport_identity_rx", "[1588]get encap sport identity rx"},
-    {"set_encap_da", A(set_encap_da(1, 3, 1, rec<uint8_t>(1))), "oda_1588_set_encap_da(1, 3, 1, 0B:00:00:00:0C:00)", "oda_1588_set_encap_da", "[1588]set encap da"},
-    {"set_encap_sa", A(set_encap_sa(1, 3, 2, rec<uint8_t>(1))), "oda_1588_set_encap_sa(1, 3, 2, 0B:00:00:00:0C:00)", "oda_1588_set_encap_sa", "[1588]set encap sa"},
-    {"set_encap_dip", A(set_encap_dip(1, 3, 3, 0xC0A80001u)), "oda_1588_set_encap_dip(1, 3, 3, 3232235521)", "oda_1588_set_encap_dip", "[1588]set encap dip"},
-    {"set_encap_sip", A(set_encap_sip(1, 3, 4, 7)), "oda_1588_set_encap_sip(1, 3, 4, 7)", "oda_1588_set_encap_sip", "[1588]set encap sip"},
-    {"set_encap_dscp", A(set_encap_dscp(1, 3, 46)), "oda_1588_set_encap_dscp(1, 3, 46)", "oda_1588_set_encap_dscp", "[1588]set encap dscp"},
-    {"set_encap_vlan", A(set_encap_vlan(1, 3, 0x81000064u)), "oda_1588_set_encap_vlan(1, 3, 0x81000064)", "oda_1588_set_encap_vlan", "[1588]set encap vlan"},
-    {"set_encap_udp_sport", A(set_encap_udp_sport(1, 3, 65536 + 319)), "oda_1588_set_encap_udp_sport(1, 3, 319)", "oda_1588_set_encap_udp_sport", "[1588]set encap udp sport"},
-    {"set_encap_ipheader", A(set_encap_ipheader(1, 3, gRec[0])), "oda_1588_set_encap_ipheader(1, 3, &)", "oda_1588_set_encap_ipheader", "[1588]set encap ip header"},
-    {"set_pkt_tx_en", A(set_pkt_tx_en(1, 3, 1, 5)), "oda_1588_set_pkt_tx_en(1, 3, 1, 5)", "oda_1588_set_pkt_tx_en", "[1588]set pkt tx enable"},
-    {"get_pkt_tx_en", A(get_pkt_tx_en(1, 3, 1, rec<uint32_t>(0))), "oda_1588_get_pkt_tx_en(1, 3, 1, &)", "oda_1588_get_pkt_tx_en", "[1588]get pkt tx enable"},
-    {"set_pkt_rx_en", A(set_pkt_rx_en(1, 3, 5, 6)), "oda_1588_set_pkt_rx_en(1, 3, 5, 6)", "oda_1588_set_pkt_rx_en", "[1588]set pkt rx enable"},
-    {"set_pkt_interval", A(set_pkt_interval(1, 3, 0, 20)), "oda_1588_set_pkt_interval(1, 3, 0, 20)", "oda_1588_set_pkt_interval", "[1588]set pkt interval"},
-    {"get_pkt_stat_alarm", A(get_pkt_stat_alarm(1, 3, 6, 7, rec<uint32_t>(0))), "oda_1588_get_pkt_stat_alarm(1, 3, 6, 7, &)", "oda_1588_get_pkt_stat_alarm", "[1588]get pkt stat alarm"},
-    {"get_pkt_stat", A(get_pkt_stat(1, 3, 1, rec<ClkNpPktStat>(0))), "oda_1588_get_pkt_stat(1, 3, 1, &)", "oda_1588_get_pkt_stat", "[1588]get pkt stat"},
-    {"set_announce_timeout", A(set_announce_timeout(1, 3, 9, 12)), "oda_1588_set_announce_timeout(1, 3, 9, 12)", "oda_1588_set_announce_timeout", "[1588]set announce timeout"},
-    {"get_announce_alarm", A(get_announce_alarm(1, 3, 1, 7, rec<uint32_t>(0))), "oda_1588_get_announce_alarm(1, 3, 1, 7, &)", "oda_1588_get_announce_alarm", "[1588]get announce alarm"},
-    {"set_announce_alarm", A(set_announce_alarm(1, 3, 0, 6)), "oda_1588_set_announce_alarm(1, 3, 0, 6)", "oda_1588_set_announce_alarm", "[1588]set announce alarm"},
-    {"set_announce_field_tx", A(set_announce_field_tx(1, 3, rec<ClkNpAnnFlags>(0), rec<ClkNpAnnFields>(1))), "oda_1588_set_announce_field_tx(1, 3, &, &)", "oda_1588_set_announce_field_tx", "[1588]set announce field tx"},
-    {"get_announce_field_tx", A(get_announce_field_tx(1, 3, rec<ClkNpAnnFlags>(0), rec<ClkNpAnnFields>(1))), "oda_1588_get_announce_field_tx(1, 3, &, &)", "oda_1588_get_announce_field_tx", "[1588]get announce field tx"},
-    {"get_announce_field_rx", A(get_announce_field_rx(1, 3, 0, rec<ClkNpAnnFlags>(0), rec<ClkNpAnnFields>(1))), "oda_1588_get_announce_field_rx(1, 3, 0, &, &)", "oda_1588_get_announce_field_rx", "[1588]get announce field rx"},
-    {"get_port_en", A(get_port_en(1, 3, rec<uint32_t>(0))), "oda_1588_get_port_en(1, 3, &)", "oda_1588_get_port_en", "[1588]get port enable"},
-    {"get_time_stamp", A(get_time_stamp(1, 3, rec<ClkNpTimestamps>(0))), "oda_1588_get_timestamp(1, 3, &)", "oda_1588_get_timestamp", "[1588]get time stamp"},
-    {"get_ssm_stat", A(get_ssm_stat(1, 3, 2, rec<void>(0))), "oda_1588_get_ssm_stat(1, 3, 2, &)", "oda_1588_get_ssm_stat", "[1588]get ssm stat"},
-    {"get_dfx_t2_sub_t1", A(get_dfx_t2_sub_t1(1, 3, 1, rec<ClkNpDfxDelay>(0))), "oda_1588_get_dfx_t2_sub_t1(1, 3, 1, &)", "oda_1588_get_dfx_t2_sub_t1", "[1588]get dfx time of t2 sub t1"},
-    {"get_dfx_t4_sub_t3", A(get_dfx_t4_sub_t3(1, 3, 0, rec<ClkNpDfxDelay>(0))), "oda_1588_get_dfx_t4_sub_t3(1, 3, 0, &)", "oda_1588_get_dfx_t4_sub_t3", "[1588]get dfx time of t4 sub t3"},
-};
-// clang-format on
-
-#undef A
-
-TEST_F(Adapter, EachSlotCallsTheEngineDriverOnceAndMapsAndReportsItsFailures) {
-  const std::pair<uint32_t, int32_t> reportedCodes[] = {{5, -5}, {1, 1}, {16, -16}, {3, -4}, {300, 1}};
-  for (const Op &op : kOps) {
-    std::memset(gRec, 0, sizeof gRec);
-    auto *words = rec<uint32_t>(1);
-    words[0] = 11;  // identity word 0 / MAC byte 0
-    words[1] = 12;  // identity word 1 / MAC byte 4
-    words[2] = 13;
-    Timeline t;
-    EXPECT_EQ(op.call(), 0) << op.name;
-    EXPECT_THAT(t.lines(), ElementsAre(op.oda));
-    for (const auto &[oda, mapped] : reportedCodes) {
-      fwmsim::faults().inject(op.fn, oda);
-      Timeline failed;
-      EXPECT_EQ(op.call(), mapped) << op.name << " " << oda;
-      const char *hex = mapped == -5 ? "FFFFFFFB" : mapped == 1 ? "1" : mapped == -16 ? "FFFFFFF0" : "FFFFFFFC";
-      EXPECT_THAT(failed.lines(), ElementsAre(op.oda, report(hex, 1, 3, op.reason))) << oda;
-    }
-    for (uint32_t oda : {4u, 6u, 7u}) {
-      fwmsim::faults().inject(op.fn, oda);
-      Timeline quiet;
-      EXPECT_NE(op.call(), 0);
-      EXPECT_THAT(quiet.lines(), ElementsAre(op.oda)) << oda;
-    }
-  }
 }
 
 // Values the adapter refuses before the engine is called.

@@ -78,23 +78,10 @@ TEST(AdapterTable, FillsSlotsZeroToFortyFourAndLeavesTheRest) {
   t.reserved45 = +[](uint32_t) { return 45; };
   t.ptpGetChannelTs = +[](uint32_t, uint32_t, void *) { return 64; };
   clk_1588_driver_init(&t);
-#define F(fn) reinterpret_cast<const void *>(&clk_1588_##fn)
-  // clang-format off
-  const void *expected[] = {
-      F(init), F(set_ssm_rx_enable), F(set_ptp_control), F(get_ptp_control), F(set_ptp_state), F(get_ptp_state),
-      F(set_encap_type), F(get_encap_type), F(set_encap_da_sel), F(set_encap_dip_sel), F(set_encap_flagfield_sel),
-      F(set_encap_flagfield), F(get_encap_flagfield), F(set_encap_domain_number), F(get_encap_domain_number),
-      F(set_encap_sport_identity_tx), F(get_encap_sport_identity_tx), F(set_encap_sport_identity_rx),
-      F(get_encap_sport_identity_rx), F(set_encap_da), F(set_encap_sa), F(set_encap_dip), F(set_encap_sip),
-      F(set_encap_dscp), F(set_encap_vlan), F(set_encap_udp_sport), F(set_encap_ipheader), F(set_pkt_tx_en),
-      F(get_pkt_tx_en), F(set_pkt_rx_en), F(set_pkt_interval), F(get_pkt_stat_alarm), F(get_pkt_stat),
-      F(set_announce_timeout), F(get_announce_alarm), F(set_announce_alarm), F(set_announce_field_tx),
-      F(get_announce_field_tx), F(get_announce_field_rx), F(set_port_en), F(get_port_en), F(get_time_stamp),
-      F(get_ssm_stat), F(get_dfx_t2_sub_t1), F(get_dfx_t4_sub_t3)};
-  // clang-format on
-#undef F
-  static_assert(std::size(expected) == fwmclk::np::kAdapterSlots);
-  for (size_t k = 0; k < std::size(expected); ++k) EXPECT_EQ(slotOf(t, k), expected[k]) << "slot " << k;
+  // Which adapter operation each slot holds shows in the engine-driver call
+  // every entry makes on the adapter (np_entries_test); here the extent.
+  EXPECT_EQ(slotOf(t, 0), reinterpret_cast<const void *>(&clk_1588_init));
+  for (size_t k = 1; k < fwmclk::np::kAdapterSlots; ++k) EXPECT_NE(slotOf(t, k), nullptr) << "slot " << k;
   for (size_t k = fwmclk::np::kAdapterSlots; k < kSlotCount; ++k) {
     const bool marked = k == 45 || k == 64;
     EXPECT_EQ(slotOf(t, k) != nullptr, marked) << "slot " << k;
