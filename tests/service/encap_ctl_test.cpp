@@ -1,6 +1,8 @@
 // Encapsulation, receive and transmit control per packet type, and the source
 // port identities.
 #include <cstdio>
+#include <string>
+#include <vector>
 
 #include "service_fixture.hpp"
 
@@ -124,41 +126,6 @@ TEST_F(RxTxCtl, ReceiveControlForEveryPacketType) {
   }
 }
 
-TEST_F(RxTxCtl, ReceiveControlRefusesInvalidTypesAtTheFirstSettingMade) {
-  for (uint32_t pktType : {0u, 9u}) {
-    mark();
-    ClkPtpRxCtl rx{pktType, 1, {}, 1, 1};
-    EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &rx), 1u);
-    EXPECT_THAT(engine(), IsEmpty());
-    EXPECT_THAT(lines(), ElementsAre("ERROR SetPktRxEn, Invaild pkt type: " + std::to_string(pktType),
-                                     "ERROR [FWM_SRV_CLK] SetPktRxEn failed, Ret=1"));
-  }
-  mark();
-  ClkPtpRxCtl srcOnly{0, 0, {}, 0, 1};
-  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &srcOnly), 1u);
-  EXPECT_THAT(lines(), ElementsAre("ERROR SetSrcPortIdCheck, Invaild pkt type: 0",
-                                   "ERROR [FWM_SRV_CLK] SetSrcPortIdCheck failed, Ret=1"));
-  mark();
-  ClkPtpRxCtl domainOnly{9, 0, {}, 2, 0};
-  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &domainOnly), 1u);
-  EXPECT_THAT(lines(), ElementsAre("ERROR SetDomainCheck, Invaild pkt type: 9",
-                                   "ERROR [FWM_SRV_CLK] SetDomainCheck failed, Ret=1"));
-  // Nothing asked, nothing checked: even an invalid type passes.
-  mark();
-  ClkPtpRxCtl nothing{9, 0, {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu}, 0, 0};
-  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &nothing), 0u);
-  EXPECT_THAT(engine(), IsEmpty());
-  EXPECT_THAT(lines(), IsEmpty());
-}
-
-TEST_F(RxTxCtl, ReceiveControlStopsAtTheFirstFailure) {
-  fwmsim::faults().inject("oda_1588_set_ptp_control", 1);
-  ClkPtpRxCtl rx{1, 1, {}, 1, 1};
-  EXPECT_EQ(orch->setPtpRxCtl(kUnit, kPort, &rx), 1u);
-  EXPECT_THAT(engine(), ElementsAre("oda_1588_set_pkt_rx_en(1, 5, 0, 1)", "oda_1588_set_ptp_control(1, 5, 10, 1, 0)"));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetSrcPortIdCheck failed, Ret=1"));
-}
-
 TEST_F(RxTxCtl, TransmitControlForEveryPacketType) {
   const char *const golden[] = {"set_pkt_interval(1, 5, 0, 4); set_pkt_tx_en(1, 5, 0, 1)",
                                 "set_pkt_interval(1, 5, 1, 4); set_pkt_tx_en(1, 5, 1, 1)",
@@ -177,35 +144,49 @@ TEST_F(RxTxCtl, TransmitControlForEveryPacketType) {
   }
 }
 
-TEST_F(RxTxCtl, TransmitControlFailures) {
-  for (uint32_t pktType : {0u, 9u}) {
+// Refusals and failures. Receive control refuses an invalid type at the first
+// setting asked for (nothing asked, nothing checked: even an invalid type
+// passes) and stops at the first failure. Transmit control makes both interval
+// calls and then leaves the enable alone; an interval the adapter does not
+// know is refused before the engine.
+struct CtlFailure {
+  uint32_t (*call)(const ClkSrvOrchIntf *);
+  const char *fault;  // fails once with 1
+  uint32_t ret;
+  const char *calls;
+  std::vector<std::string> lines;
+};
+
+// clang-format off
+#define RX(...) [](const ClkSrvOrchIntf *o) { ClkPtpRxCtl c{__VA_ARGS__}; return o->setPtpRxCtl(kUnit, kPort, &c); }
+#define TX(...) [](const ClkSrvOrchIntf *o) { ClkPtpTxCtl c{__VA_ARGS__}; return o->setPtpTxCtl(kUnit, kPort, &c); }
+const CtlFailure kCtlFailures[] = {
+    {RX(0, 1, {}, 1, 1), nullptr, 1, "", {"ERROR SetPktRxEn, Invaild pkt type: 0", "ERROR [FWM_SRV_CLK] SetPktRxEn failed, Ret=1"}},
+    {RX(9, 1, {}, 1, 1), nullptr, 1, "", {"ERROR SetPktRxEn, Invaild pkt type: 9", "ERROR [FWM_SRV_CLK] SetPktRxEn failed, Ret=1"}},
+    {RX(0, 0, {}, 0, 1), nullptr, 1, "", {"ERROR SetSrcPortIdCheck, Invaild pkt type: 0", "ERROR [FWM_SRV_CLK] SetSrcPortIdCheck failed, Ret=1"}},
+    {RX(9, 0, {}, 2, 0), nullptr, 1, "", {"ERROR SetDomainCheck, Invaild pkt type: 9", "ERROR [FWM_SRV_CLK] SetDomainCheck failed, Ret=1"}},
+    {RX(9, 0, {0xFFFFFFFFu, 0xFFFFFFFFu, 0xFFFFFFFFu}, 0, 0), nullptr, 0, "", {}},
+    {RX(1, 1, {}, 1, 1), "oda_1588_set_ptp_control", 1, "set_pkt_rx_en(1, 5, 0, 1); set_ptp_control(1, 5, 10, 1, 0)", {"ERROR [FWM_SRV_CLK] SetSrcPortIdCheck failed, Ret=1"}},
+    {TX(0, 1, 0, 4), nullptr, 1, "", {"ERROR [SetPktInterval] Invaild pkt type: 0", "ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"}},
+    {TX(9, 1, 0, 4), nullptr, 1, "", {"ERROR [SetPktInterval] Invaild pkt type: 9", "ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"}},
+    {TX(3, 1, 0, 4), "oda_1588_set_pkt_interval", 1, "set_pkt_interval(1, 5, 3, 4); set_pkt_interval(1, 5, 4, 4)", {"ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"}},
+    {TX(3, 1, 0, 4), "oda_1588_set_pkt_tx_en", 1, kTx34, {"ERROR [SetPtpTxCtl] SetPktTxEn failed, ret = 1"}},
+    {TX(1, 1, 0, 21), nullptr, 0xFFFFFFFCu, "", {"ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 4294967292"}},
+};
+// clang-format on
+#undef RX
+#undef TX
+
+TEST_F(RxTxCtl, RefusalsAndFailures) {
+  for (const CtlFailure &c : kCtlFailures) {
     mark();
-    ClkPtpTxCtl tx{pktType, 1, 0, 4};
-    EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
-    EXPECT_THAT(engine(), IsEmpty());
-    EXPECT_THAT(lines(), ElementsAre("ERROR [SetPktInterval] Invaild pkt type: " + std::to_string(pktType),
-                                     "ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"));
+    fwmsim::faults().clear();
+    if (c.fault != nullptr) fwmsim::faults().inject(c.fault, 1);
+    const size_t row = static_cast<size_t>(&c - kCtlFailures);
+    EXPECT_EQ(c.call(orch), c.ret) << row;
+    EXPECT_EQ(calls(), c.calls) << row;
+    EXPECT_EQ(lines(), c.lines) << row;
   }
-  // Both interval calls are made; the enable is left alone.
-  mark();
-  fwmsim::faults().inject("oda_1588_set_pkt_interval", 1);
-  ClkPtpTxCtl tx{3, 1, 0, 4};
-  EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
-  EXPECT_EQ(calls(), "set_pkt_interval(1, 5, 3, 4); set_pkt_interval(1, 5, 4, 4)");
-  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 1"));
-
-  mark();
-  fwmsim::faults().inject("oda_1588_set_pkt_tx_en", 1);
-  EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 1u);
-  EXPECT_EQ(calls(), kTx34);
-  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktTxEn failed, ret = 1"));
-
-  // An interval the adapter does not know is refused before the engine.
-  mark();
-  ClkPtpTxCtl badInterval{1, 1, 0, 21};
-  EXPECT_EQ(orch->setPtpTxCtl(kUnit, kPort, &badInterval), 0xFFFFFFFCu);
-  EXPECT_THAT(engine(), IsEmpty());
-  EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxCtl] SetPktInterval failed, ret = 4294967292"));
 }
 
 // Each per-type step names itself when it refuses a type.

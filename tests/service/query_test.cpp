@@ -79,37 +79,14 @@ struct ReadClearCase {
   uint32_t (*call)(const ClkSrvOrchIntf *o, uint32_t readClear, std::vector<uint32_t> *reply);
 };
 
-template <class Reply>
-Reply *as(std::vector<uint32_t> *reply, Reply &buf) {
-  if (reply == nullptr) return nullptr;
-  std::memcpy(&buf, reply->data(), sizeof buf);
-  return &buf;
-}
-
-template <class Reply>
-void back(std::vector<uint32_t> *reply, const Reply &buf) {
-  if (reply != nullptr) std::memcpy(reply->data(), &buf, sizeof buf);
-}
-
-template <class Rec>
-Rec record(const std::vector<uint32_t> &words) {
-  Rec r{};
-  std::memcpy(&r, words.data(), sizeof r);
-  return r;
-}
-
 // The slot called with a reply of replyWords words (or none) through its own record type.
-#define Q(Slot, Rec, Reply, setter, engineWords, replyWords, first)                                    \
-  {                                                                                                    \
-    "Get" #Slot, odaOf##Slot, engineWords, replyWords, first,                                          \
-        [](const std::vector<uint32_t> &w) { fwmsim::engine().setter(kUnit, kPort, record<Rec>(w)); }, \
-        [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {                       \
-          Reply buf;                                                                                   \
-          uint32_t r = o->get##Slot(kUnit, kPort, rc, as(reply, buf));                                 \
-          back(reply, buf);                                                                            \
-          return r;                                                                                    \
-        }                                                                                              \
-  }
+// clang-format off
+#define Q(Slot, Rec, Reply, setter, engineWords, replyWords, first)                                                     \
+  {"Get" #Slot, odaOf##Slot, engineWords, replyWords, first,                                                            \
+   [](const std::vector<uint32_t> &w) { Rec r{}; std::memcpy(&r, w.data(), sizeof r); fwmsim::engine().setter(kUnit, kPort, r); }, \
+   [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {                                             \
+     static_assert(sizeof(Reply) == (replyWords) * 4);                                                                  \
+     return o->get##Slot(kUnit, kPort, rc, reply == nullptr ? nullptr : reinterpret_cast<Reply *>(reply->data())); }}
 constexpr char odaOfPtpT2SubT1[] = "oda_1588_get_dfx_t2_sub_t1";
 constexpr char odaOfPtpT4SubT3[] = "oda_1588_get_dfx_t4_sub_t3";
 constexpr char odaOfPtpPktStat[] = "oda_1588_get_pkt_stat";
@@ -118,6 +95,7 @@ const ReadClearCase kReadClearCases[] = {
     Q(PtpT4SubT3, ClkNpDfxDelay, ClkPtpDfxDelay, setDfxT4SubT3, 6, 6, 0),
     Q(PtpPktStat, ClkNpPktStat, ClkPtpPktStat, setPktStat, 37, 24, 5),
 };
+// clang-format on
 #undef Q
 
 class ReadClearQuery : public fwmtest::ServiceTest, public ::testing::WithParamInterface<ReadClearCase> {
