@@ -1,5 +1,7 @@
-// The simulated engine through the NP entries on an adapter unit: what is
-// written is read back, and what the network side sets is what the reads see.
+// The engine through the NP entries on an adapter unit: what is written is
+// read back per unit and port, through the adapter's local read buffers too.
+// (Announce fields, statistics and delays pass straight through; their values
+// are checked end to end by the service's query and announce tests.)
 #include <cstring>
 
 #include "fwmclk/driver.h"
@@ -69,65 +71,6 @@ TEST_F(Engine, IdentitiesAndAddressesAreKeptPerTypeAndPacketType) {
   EXPECT_THAT((std::array<uint32_t, 5>{port.dip[3], port.udpSport, port.interval[1], port.annTimeoutMultiple,
                                        port.annTimeoutInterval}),
               ElementsAre(0xE0000181u, 319u, 12u, 3u, 1u));
-}
-
-TEST_F(Engine, AnnounceFieldsTransmittedAndReceived) {
-  ClkNpAnnFlags flags{};
-  for (auto &f : flags.flag) f = 1;
-  ClkNpAnnFields tx{};
-  tx.currentUtcOffset = 37;
-  tx.clockClass = 248;
-  tx.stepsRemoved = 2;
-  ASSERT_EQ(CLK_NP_1588_SetAnnounceFieldTx(0, 3, &flags, &tx), 0);
-  ClkNpAnnFields back{};
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceFieldTx(0, 3, &flags, &back), 0);
-  EXPECT_TRUE(same(back, tx));
-
-  ClkNpAnnFields rx{};
-  rx.domainNumber = 24;
-  rx.flagField = 0x0208;
-  rx.sourcePortNumber = 9;
-  fwmsim::engine().setRxAnnounce(0, 3, rx);
-  fwmsim::engine().setAnnounceAlarm(0, 3, fwmsim::kOdaAlarmChange, true);
-  uint32_t alarm[2] = {0, 7};  // change, timeout
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceAlarm(0, 3, 0, 1, &alarm[0]), 0);
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceAlarm(0, 3, 1, 1, &alarm[1]), 0);
-  EXPECT_THAT(alarm, ElementsAre(1u, 0u));
-
-  ClkNpAnnFlags none{};
-  ClkNpAnnFields got{};
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceFieldRx(0, 3, 0, &none, &got), 0);
-  EXPECT_TRUE(same(got, rx));
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceFieldRx(0, 3, 1, &none, &got), 0);  // read-clear
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceFieldRx(0, 3, 0, &none, &got), 0);
-  EXPECT_EQ(got.sourcePortNumber, 0u);
-}
-
-TEST_F(Engine, StatisticsDelaysAndTimestampsComeFromTheNetworkSide) {
-  ClkNpPktStat stat{};
-  stat.word[5] = 100;
-  fwmsim::engine().setPktStat(0, 3, stat);
-  const ClkNpDfxDelay d{{1, 2, 3, 4, 5, 6}};
-  fwmsim::engine().setDfxT2SubT1(0, 3, d);
-  fwmsim::engine().setDfxT4SubT3(0, 3, d);
-  ClkNpTimestamps ts{};
-  ts.word[15] = 0xFEEDu;
-  fwmsim::engine().setTimestamps(0, 3, ts);
-  fwmsim::engine().setPktStatAlarm(0, 3, 2, 1);
-
-  ClkNpPktStat s[2] = {};
-  ClkNpDfxDelay got21{}, got43{};
-  ClkNpTimestamps gotTs{};
-  uint32_t alarm = 0;
-  const int32_t got[] = {CLK_NP_1588_GetPktstat(0, 3, 1, &s[0]),     CLK_NP_1588_GetPktstat(0, 3, 0, &s[1]),
-                         CLK_NP_1588_GetDfxT2SubT1(0, 3, 0, &got21), CLK_NP_1588_GetDfxT4SubT3(0, 3, 0, &got43),
-                         CLK_NP_1588_GetTimestamp(0, 3, &gotTs),     CLK_NP_1588_GetPktstatAlarm(0, 3, 2, 0, &alarm)};
-  EXPECT_THAT(got, ::testing::Each(0));
-  EXPECT_EQ(s[0].word[5], 100u);
-  EXPECT_EQ(s[1].word[5], 0u) << "cleared by the first read";
-  EXPECT_TRUE(same(got21, d) && same(got43, d));
-  EXPECT_EQ(gotTs.word[15], 0xFEEDu);
-  EXPECT_EQ(alarm, 1u);
 }
 
 }  // namespace
