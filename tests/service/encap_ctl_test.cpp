@@ -1,6 +1,7 @@
 // Encapsulation, receive and transmit control per packet type, and the source
 // port identities.
 #include <cstdio>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -21,12 +22,8 @@ ClkPtpPktEncap encapRequest(uint32_t type) {
   e.vlanPriority = 5;
   e.vlanId = 100;
   e.dscp = 46;
-  const uint8_t da[6] = {0x01, 0x1B, 0x19, 0x00, 0x00, 0x00};
-  const uint8_t sa[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
-  for (int i = 0; i < 6; ++i) {
-    e.destMac[i] = da[i];
-    e.srcMac[i] = sa[i];
-  }
+  std::memcpy(e.destMac, "\x01\x1B\x19\x00\x00\x00", 6);
+  std::memcpy(e.srcMac, "\x00\x11\x22\x33\x44\x55", 6);
   e.destIp = 0xE0000181u;  // 224.0.1.129 = 3758096769
   e.srcIp = 0x0A000001u;   // 10.0.0.1 = 167772161
   return e;
@@ -214,7 +211,7 @@ TEST_F(RxTxCtl, EveryStepRefusesAnInvalidTypeWithItsOwnLine) {
 
 using SrcPortId = fwmtest::ServiceTest;
 
-TEST_F(SrcPortId, ReceiveIdentityTypeIsZeroOnlyForPacketType4) {
+TEST_F(SrcPortId, ReceiveIdentityTypeIsZeroOnlyForPacketType4AndTransmitIdentity) {
   for (uint32_t pktType : {4u, 1u, 2u, 0u}) {
     mark();
     ClkPtpRxSrcPortId id{pktType, {0x01020304u, 0x05060708u, 0x090A0B0Cu}};
@@ -227,15 +224,14 @@ TEST_F(SrcPortId, ReceiveIdentityTypeIsZeroOnlyForPacketType4) {
   ClkPtpRxSrcPortId id{1, {1, 2, 3}};
   EXPECT_EQ(orch->setPtpRxSrcPortId(kUnit, kPort, &id), 1u);
   EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpRxSrcPortId] SetEncapSportIdentityRx failed, ret = 1"));
-}
 
-TEST_F(SrcPortId, TransmitIdentity) {
-  ClkPtpTxSrcPortId id{{0x01020304u, 0x05060708u, 0x090A0B0Cu}};
-  EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &id), 0u);
+  mark();  // the transmit identity has no packet type
+  ClkPtpTxSrcPortId tx{{0x01020304u, 0x05060708u, 0x090A0B0Cu}};
+  EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &tx), 0u);
   EXPECT_THAT(engine(), ElementsAre("oda_1588_set_encap_sport_identity_tx(1, 5, [16909060, 84281096, 151653132])"));
   mark();
   fwmsim::faults().inject("oda_1588_set_encap_sport_identity_tx", 1);
-  EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &id), 1u);
+  EXPECT_EQ(orch->setPtpTxSrcPortId(kUnit, kPort, &tx), 1u);
   EXPECT_THAT(lines(), ElementsAre("ERROR [SetPtpTxSrcPortId] SetEncapSportIdentityTx failed, ret = 1"));
 }
 
