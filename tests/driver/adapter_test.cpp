@@ -176,20 +176,15 @@ struct ReadBack {
   std::function<int32_t(void *)> call;
 };
 
+// clang-format off
+#define R(fn, Rec, ...) {#fn, "oda_1588_" #fn, sizeof(Rec), [](void *p) { return clk_1588_##fn(1, 3, __VA_ARGS__ static_cast<Rec *>(p)); }}
 const ReadBack kReadBacks[] = {
-    {"ptpControl", "oda_1588_get_ptp_control", sizeof(ClkNpPtpCtrlRec),
-     [](void *p) { return clk_1588_get_ptp_control(1, 3, static_cast<ClkNpPtpCtrlRec *>(p)); }},
-    {"ptpState", "oda_1588_get_ptp_state", 4,
-     [](void *p) { return clk_1588_get_ptp_state(1, 3, static_cast<uint32_t *>(p)); }},
-    {"encapType", "oda_1588_get_encap_type", 4,
-     [](void *p) { return clk_1588_get_encap_type(1, 3, static_cast<uint32_t *>(p)); }},
-    {"identityTx", "oda_1588_get_encap_sport_identity_tx", sizeof(ClkNpPortIdentity),
-     [](void *p) { return clk_1588_get_encap_sport_identity_tx(1, 3, static_cast<ClkNpPortIdentity *>(p)); }},
-    {"identityRx", "oda_1588_get_encap_sport_identity_rx", sizeof(ClkNpPortIdentity),
-     [](void *p) { return clk_1588_get_encap_sport_identity_rx(1, 3, 1, static_cast<ClkNpPortIdentity *>(p)); }},
-    {"dfxT4SubT3", "oda_1588_get_dfx_t4_sub_t3", sizeof(ClkNpDfxDelay),
-     [](void *p) { return clk_1588_get_dfx_t4_sub_t3(1, 3, 0, static_cast<ClkNpDfxDelay *>(p)); }},
+    R(get_ptp_control, ClkNpPtpCtrlRec), R(get_ptp_state, uint32_t), R(get_encap_type, uint32_t),
+    R(get_encap_sport_identity_tx, ClkNpPortIdentity), R(get_encap_sport_identity_rx, ClkNpPortIdentity, 1,),
+    R(get_dfx_t4_sub_t3, ClkNpDfxDelay, 0,),
 };
+#undef R
+// clang-format on
 
 TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
   fwmsim::engine().setScribbleOnFault(true);
