@@ -195,7 +195,10 @@ TEST_F(Entries, RejectUnitsAboveSevenSilentlyThenNullPointersWithTheirLine) {
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-TEST_F(Entries, EmptySlotReportsFfffffF0WithItsReason) {
+// An empty slot is reported as FFFFFFF0 with the entry's reason. Arguments
+// pass unchanged to a filled slot and its result comes back, reported unless
+// it is 0 or -6 to -8.
+TEST_F(Entries, EmptySlotThenArgumentsUnchangedAndDriverCodesReportedExceptMinusSixToMinusEight) {
   for (const Row &r : kRows) {
     Timeline t;
     EXPECT_EQ(r.call(2, -1), CLK_NP_ERR_NO_FUNC) << r.name;
@@ -203,11 +206,6 @@ TEST_F(Entries, EmptySlotReportsFfffffF0WithItsReason) {
     expected.push_back(report("FFFFFFF0", 2, r.port, reasonOf(r)));
     EXPECT_EQ(t.lines(), expected) << r.name;
   }
-}
-
-// Arguments pass unchanged to the slot and its result comes back, reported
-// unless it is 0 or -6 to -8.
-TEST_F(Entries, PassArgumentsUnchangedAndReportDriverCodesExceptMinusSixToMinusEight) {
   installFakeDriver(2);
   const std::pair<int32_t, const char *> codes[] = {{0, nullptr},     {1, "1"},          {-9, "FFFFFFF7"},
                                                     {-5, "FFFFFFFB"}, {-99, "FFFFFF9D"}, {INT32_MIN, "80000000"},

@@ -33,7 +33,7 @@ class Install : public fwmtest::BoardTest {
   }
 };
 
-TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42) {
+TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42AndNeverBeyondUnitSeven) {
   const std::pair<uint32_t, bool> cases[] = {{30, false}, {31, true},  {32, false}, {33, true},         {34, false},
                                              {35, false}, {38, false}, {39, false}, {40, true},         {41, false},
                                              {42, true},  {43, false}, {0, false},  {0xFFFFFFFF, false}};
@@ -48,6 +48,13 @@ TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42) {
       EXPECT_EQ(filledSlots(g_fnNpClkDriver[unit]), adapter && unit < 3 ? 45u : 0u) << chipType << " " << unit;
   }
   EXPECT_THAT(fwmtest::callsSince(0, "oda"), ::testing::IsEmpty());
+  fwmsim::board().chipType = 31;  // never beyond unit seven
+  for (uint32_t feNum : {8u, 9u, 200u, 255u}) {
+    std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
+    g_fwmClkFeNum = static_cast<uint8_t>(feNum);
+    FWM_SRV_1588_DriverInit();
+    for (uint32_t unit = 0; unit < CLK_NP_UNIT_NUM; ++unit) EXPECT_EQ(filledSlots(g_fnNpClkDriver[unit]), 45u);
+  }
 }
 
 TEST_F(Install, NoEnginesQueriesNothingAndEveryEntryFindsEmptySlots) {
@@ -60,15 +67,6 @@ TEST_F(Install, NoEnginesQueriesNothingAndEveryEntryFindsEmptySlots) {
   nptest::Timeline t;
   EXPECT_EQ(CLK_NP_1588_SetEncapDaSel(7, 1, 1, 0), CLK_NP_ERR_NO_FUNC);
   EXPECT_THAT(t.lines(), ::testing::ElementsAre(nptest::report("FFFFFFF0", 7, 1, "NP_1588_SetEncapDaSel")));
-}
-
-TEST_F(Install, NeverBeyondUnitSeven) {
-  for (uint32_t feNum : {8u, 9u, 200u, 255u}) {
-    std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
-    g_fwmClkFeNum = static_cast<uint8_t>(feNum);
-    FWM_SRV_1588_DriverInit();
-    for (uint32_t unit = 0; unit < CLK_NP_UNIT_NUM; ++unit) EXPECT_EQ(filledSlots(g_fnNpClkDriver[unit]), 45u);
-  }
 }
 
 TEST(AdapterTable, FillsSlotsZeroToFortyFourAndLeavesTheRest) {
