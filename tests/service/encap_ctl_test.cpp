@@ -1,6 +1,5 @@
 // Encapsulation, receive and transmit control per packet type, and the source
 // port identities.
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -48,41 +47,28 @@ constexpr char kSrcIp[] = "; set_ptp_control(1, 5, 26, 167772161, 0)";
 
 using Encap = fwmtest::ServiceTest;
 
+// The type decides tag and source-address control; the tag word keeps only the
+// low 3 bits of the priority and the low 12 of the id.
 TEST_F(Encap, TypeDecidesTagAndSourceAddressControl) {
-  const std::pair<uint32_t, std::string> cases[] = {
-      {0, ""}, {1, kTag}, {2, kSrcIp}, {3, std::string(kTag) + kSrcIp}, {4, ""}};
-  for (const auto &[type, tail] : cases) {
+  const struct {
+    uint32_t type, priority, vlanId;
+    std::string tail;
+  } cases[] = {{0, 5, 100, ""},
+               {1, 5, 100, kTag},
+               {2, 5, 100, kSrcIp},
+               {3, 5, 100, std::string(kTag) + kSrcIp},
+               {4, 5, 100, ""},
+               {1, 9, 0x1064, "; set_encap_vlan(1, 5, 0x81002064)"},
+               {1, 7, 4095, "; set_encap_vlan(1, 5, 0x8100EFFF)"},
+               {1, 8, 0, "; set_encap_vlan(1, 5, 0x81000000)"}};
+  for (const auto &c : cases) {
     mark();
-    ClkPtpPktEncap e = encapRequest(type);
-    EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u) << type;
-    EXPECT_EQ(calls(), encapCalls(type, tail.c_str()));
-    EXPECT_THAT(lines(), IsEmpty()) << type;
-  }
-}
-
-struct TagCase {
-  uint32_t priority;
-  uint32_t vlanId;
-  uint32_t tag;
-};
-
-constexpr TagCase kTagCases[] = {
-    {5, 100, 0x8100A064u},
-    {9, 0x1064, 0x81002064u},  // priority and id keep only their low 3 and 12 bits
-    {7, 4095, 0x8100EFFFu},
-    {8, 0, 0x81000000u},
-};
-
-TEST_F(Encap, VlanTagWord) {
-  for (const TagCase &c : kTagCases) {
-    mark();
-    ClkPtpPktEncap e = encapRequest(1);
+    ClkPtpPktEncap e = encapRequest(c.type);
     e.vlanPriority = c.priority;
     e.vlanId = c.vlanId;
-    EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u);
-    char tag[40];
-    std::snprintf(tag, sizeof tag, "; set_encap_vlan(1, 5, 0x%X)", c.tag);
-    EXPECT_EQ(calls(), encapCalls(1, tag));
+    EXPECT_EQ(orch->setPtpPktEncap(kUnit, kPort, kBoard, &e), 0u) << c.type;
+    EXPECT_EQ(calls(), encapCalls(c.type, c.tail.c_str()));
+    EXPECT_THAT(lines(), IsEmpty()) << c.type;
   }
 }
 

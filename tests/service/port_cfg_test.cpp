@@ -149,24 +149,21 @@ TEST_F(PortCfgFailure, UnitBeyondTheTableFailsEveryStepWithoutEngineCalls) {
 // With a forwarding target the adapter programs the port control before each
 // enable; the enable record carries the port's own unit and port.
 TEST_F(PortCfgFailure, ForwardingTargetReachesThePortControlOnBothEnables) {
-  ClkPtpPortCfg off = portCfg(0, 3, 1);
-  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, 0x12ABCDEFu, &off), 0u);
-  auto calls = engine();
-  ASSERT_GE(calls.size(), 3u);
-  EXPECT_THAT(std::vector<std::string>(calls.begin(), calls.begin() + 3),
-              ElementsAre("oda_port_set_control(1, 0x4000005, {130, 0, 0, 0, 0, 0x3CABCDEF})",
-                          "oda_port_set_control(1, 0x4000005, {254, 0, 0, 0, 0, 0x3CABCDEF})",
-                          "oda_1588_set_port_en(1, 5, 0)"));
-
-  mark();
-  ClkPtpPortCfg on = portCfg(1, 3, 1);
-  EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, 0x12ABCDEFu, &on), 0u);
-  calls = engine();
-  ASSERT_GE(calls.size(), 3u);
-  EXPECT_THAT(std::vector<std::string>(calls.end() - 3, calls.end()),
-              ElementsAre("oda_port_set_control(1, 0x4000005, {130, 1, 0, 0, 0, 0x3CABCDEF})",
-                          "oda_port_set_control(1, 0x4000005, {254, 1, 0, 0, 0, 0x3CABCDEF})",
-                          "oda_1588_set_port_en(1, 5, 1)"));
+  // clang-format off
+  const PortCfgCase off{"OffListening", 0, 3, 1,
+      "oda_port_set_control(1, 0x4000005, {130, 0, 0, 0, 0, 0x3CABCDEF}); "
+      "oda_port_set_control(1, 0x4000005, {254, 0, 0, 0, 0, 0x3CABCDEF}); set_port_en(1, 5, 0); ",
+      "3", "1", "set_ptp_control(1, 5, 18, 0, 0); ", "0", "6, 1", ""};
+  const PortCfgCase on{"OnListening", 1, 3, 1, "", "3", "1", "", "1", "6, 1",
+      "; oda_port_set_control(1, 0x4000005, {130, 1, 0, 0, 0, 0x3CABCDEF}); "
+      "oda_port_set_control(1, 0x4000005, {254, 1, 0, 0, 0, 0x3CABCDEF}); set_port_en(1, 5, 1)"};
+  // clang-format on
+  for (const PortCfgCase &c : {off, on}) {
+    mark();
+    ClkPtpPortCfg cfg = portCfg(c.enable, c.stateWord, c.ctrl1);
+    EXPECT_EQ(orch->setPtpPortCfg(kUnit, kPort, 0x12ABCDEFu, &cfg), 0u);
+    EXPECT_EQ(calls(), c.calls()) << c.name;
+  }
   EXPECT_THAT(
       fwmtest::agentLines(),
       ::testing::Contains("MSG 1588.(parameter in SetPortEn: unit=1, port=5, fwdunit=1, fwdport=5, enable=1)."));
