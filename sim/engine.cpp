@@ -453,6 +453,7 @@ uint32_t oda_1588_get_announce_field_tx(uint32_t unit, uint32_t port, void *flag
       "oda_1588_get_announce_field_tx", unit, port, fields88, sizeof(ClkNpAnnFields),
       [&](OdaPort &p) {
         if (flags11 == nullptr) return fwmsim::kOdaCodeNullPtr;
+        std::memcpy(&p.txReadFlags, flags11, sizeof p.txReadFlags);
         fwmsim::copyOut(fields88, p.txFields);
         return 0u;
       },
@@ -465,6 +466,7 @@ uint32_t oda_1588_get_announce_field_rx(uint32_t unit, uint32_t port, uint32_t r
       "oda_1588_get_announce_field_rx", unit, port, fields88, sizeof(ClkNpAnnFields),
       [&](OdaPort &p) {
         if (flags11 == nullptr) return fwmsim::kOdaCodeNullPtr;
+        std::memcpy(&p.rxReadFlags, flags11, sizeof p.rxReadFlags);
         fwmsim::copyOut(fields88, p.rxFields);
         if (readClear == 1) p.rxFields = {};
         return 0u;

@@ -74,8 +74,12 @@ TEST_F(PortList, OnlyEnableOneCountsAsEnabled) {
   EXPECT_THAT(fwmtest::agentLines(), ElementsAre("DEBUG [FWM_SRV] IsExistPtpPortEnable False.",
                                                  "MSG [FWM_SRV] PtpAddPort success unit=0 port=1.",
                                                  "DEBUG [FWM_SRV] IsExistPtpPortEnable False."));
+  // Stopping the announce timer while none runs does nothing and answers 0.
+  EXPECT_EQ(FWM_SRV_CLK_PtpAnnTimerDestroy(), 0u);
   save(0, 2, 1);
   EXPECT_EQ(FWM_SRV_CLK_IsExistPtpPortEnable(), 1u);
+  EXPECT_EQ(FWM_SRV_CLK_PtpAnnTimerDestroy(), 1u);  // a port still wants it
+  EXPECT_THAT(fwmsim::recorder().texts("orin"), ::testing::Not(::testing::Contains(::testing::HasSubstr("Stop"))));
 }
 
 TEST_F(PortList, InitialisingAgainKeepsTheNodes) {
@@ -87,6 +91,7 @@ TEST_F(PortList, InitialisingAgainKeepsTheNodes) {
 
 TEST_F(PortList, ClearFreesEveryNodeAndTheListStartsAfresh) {
   EXPECT_EQ(FWM_SRV_CLK_ClearPortList(), 0);
+  EXPECT_THAT(fwmtest::agentLines(), ElementsAre("MSG [FWM_SRV] ClearPortList End."));
   save(0, 1, 1)->annState = CLK_ANN_STATE_LOST;
   save(0, 2, 1);
   save(3, 4, 0);

@@ -191,6 +191,7 @@ TEST_F(Supervision, AnnouncesReachThePeerAtTheRightTicks) {
   m = mark();
   fwmsim::clock().advance(4 * kTick);
   EXPECT_THAT(alarmReads(m), IsEmpty());
+  EXPECT_THAT(fwmsim::registry().printed(), IsEmpty());  // no step of the story reported a failure
 }
 
 TEST_F(Supervision, NothingIsPolledWhileTheChannelIsNotReady) {
@@ -245,6 +246,9 @@ TEST_F(Supervision, OnlyEnableOneIsPolled) {
 TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
   configure(0, 3, 1, 1);
   readyAndWaited();
+  // The announce clear's read hands flag words 0..9 set, the supervision's none.
+  ASSERT_EQ(orch->setPtpAnnClr(0, 3), 0u);
+  EXPECT_THAT(fwmsim::engine().port(0, 3).rxReadFlags.flag, ElementsAre(1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0));
   ClkNpAnnFields f = grandmaster();
   f.grandmasterIdentityHigh = f.grandmasterIdentityLow = 0;
   fwmsim::engine().setRxAnnounce(0, 3, f);
@@ -254,6 +258,7 @@ TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
   auto ack = peer.receive();
   ASSERT_TRUE(ack.has_value());
   EXPECT_EQ(*ack, expectedAck(1, f));
+  EXPECT_THAT(fwmsim::engine().port(0, 3).rxReadFlags.flag, ::testing::Each(0u));
   EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_LOST);
   EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] Mira_PtpAnnAlmProc annState=3."));
 }
@@ -287,21 +292,35 @@ TEST_F(Supervision, AcknowledgementsAfterATeardownAreDroppedNotEncoded) {
   EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] SendAckMsgProc fail, ret=1."));
 }
 
+// A failing alarm read is reported three times and counts as no alarm.
 TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {
   configure(0, 3, 1, 1);
   (void)FWM_SRV_CLK_InitDbg();
   readyAndWaited();
-  fwmsim::faults().inject("oda_1588_get_announce_alarm", 2);  // the change read
-  fwmsim::clock().advance(kTick);
-  auto printed = fwmsim::registry().printedTexts();
+  std::vector<std::string> expected;
+  for (const char *read : {"CHANGE", "TIMEOUT"}) {
+    fwmsim::faults().inject("oda_1588_get_announce_alarm", 2, 1, read[0] == 'C' ? 0 : 1);
+    fwmsim::clock().advance(kTick);
+    for (const std::string &reason : {std::string("[1588]get announce alarm"), std::string("NP_1588_GetAnnounceAlarm"),
+                                      std::string("NP_1588_GetAnnounceAlarm ANNOUNCE_") + read})
+      expected.push_back("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to " + reason +
+                         ".)\r\n");
+  }
   std::vector<std::string> reports;
-  for (auto &t : printed) reports.push_back(t.substr(20));  // without the time
-  EXPECT_THAT(reports, ElementsAre("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
-                                   "[1588]get announce alarm.)\r\n",
-                                   "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
-                                   "NP_1588_GetAnnounceAlarm.)\r\n",
-                                   "Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to "
-                                   "NP_1588_GetAnnounceAlarm ANNOUNCE_CHANGE.)\r\n"));
+  for (auto &t : fwmsim::registry().printedTexts()) reports.push_back(t.substr(20));  // without the time
+  EXPECT_EQ(reports, expected);
+  EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_NONE);
+  EXPECT_FALSE(peer.pending());
+  // A change whose fields cannot be read: reported by the adapter, the entry and the supervision.
+  fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
+  fwmsim::faults().inject("oda_1588_get_announce_field_rx", 2);
+  fwmsim::clock().advance(kTick);
+  for (const char *reason : {"[1588]get announce field rx", "NP_1588_GetAnnounceFieldRx", "NP_1588_GetAnnounceFieldRx"})
+    expected.push_back("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to " +
+                       std::string(reason) + ".)\r\n");
+  reports.clear();
+  for (auto &t : fwmsim::registry().printedTexts()) reports.push_back(t.substr(20));
+  EXPECT_EQ(reports, expected);
 }
 
 TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {

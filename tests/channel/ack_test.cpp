@@ -45,6 +45,8 @@ TEST_F(AckTest, SampleRecordOnTheWire) {
   EXPECT_THAT(std::vector<uint8_t>(got->begin(), got->begin() + 12),
               ElementsAre(0, 0, 0, 0, 0x05, 0, 0, 0, 0x60, 0, 0, 0));
   EXPECT_TRUE(std::equal(info.annPkt, info.annPkt + 88, got->begin() + 12));
+  // The builder's record names the announce packet as the last field added.
+  EXPECT_EQ(reinterpret_cast<const ClkBkfSimpoBuilder *>(chantest::handles().builder)->fieldIndex, 2u);
 }
 
 class AckBytes : public AckTest, public testing::WithParamInterface<std::pair<uint32_t, uint32_t>> {};

@@ -30,6 +30,7 @@ TEST_F(ChannelTest, HandlesAreZeroBeforeInitialisation) {
   EXPECT_EQ(h.comm | h.builder | h.channel | h.client, 0u);
   EXPECT_EQ(g_clkBkfEpollFd, -1);
   EXPECT_EQ(g_FwmSrvBkfThreadId, 0u);
+  EXPECT_EQ(g_ClkBkfQueueProcID, 0u);
   EXPECT_EQ(FWM_SRV_BKF_GetMemHdl(), 0xFFFFFFFFu);
   EXPECT_EQ(FWM_SRV_BKF_GetMemPtNo(), 0xFF);
 }
@@ -122,6 +123,7 @@ TEST_F(ChannelTest, FrameworkRecordCarriesTheHooks) {
 
 // The whole sequence run directly, to examine the records of the channel and the client.
 TEST_F(ChannelTest, ChannelAndClientRecords) {
+  fwmtest::dirtyStack();
   FWM_SRV_CLK_BkfInit();
   ASSERT_NE(chantest::handles().client, 0u);
 

@@ -41,10 +41,13 @@ class QueueTest : public WorkerTest {
     gHandled.clear();
     gHandlerResult = 0;
     g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_SEND_ACK].proc = recordingHandler;
+    // The end row closes the table: a handler put there is never called.
+    g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_END].proc = recordingHandler;
   }
   void TearDown() override {
     WorkerTest::TearDown();
     g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_SEND_ACK].proc = FWM_SRV_BKF_ProcQueSendAckMsg;
+    g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_END].proc = nullptr;
   }
 
   std::vector<std::string> readCalls(std::vector<std::string> dispatch) const {
@@ -122,26 +125,15 @@ struct RefusedCase {
 // Names the case in test listings.
 void PrintTo(const RefusedCase &c, std::ostream *os) { *os << c.name; }
 
+// clang-format off
 const RefusedCase kRefused[] = {
     {"NullData", true, 5, 0, nullptr, {}, {}},
     {"ZeroLength", false, 0, 0, nullptr, {}, {}},
     {"NoMemoryForCopy", false, 5, 1, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)"}, {}},
-    {"NoMemoryForMessage",
-     false,
-     5,
-     2,
-     nullptr,
-     {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "ORIN_MemFree(0xFF, &)"},
-     {}},
-    {"QueueRefuses",
-     false,
-     5,
-     0,
-     "FWM_QUE_AsyWrite",
-     {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "FWM_QUE_AsyWrite({q}, &, 1)",
-      "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"},
-     {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
+    {"NoMemoryForMessage", false, 5, 2, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "ORIN_MemFree(0xFF, &)"}, {}},
+    {"QueueRefuses", false, 5, 0, "FWM_QUE_AsyWrite", {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "FWM_QUE_AsyWrite({q}, &, 1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
 };
+// clang-format on
 
 class Refused : public QueueTest, public testing::WithParamInterface<RefusedCase> {};
 

@@ -107,28 +107,17 @@ TEST_F(TimerTest, TimersExpireInTheirOwnOrder) {
   EXPECT_EQ(channelBlocks(), blocks);
 }
 
-struct BadStop {
-  const char *name;
-  bool zeroFw;
-  bool nullTimer;
-};
-
-// Names the case in test listings.
-void PrintTo(const BadStop &c, std::ostream *os) { *os << c.name; }
-
-class StopRefused : public TimerTest, public testing::WithParamInterface<BadStop> {};
-
-TEST_P(StopRefused, LogsAndLeavesTheTimerRunning) {
-  void *timer = fw.startTimerOnce(onTimer, 10, 5);
-  fw.stopTimer(GetParam().zeroFw ? 0 : 1, GetParam().nullTimer ? nullptr : timer);
+// A stop without a framework or without a timer is refused; the timer runs on.
+TEST_F(TimerTest, StopRefusedLogsAndLeavesTheTimerRunning) {
+  void *a = fw.startTimerOnce(onTimer, 10, 5);
+  void *b = fw.startTimerOnce(onTimer, 10, 6);
+  fw.stopTimer(0, a);
+  fw.stopTimer(1, nullptr);
   fwmsim::clock().advance(10);
-  EXPECT_EQ(gFired.size(), 1u);
-  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStopFailed, kEnd));
+  EXPECT_EQ(gFired.size(), 2u);
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStarted, kStopFailed, kStopFailed, kEnd, kEnd));
+  EXPECT_NE(b, nullptr);
 }
-
-INSTANTIATE_TEST_SUITE_P(Channel, StopRefused,
-                         testing::Values(BadStop{"ZeroFramework", true, false}, BadStop{"NullTimer", false, true}),
-                         [](const testing::TestParamInfo<BadStop> &i) { return std::string(i.param.name); });
 
 TEST_F(TimerTest, PlatformTimerRefusedReleasesTheRecord) {
   fwmsim::faults().inject("ORIN_ReltmrCbkStart", 7);

@@ -34,18 +34,15 @@ TEST_P(DebugRegistration, RegistersOrSaysWhyNot) {
   EXPECT_EQ(g_clkFwmSrvDbgId != 0xFFFFFFFFu, r.registered);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Framework, DebugRegistration,
-    ::testing::Values(Registration{"Success", [] {}, "INFO clk FWM_SRV_CLK registered success", true},
-                      Registration{"LookupFails", [] { fwmsim::faults().inject("COMP_GetVTable", 12); },
-                                   "ERROR get frm debug funvtabl failed, ret=12", false},
-                      Registration{"NoTable", [] { fwmsim::registry().debugTable = false; },
-                                   "ERROR null pointer g_clkFwmSrvDbgFunVtbl", false},
-                      Registration{"NoModuleReg", [] { fwmsim::registry().moduleRegEntry = false; },
-                                   "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", false},
-                      Registration{"ModuleRegRefuses", [] { fwmsim::registry().moduleRegResult = 1; },
-                                   "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", false}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Framework, DebugRegistration, ::testing::Values(
+    Registration{"Success", [] {}, "INFO clk FWM_SRV_CLK registered success", true},
+    Registration{"LookupFails", [] { fwmsim::faults().inject("COMP_GetVTable", 12); }, "ERROR get frm debug funvtabl failed, ret=12", false},
+    Registration{"NoTable", [] { fwmsim::registry().debugTable = false; }, "ERROR null pointer g_clkFwmSrvDbgFunVtbl", false},
+    Registration{"NoModuleReg", [] { fwmsim::registry().moduleRegEntry = false; }, "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", false},
+    Registration{"ModuleRegRefuses", [] { fwmsim::registry().moduleRegResult = 1; }, "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", false}),
     [](const auto &tp) { return std::string(tp.param.name); });
+// clang-format on
 
 TEST_F(DebugPrint, SecondRegistrationLeavesTheFrameworkAlone) {
   (void)FWM_SRV_CLK_InitDbg();
@@ -88,7 +85,7 @@ TEST_F(DebugPrint, MessageOfMoreThan255CharactersIsDroppedWhole) {
   std::string fits(255, 'a');
   std::string tooLong(256, 'b');
   FWM_SRV_CLK_PrintDbg(2, "%s", fits.c_str());
-  FWM_SRV_CLK_PrintDbg(2, "%s", tooLong.c_str());
+  EXPECT_EQ(FWM_SRV_CLK_PrintDbg(2, "%s", tooLong.c_str()), 0);
   auto texts = fwmsim::registry().printedTexts();
   ASSERT_EQ(texts.size(), 1u);
   EXPECT_EQ(texts[0], "2026-11-22 08:00:00 " + fits + "\r\n");

@@ -138,39 +138,28 @@ const char *kText = "IM_Agent_AddPara(&, 25, 512, \"lost\", 0xA6E0F0)";
 const char *kFree = "IM_Agent_ObjFree(&, 0xA6E0F0)";
 const char *kSend = "IM_Agent_Send(&, 0xA6E0F0)";
 
-INSTANTIATE_TEST_SUITE_P(
-    Agent, DiagFailure,
-    ::testing::Values(
-        AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate}, "Create object failed, return 0x5.", {}},
-        AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag}, "Add Para info failed, return 0x6.", {kFree}},
-        AgentFailure{"LevelName",
-                     "IM_Agent_AddPara",
-                     1,
-                     0x1A,
-                     {kCreate, kTag, kLevel},
-                     "Add Para info failed, return 0x1a.",
-                     {kFree}},
-        AgentFailure{"Text",
-                     "IM_Agent_AddPara",
-                     2,
-                     6,
-                     {kCreate, kTag, kLevel, kText},
-                     "Add Para info failed, return 0x6.",
-                     {kFree}},
-        AgentFailure{
-            "Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend}, "Send msg failed, return 0x7.", {}}),
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Agent, DiagFailure, ::testing::Values(
+    AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate}, "Create object failed, return 0x5.", {}},
+    AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag}, "Add Para info failed, return 0x6.", {kFree}},
+    AgentFailure{"LevelName", "IM_Agent_AddPara", 1, 0x1A, {kCreate, kTag, kLevel}, "Add Para info failed, return 0x1a.", {kFree}},
+    AgentFailure{"Text", "IM_Agent_AddPara", 2, 6, {kCreate, kTag, kLevel, kText}, "Add Para info failed, return 0x6.", {kFree}},
+    AgentFailure{"Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend}, "Send msg failed, return 0x7.", {}}),
     [](const auto &tp) { return std::string(tp.param.name); });
+// clang-format on
 
 TEST_F(DiagLog, DebugChannelGates) {
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(6, "x"), 1);
-  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "x"), 0);  // switched off at load
+  for (uint32_t level = 0; level < 6; ++level) EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(level, "x"), 0);
+  EXPECT_THAT(fwmsim::agent().debugLines(), IsEmpty());  // every level switched off at load
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(3, 1), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, nullptr), 0);
   std::string tooLong(600, 'z');
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "%s", tooLong.c_str()), -1);
   EXPECT_THAT(agentCalls(), IsEmpty());
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "n=%d", 4), 0);
-  EXPECT_THAT(fwmsim::agent().debugLines(), ElementsAre("n=4"));
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "%s", ""), 0);  // empty, yet sent
+  EXPECT_THAT(fwmsim::agent().debugLines(), ElementsAre("n=4", ""));
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentUnInit(), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDebugLog(3, "x"), 1);
 }
@@ -225,6 +214,11 @@ TEST(AgentCallbacks, SystemTimeIsCopiedFieldByField) {
   EXPECT_EQ(t.second, 3);
   EXPECT_EQ(t.week, 0);
   EXPECT_EQ(t.millisecond, 250u);
+  // A failing clock leaves every field zero.
+  fwmsim::faults().inject("ORIN_SystimeGet", 1);
+  std::memset(&t, 0xAA, sizeof t);
+  ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentGetSysTime(&t), 0u);
+  EXPECT_EQ(t.year | t.month | t.day | t.hour | t.minute | t.second | t.week | t.millisecond, 0u);
 }
 
 }  // namespace

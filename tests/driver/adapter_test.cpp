@@ -27,147 +27,35 @@ TEST(ErrorMap, MapsEngineCodesAsTabled) {
     EXPECT_EQ(clk_1588_get_error_code_from_oda_error_code(code), 1) << code;
 }
 
-TEST(Conversions, PacketTypesBothWays) {
-  for (uint32_t t = 0; t <= 8; ++t) {
-    uint32_t out = 99;
-    EXPECT_EQ(clk_1588_pkt_type_fe_to_oda(&out, t), 0);
-    EXPECT_EQ(out, t);
-    out = 99;
-    EXPECT_EQ(clk_1588_pkt_type_oda_to_fe(t, &out), 0);
-    EXPECT_EQ(out, t);
-  }
-  for (uint32_t t : {9u, 13u, 0xFFFFFFFFu}) {
-    uint32_t out = 0;
-    EXPECT_EQ(clk_1588_pkt_type_fe_to_oda(&out, t), -4);
-    EXPECT_EQ(out, 13u);
-    EXPECT_EQ(clk_1588_pkt_type_oda_to_fe(t, &out), -4);
-    EXPECT_EQ(out, 9u);
-  }
+// Packet types 0..8 and intervals 0..20 pass unchanged; others are refused
+// with -4 and the out-of-range marker (13 to the engine, 9 back), a refused
+// interval leaving its output alone.
+TEST(Conversions, PacketTypesBothWaysAndIntervals) {
+  auto check = [](uint32_t v) {
+    uint32_t toOda = 99, toFe = 99, interval = 77;
+    const bool type = v <= 8, known = v <= 20;
+    EXPECT_EQ(clk_1588_pkt_type_fe_to_oda(&toOda, v), type ? 0 : -4) << v;
+    EXPECT_EQ(clk_1588_pkt_type_oda_to_fe(v, &toFe), type ? 0 : -4) << v;
+    EXPECT_EQ(clk_1588_interval_type_fe_to_oda(&interval, v), known ? 0 : -4) << v;
+    EXPECT_EQ(toOda, type ? v : 13u) << v;
+    EXPECT_EQ(toFe, type ? v : 9u) << v;
+    EXPECT_EQ(interval, known ? v : 77u) << v;
+  };
+  for (uint32_t v = 0; v <= 21; ++v) check(v);
+  for (uint32_t v : {255u, 0x80000000u, 0xFFFFFFFFu}) check(v);
 }
 
-TEST(Conversions, IntervalsZeroToTwenty) {
-  for (uint32_t i = 0; i <= 20; ++i) {
-    uint32_t out = 99;
-    EXPECT_EQ(clk_1588_interval_type_fe_to_oda(&out, i), 0);
-    EXPECT_EQ(out, i);
-  }
-  for (uint32_t i : {21u, 255u, 0xFFFFFFFFu}) {
-    uint32_t out = 77;
-    EXPECT_EQ(clk_1588_interval_type_fe_to_oda(&out, i), -4);
-    EXPECT_EQ(out, 77u) << "rejected interval leaves the output";
-  }
-}
-
-// Each slot operation with valid values: the engine-driver call it makes, and
-// with that call failing (code 5 -> -5) the adapter's report.
+// Each slot's engine-driver call and failure reports are checked through the
+// NP entries (np_entries_test); here the adapter's own checks and multi-call slots.
 alignas(8) uint8_t gRec[2][256];
-
-struct Op {
-  friend void PrintTo(const Op &c, std::ostream *os) { *os << c.name; }
-  const char *name;
-  std::function<int32_t()> call;
-  const char *oda;     // the engine-driver call (unit 1, port 3)
-  const char *fn;      // the engine-driver function, for fault injection
-  const char *reason;  // the adapter's reason for an engine failure
-};
 
 template <class T>
 T *rec(int i) {
   return reinterpret_cast<T *>(gRec[i]);
 }
 
-#define A(expr) [] { return clk_1588_##expr; }
-
-// clang-format off
-const Op kOps[] = {
-    {"set_ssm_rx_enable", A(set_ssm_rx_enable(1, 3, 5)), "oda_1588_set_ssm_rx_en(1, 3, 5)", "oda_1588_set_ssm_rx_en", "[1588]set ssm rx enable"},
-    {"set_ptp_control", A(set_ptp_control(1, 3, 7, 9)), "oda_1588_set_ptp_control(1, 3, 7, 9, 0)", "oda_1588_set_ptp_control", "[1588]set ptp control"},
-    {"get_ptp_control", A(get_ptp_control(1, 3, rec<ClkNpPtpCtrlRec>(0))), "oda_1588_get_ptp_control(1, 3, &)", "oda_1588_get_ptp_control", "[1588]get ptp control"},
-    {"set_ptp_state", A(set_ptp_state(1, 3, 9)), "oda_1588_set_ptp_state(1, 3, 9)", "oda_1588_set_ptp_state", "[1588]set ptp state"},
-    {"get_ptp_state", A(get_ptp_state(1, 3, rec<uint32_t>(0))), "oda_1588_get_ptp_state(1, 3, &)", "oda_1588_get_ptp_state", "[1588]get ptp state"},
-    {"get_encap_type", A(get_encap_type(1, 3, rec<uint32_t>(0))), "oda_1588_get_encap_type(1, 3, &)", "oda_1588_get_encap_type", "[1588]get encap type"},
-    {"set_encap_da_sel", A(set_encap_da_sel(1, 3, 8, 2)), "oda_1588_set_encap_da_sel(1, 3, 8, 2)", "oda_1588_set_encap_da_sel", "[1588]set encap da sel"},
-    {"set_encap_dip_sel", A(set_encap_dip_sel(1, 3, 0, 7)), "oda_1588_set_encap_dip_sel(1, 3, 0, 7)", "oda_1588_set_encap_dip_sel", "[1588]set encap dip sel"},
-    {"set_encap_flagfield_sel", A(set_encap_flagfield_sel(1, 3, 2, 2)), "oda_1588_set_encap_flagfield_sel(1, 3, 2, 2)", "oda_1588_set_encap_flagfield_sel", "[1588]set encap flagfield sel"},
-    {"set_encap_flagfield", A(set_encap_flagfield(1, 3, 0x208)), "oda_1588_set_encap_flagfield(1, 3, 520)", "oda_1588_set_encap_flagfield", "[1588]set encap flag"},
-    {"get_encap_flagfield", A(get_encap_flagfield(1, 3, rec<uint32_t>(0))), "oda_1588_get_encap_flagfield(1, 3, &)", "oda_1588_get_encap_flagfield", "[1588]get encap flag"},
-    {"set_encap_domain_number", A(set_encap_domain_number(1, 3, 24)), "oda_1588_set_encap_domain_number(1, 3, 24)", "oda_1588_set_encap_domain_number", "[1588]set encap domain number"},
-    {"get_encap_domain_number", A(get_encap_domain_number(1, 3, rec<uint32_t>(0))), "oda_1588_get_encap_domain_number(1, 3, &)", "oda_1588_get_encap_domain_number", "[1588]get encap domain number"},
-    {"set_encap_sport_identity_tx", A(set_encap_sport_identity_tx(1, 3, rec<ClkNpPortIdentity>(1))), "oda_1588_set_encap_sport_identity_tx(1, 3, [11, 12, 13])", "oda_1588_set_encap_sport_identity_tx", "[1588]set encap sport identity tx"},
-    {"get_encap_sport_identity_tx", A(get_encap_sport_identity_tx(1, 3, rec<ClkNpPortIdentity>(0))), "oda_1588_get_encap_sport_identity_tx(1, 3, &)", "oda_1588_get_encap_sport_identity_tx", "[1588]get encap sport identity tx"},
-    {"set_encap_sport_identity_rx", A(set_encap_sport_identity_rx(1, 3, 1, rec<ClkNpPortIdentity>(1))), "oda_1588_set_encap_sport_identity_rx(1, 3, 1, [11, 12, 13])", "oda_1588_set_encap_sport_identity_rx", "[1588]set encap sport identity rx"},
-    {"get_encap_sport_identity_rx", A(get_encap_sport_identity_rx(1, 3, 0, rec<ClkNpPortIdentity>(0))), "oda_1588_get_encap_sport_identity_rx(1, 3, 0, &)", "oda_1588_get_encap_sport_identity_rx", "[1588]get encap sport identity rx"},
-    {"set_encap_da", A(set_encap_da(1, 3, 1, rec<uint8_t>(1))), "oda_1588_set_encap_da(1, 3, 1, 0B:00:00:00:0C:00)", "oda_1588_set_encap_da", "[1588]set encap da"},
-    {"set_encap_sa", A(set_encap_sa(1, 3, 2, rec<uint8_t>(1))), "oda_1588_set_encap_sa(1, 3, 2, 0B:00:00:00:0C:00)", "oda_1588_set_encap_sa", "[1588]set encap sa"},
-    {"set_encap_dip", A(set_encap_dip(1, 3, 3, 0xC0A80001u)), "oda_1588_set_encap_dip(1, 3, 3, 3232235521)", "oda_1588_set_encap_dip", "[1588]set encap dip"},
-    {"set_encap_sip", A(set_encap_sip(1, 3, 4, 7)), "oda_1588_set_encap_sip(1, 3, 4, 7)", "oda_1588_set_encap_sip", "[1588]set encap sip"},
-    {"set_encap_dscp", A(set_encap_dscp(1, 3, 46)), "oda_1588_set_encap_dscp(1, 3, 46)", "oda_1588_set_encap_dscp", "[1588]set encap dscp"},
-    {"set_encap_vlan", A(set_encap_vlan(1, 3, 0x81000064u)), "oda_1588_set_encap_vlan(1, 3, 0x81000064)", "oda_1588_set_encap_vlan", "[1588]set encap vlan"},
-    {"set_encap_udp_sport", A(set_encap_udp_sport(1, 3, 65536 + 319)), "oda_1588_set_encap_udp_sport(1, 3, 319)", "oda_1588_set_encap_udp_sport", "[1588]set encap udp sport"},
-    {"set_encap_ipheader", A(set_encap_ipheader(1, 3, gRec[0])), "oda_1588_set_encap_ipheader(1, 3, &)", "oda_1588_set_encap_ipheader", "[1588]set encap ip header"},
-    {"set_pkt_tx_en", A(set_pkt_tx_en(1, 3, 1, 5)), "oda_1588_set_pkt_tx_en(1, 3, 1, 5)", "oda_1588_set_pkt_tx_en", "[1588]set pkt tx enable"},
-    {"get_pkt_tx_en", A(get_pkt_tx_en(1, 3, 1, rec<uint32_t>(0))), "oda_1588_get_pkt_tx_en(1, 3, 1, &)", "oda_1588_get_pkt_tx_en", "[1588]get pkt tx enable"},
-    {"set_pkt_rx_en", A(set_pkt_rx_en(1, 3, 5, 6)), "oda_1588_set_pkt_rx_en(1, 3, 5, 6)", "oda_1588_set_pkt_rx_en", "[1588]set pkt rx enable"},
-    {"set_pkt_interval", A(set_pkt_interval(1, 3, 0, 20)), "oda_1588_set_pkt_interval(1, 3, 0, 20)", "oda_1588_set_pkt_interval", "[1588]set pkt interval"},
-    {"get_pkt_stat_alarm", A(get_pkt_stat_alarm(1, 3, 6, 7, rec<uint32_t>(0))), "oda_1588_get_pkt_stat_alarm(1, 3, 6, 7, &)", "oda_1588_get_pkt_stat_alarm", "[1588]get pkt stat alarm"},
-    {"get_pkt_stat", A(get_pkt_stat(1, 3, 1, rec<ClkNpPktStat>(0))), "oda_1588_get_pkt_stat(1, 3, 1, &)", "oda_1588_get_pkt_stat", "[1588]get pkt stat"},
-    {"set_announce_timeout", A(set_announce_timeout(1, 3, 9, 12)), "oda_1588_set_announce_timeout(1, 3, 9, 12)", "oda_1588_set_announce_timeout", "[1588]set announce timeout"},
-    {"get_announce_alarm", A(get_announce_alarm(1, 3, 1, 7, rec<uint32_t>(0))), "oda_1588_get_announce_alarm(1, 3, 1, 7, &)", "oda_1588_get_announce_alarm", "[1588]get announce alarm"},
-    {"set_announce_alarm", A(set_announce_alarm(1, 3, 0, 6)), "oda_1588_set_announce_alarm(1, 3, 0, 6)", "oda_1588_set_announce_alarm", "[1588]set announce alarm"},
-    {"set_announce_field_tx", A(set_announce_field_tx(1, 3, rec<ClkNpAnnFlags>(0), rec<ClkNpAnnFields>(1))), "oda_1588_set_announce_field_tx(1, 3, &, &)", "oda_1588_set_announce_field_tx", "[1588]set announce field tx"},
-    {"get_announce_field_tx", A(get_announce_field_tx(1, 3, rec<ClkNpAnnFlags>(0), rec<ClkNpAnnFields>(1))), "oda_1588_get_announce_field_tx(1, 3, &, &)", "oda_1588_get_announce_field_tx", "[1588]get announce field tx"},
-    {"get_announce_field_rx", A(get_announce_field_rx(1, 3, 0, rec<ClkNpAnnFlags>(0), rec<ClkNpAnnFields>(1))), "oda_1588_get_announce_field_rx(1, 3, 0, &, &)", "oda_1588_get_announce_field_rx", "[1588]get announce field rx"},
-    {"get_port_en", A(get_port_en(1, 3, rec<uint32_t>(0))), "oda_1588_get_port_en(1, 3, &)", "oda_1588_get_port_en", "[1588]get port enable"},
-    {"get_time_stamp", A(get_time_stamp(1, 3, rec<ClkNpTimestamps>(0))), "oda_1588_get_timestamp(1, 3, &)", "oda_1588_get_timestamp", "[1588]get time stamp"},
-    {"get_ssm_stat", A(get_ssm_stat(1, 3, 2, rec<void>(0))), "oda_1588_get_ssm_stat(1, 3, 2, &)", "oda_1588_get_ssm_stat", "[1588]get ssm stat"},
-    {"get_dfx_t2_sub_t1", A(get_dfx_t2_sub_t1(1, 3, 1, rec<ClkNpDfxDelay>(0))), "oda_1588_get_dfx_t2_sub_t1(1, 3, 1, &)", "oda_1588_get_dfx_t2_sub_t1", "[1588]get dfx time of t2 sub t1"},
-    {"get_dfx_t4_sub_t3", A(get_dfx_t4_sub_t3(1, 3, 0, rec<ClkNpDfxDelay>(0))), "oda_1588_get_dfx_t4_sub_t3(1, 3, 0, &)", "oda_1588_get_dfx_t4_sub_t3", "[1588]get dfx time of t4 sub t3"},
-};
-// clang-format on
-
-#undef A
-
-class Forward : public nptest::NpBoard, public ::testing::WithParamInterface<Op> {
- protected:
-  void SetUp() override {
-    nptest::NpBoard::SetUp();
-    std::memset(gRec, 0, sizeof gRec);
-    auto *words = rec<uint32_t>(1);
-    words[0] = 11;  // identity word 0 / MAC byte 0
-    words[1] = 12;  // identity word 1 / MAC byte 4
-    words[2] = 13;
-  }
-};
-
-TEST_P(Forward, CallsTheEngineDriverOnce) {
-  Timeline t;
-  EXPECT_EQ(GetParam().call(), 0);
-  EXPECT_THAT(t.lines(), ElementsAre(GetParam().oda));
-}
-
-TEST_P(Forward, MapsAndReportsAnEngineFailure) {
-  const std::pair<uint32_t, int32_t> reportedCodes[] = {{5, -5}, {1, 1}, {16, -16}, {3, -4}, {300, 1}};
-  for (const auto &[oda, mapped] : reportedCodes) {
-    fwmsim::faults().inject(GetParam().fn, oda);
-    Timeline t;
-    EXPECT_EQ(GetParam().call(), mapped) << oda;
-    const char *hex = mapped == -5 ? "FFFFFFFB" : mapped == 1 ? "1" : mapped == -16 ? "FFFFFFF0" : "FFFFFFFC";
-    EXPECT_THAT(t.lines(), ElementsAre(GetParam().oda, report(hex, 1, 3, GetParam().reason))) << oda;
-  }
-  for (uint32_t oda : {4u, 6u, 7u}) {
-    fwmsim::faults().inject(GetParam().fn, oda);
-    Timeline t;
-    EXPECT_NE(GetParam().call(), 0);
-    EXPECT_THAT(t.lines(), ElementsAre(GetParam().oda)) << oda;
-  }
-}
-
-INSTANTIATE_TEST_SUITE_P(Slots, Forward, ::testing::ValuesIn(kOps),
-                         [](const ::testing::TestParamInfo<Op> &p) { return std::string(p.param.name); });
-
 // Values the adapter refuses before the engine is called.
 struct Refusal {
-  friend void PrintTo(const Refusal &c, std::ostream *os) { *os << c.name; }
   const char *name;
   std::function<int32_t()> call;
   const char *reason;  // nullptr: refused silently
@@ -199,20 +87,17 @@ const Refusal kRefusals[] = {
 };
 // clang-format on
 
-class Refuse : public nptest::NpBoard, public ::testing::WithParamInterface<Refusal> {};
-
-TEST_P(Refuse, WithMinusFourAndNoEngineCall) {
-  Timeline t;
-  EXPECT_EQ(GetParam().call(), CLK_NP_ERR_PARAM);
-  if (GetParam().reason == nullptr) {
-    EXPECT_THAT(t.lines(), IsEmpty());
-  } else {
-    EXPECT_THAT(t.lines(), ElementsAre(report("FFFFFFFC", 1, 3, GetParam().reason)));
+TEST_F(Adapter, RefusesWithMinusFourAndNoEngineCall) {
+  for (const Refusal &r : kRefusals) {
+    Timeline t;
+    EXPECT_EQ(r.call(), CLK_NP_ERR_PARAM) << r.name;
+    if (r.reason == nullptr) {
+      EXPECT_THAT(t.lines(), IsEmpty()) << r.name;
+    } else {
+      EXPECT_THAT(t.lines(), ElementsAre(report("FFFFFFFC", 1, 3, r.reason)));
+    }
   }
 }
-
-INSTANTIATE_TEST_SUITE_P(Values, Refuse, ::testing::ValuesIn(kRefusals),
-                         [](const ::testing::TestParamInfo<Refusal> &p) { return std::string(p.param.name); });
 
 TEST_F(Adapter, LastAcceptedValuesReachTheEngine) {
   Timeline t;
@@ -224,18 +109,11 @@ TEST_F(Adapter, LastAcceptedValuesReachTheEngine) {
 }
 
 // Slot 6: encapsulation, then destination port and board; the first failure stops.
-TEST_F(Adapter, EncapTypeProgramsDestinationPortAndBoard) {
-  Timeline t;
+TEST_F(Adapter, EncapTypeProgramsDestinationPortAndBoardAndStopsAtTheFirstFailure) {
+  Timeline ok;
   EXPECT_EQ(clk_1588_set_encap_type(1, 3, 0x55, 4), 0);
-  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_encap_type(1, 3, 4)", "oda_1588_set_ptp_control(1, 3, 32, 3, 0)",
-                                     "oda_1588_set_ptp_control(1, 3, 31, 85, 0)"));
-  const auto port = fwmsim::engine().port(1, 3);
-  EXPECT_EQ(port.encap, 4u);
-  EXPECT_EQ(port.ptpControl.at(32), 3u);
-  EXPECT_EQ(port.ptpControl.at(31), 0x55u);
-}
-
-TEST_F(Adapter, EncapTypeStopsAtTheFirstFailure) {
+  EXPECT_THAT(ok.lines(), ElementsAre("oda_1588_set_encap_type(1, 3, 4)", "oda_1588_set_ptp_control(1, 3, 32, 3, 0)",
+                                      "oda_1588_set_ptp_control(1, 3, 31, 85, 0)"));
   struct Step {
     int skip;
     const char *fn;
@@ -257,16 +135,12 @@ TEST_F(Adapter, EncapTypeStopsAtTheFirstFailure) {
 }
 
 // Slot 39: the port control precedes the enable; its outcome is not the enable's.
-TEST_F(Adapter, PortEnableWithoutForwardingTargetMakesOnlyTheEnableCall) {
-  ClkNpPortEnInfo info{};
-  info.fwdTarget = CLK_NP_FWD_TARGET_NONE;
-  Timeline t;
-  EXPECT_EQ(clk_1588_set_port_en(1, 3, 1, &info), 0);
-  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_port_en(1, 3, 1)"));
-}
-
 TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
   ClkNpPortEnInfo info{};
+  info.fwdTarget = CLK_NP_FWD_TARGET_NONE;  // no forwarding target: the enable alone
+  Timeline none;
+  EXPECT_EQ(clk_1588_set_port_en(1, 3, 1, &info), 0);
+  EXPECT_THAT(none.lines(), ElementsAre("oda_1588_set_port_en(1, 3, 1)"));
   info.fwdTarget = 0xAB123456u;
   fwmsim::faults().inject("oda_port_set_control", 9, fwmsim::Faults::kAlways);
   Timeline t;
@@ -277,11 +151,11 @@ TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
   fwmsim::faults().clear();
   fwmsim::faults().inject("oda_1588_set_port_en", 10);
   Timeline failed;
-  EXPECT_EQ(clk_1588_set_port_en(1, 7, 0, &info), -9);
-  EXPECT_EQ(failed.lines().back(), report("FFFFFFF7", 1, 7, "[1588]set port enable"));
+  EXPECT_EQ(clk_1588_set_port_en(1, 6, 0, &info), -9);
+  EXPECT_EQ(failed.lines().back(), report("FFFFFFF7", 1, 6, "[1588]set port enable"));
   const auto ctrl = fwmsim::engine().portControls();
   ASSERT_EQ(ctrl.size(), 2u);
-  EXPECT_EQ(ctrl[1].portWord, 0x04000007u);
+  EXPECT_EQ(ctrl[1].portWord, 0x04000006u);
   EXPECT_EQ(ctrl[1].words, (std::array<uint32_t, 6>{254, 0, 0, 0, 0, 0x3C123456}));
 }
 
@@ -296,51 +170,35 @@ TEST_F(Adapter, PortControlAloneAlwaysAnswersZero) {
 // Reads through a local buffer leave the caller's record alone on failure,
 // whatever the engine wrote into the buffer it was given.
 struct ReadBack {
-  friend void PrintTo(const ReadBack &c, std::ostream *os) { *os << c.name; }
   const char *name;
   const char *fn;
   size_t size;
   std::function<int32_t(void *)> call;
 };
 
+// clang-format off
+#define R(fn, Rec, ...) {#fn, "oda_1588_" #fn, sizeof(Rec), [](void *p) { return clk_1588_##fn(1, 3, __VA_ARGS__ static_cast<Rec *>(p)); }}
 const ReadBack kReadBacks[] = {
-    {"ptpControl", "oda_1588_get_ptp_control", sizeof(ClkNpPtpCtrlRec),
-     [](void *p) { return clk_1588_get_ptp_control(1, 3, static_cast<ClkNpPtpCtrlRec *>(p)); }},
-    {"ptpState", "oda_1588_get_ptp_state", 4,
-     [](void *p) { return clk_1588_get_ptp_state(1, 3, static_cast<uint32_t *>(p)); }},
-    {"encapType", "oda_1588_get_encap_type", 4,
-     [](void *p) { return clk_1588_get_encap_type(1, 3, static_cast<uint32_t *>(p)); }},
-    {"identityTx", "oda_1588_get_encap_sport_identity_tx", sizeof(ClkNpPortIdentity),
-     [](void *p) { return clk_1588_get_encap_sport_identity_tx(1, 3, static_cast<ClkNpPortIdentity *>(p)); }},
-    {"identityRx", "oda_1588_get_encap_sport_identity_rx", sizeof(ClkNpPortIdentity),
-     [](void *p) { return clk_1588_get_encap_sport_identity_rx(1, 3, 1, static_cast<ClkNpPortIdentity *>(p)); }},
-    {"dfxT4SubT3", "oda_1588_get_dfx_t4_sub_t3", sizeof(ClkNpDfxDelay),
-     [](void *p) { return clk_1588_get_dfx_t4_sub_t3(1, 3, 0, static_cast<ClkNpDfxDelay *>(p)); }},
+    R(get_ptp_control, ClkNpPtpCtrlRec), R(get_ptp_state, uint32_t), R(get_encap_type, uint32_t),
+    R(get_encap_sport_identity_tx, ClkNpPortIdentity), R(get_encap_sport_identity_rx, ClkNpPortIdentity, 1,),
+    R(get_dfx_t4_sub_t3, ClkNpDfxDelay, 0,),
 };
+#undef R
+// clang-format on
 
-class LocalRead : public nptest::NpBoard, public ::testing::WithParamInterface<ReadBack> {};
-
-TEST_P(LocalRead, CallerRecordUntouchedOnFailure) {
+TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
   fwmsim::engine().setScribbleOnFault(true);
-  fwmsim::faults().inject(GetParam().fn, 1);
-  uint8_t record[32];
-  std::memset(record, 0x3C, sizeof record);
-  EXPECT_EQ(GetParam().call(record), CLK_NP_ERR_FAIL);
-  for (size_t i = 0; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << i;
-}
-
-TEST_P(LocalRead, CopiesOnlyTheCallersSizeOnSuccess) {
-  uint8_t record[32];
-  std::memset(record, 0x3C, sizeof record);
-  EXPECT_EQ(GetParam().call(record), 0);
-  for (size_t i = GetParam().size; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << i;
-}
-
-INSTANTIATE_TEST_SUITE_P(Slots, LocalRead, ::testing::ValuesIn(kReadBacks),
-                         [](const ::testing::TestParamInfo<ReadBack> &p) { return std::string(p.param.name); });
-
-TEST_F(Adapter, PassThroughReadKeepsWhatTheEngineWrote) {
-  fwmsim::engine().setScribbleOnFault(true);
+  for (const ReadBack &r : kReadBacks) {
+    uint8_t record[32];
+    std::memset(record, 0x3C, sizeof record);
+    EXPECT_EQ(r.call(record), 0) << r.name;
+    for (size_t i = r.size; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
+    std::memset(record, 0x3C, sizeof record);
+    fwmsim::faults().inject(r.fn, 1);
+    EXPECT_EQ(r.call(record), CLK_NP_ERR_FAIL) << r.name;
+    for (size_t i = 0; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
+  }
+  // A read straight into the caller's record keeps what the engine wrote.
   fwmsim::faults().inject("oda_1588_get_dfx_t2_sub_t1", 1);
   ClkNpDfxDelay delay{};
   EXPECT_EQ(clk_1588_get_dfx_t2_sub_t1(1, 3, 0, &delay), 1);

@@ -68,11 +68,13 @@ struct Row {
   const char *name;
   size_t slot;
   std::function<int32_t(uint32_t unit, int nullWhich)> call;
-  int pointers;          // required pointers (null-checked)
-  const char *args;      // what the slot receives after the unit
-  const char *nullLine;  // nullptr: no null check
-  const char *param;     // MSG line for unit 2; nullptr: none
-  uint32_t port = 3;     // port in the report
+  int pointers;                  // required pointers (null-checked)
+  const char *args;              // what the slot receives after the unit
+  const char *nullLine;          // nullptr: no null check
+  const char *param;             // MSG line for unit 2; nullptr: none
+  uint32_t port = 3;             // port in the report
+  const char *oda = nullptr;     // on the adapter: its engine-driver call
+  const char *reason = nullptr;  // and its reason for that call's failure
 };
 
 #define E(fn) [](uint32_t u, [[maybe_unused]] int n) { return CLK_NP_1588_##fn; }
@@ -80,49 +82,49 @@ struct Row {
 
 // clang-format off
 const Row kRows[] = {
-    {"SetSsmRxEnable", 1, E(SetSsmRxEnable(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetSsmRxEnable: Unit=[2], Port=[3], Enable=[4])."},
-    {"SetPtpCtrl", 2, E(SetPtpCtrl(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPtpCtrl: Unit=[2], Port=[3], Type=[4], Value=[5])."},
-    {"GetPtpCtrl", 3, E(GetPtpCtrl(u, 3, P(ClkNpPtpCtrlRec, 0))), 1, "3, b0", "[CLK_NP] GetPtpCtrl, null pointer", "1588.(parameter in GetPtpCtrl: Unit=[2], Type=[3])."},
-    {"SetPtpState", 4, E(SetPtpState(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetPtpState: Unit=[2], Port=[3], State=[4])."},
-    {"GetPtpState", 5, E(GetPtpState(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetPtpState, null pointer", nullptr},
+    {"SetSsmRxEnable", 1, E(SetSsmRxEnable(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetSsmRxEnable: Unit=[2], Port=[3], Enable=[4]).", 3, "oda_1588_set_ssm_rx_en(2, 3, 4)", "[1588]set ssm rx enable"},
+    {"SetPtpCtrl", 2, E(SetPtpCtrl(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPtpCtrl: Unit=[2], Port=[3], Type=[4], Value=[5]).", 3, "oda_1588_set_ptp_control(2, 3, 4, 5, 0)", "[1588]set ptp control"},
+    {"GetPtpCtrl", 3, E(GetPtpCtrl(u, 3, P(ClkNpPtpCtrlRec, 0))), 1, "3, b0", "[CLK_NP] GetPtpCtrl, null pointer", "1588.(parameter in GetPtpCtrl: Unit=[2], Type=[3]).", 3, "oda_1588_get_ptp_control(2, 3, &)", "[1588]get ptp control"},
+    {"SetPtpState", 4, E(SetPtpState(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetPtpState: Unit=[2], Port=[3], State=[4]).", 3, "oda_1588_set_ptp_state(2, 3, 4)", "[1588]set ptp state"},
+    {"GetPtpState", 5, E(GetPtpState(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetPtpState, null pointer", nullptr, 3, "oda_1588_get_ptp_state(2, 3, &)", "[1588]get ptp state"},
     {"SetEncapType", 6, E(SetEncapType(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapType: Unit=[2], Port=[3], Tb=[4], Encap=[5])."},
-    {"GetEncapType", 7, E(GetEncapType(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapType, null pointer", nullptr},
-    {"SetEncapDaSel", 8, E(SetEncapDaSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
-    {"SetEncapDipSel", 9, E(SetEncapDipSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
-    {"SetEncapFlagFieldSel", 10, E(SetEncapFlagFieldSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
-    {"SetEncapFlagField", 11, E(SetEncapFlagField(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapFlagField: Unit=[2], Port=[3], FlagField=[4])."},
-    {"GetEncapFlagField", 12, E(GetEncapFlagField(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapFlagField, null pointer", nullptr},
-    {"SetEncapDomainNumber", 13, E(SetEncapDomainNumber(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapDomainNumber: Unit=[2], Port=[3], DomainNum=[4])."},
-    {"GetEncapDomainNumber", 14, E(GetEncapDomainNumber(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapDomainNumber, null pointer", nullptr},
-    {"SetEncapSportIdentityTx", 15, E(SetEncapSportIdentityTx(u, 3, P(ClkNpPortIdentity, 0))), 1, "3, b0", "[CLK_NP] SetEncapSportIdentityTx, null pointer", "1588.(parameter in SetEncapSportIdentityTx: Unit=[2], Port=[3])."},
-    {"GetEncapSportIdentityTx", 16, E(GetEncapSportIdentityTx(u, 3, P(ClkNpPortIdentity, 0))), 1, "3, b0", "[CLK_NP] GetEncapSportIdentityTx, null pointer", nullptr},
-    {"SetEncapSportIdentityRx", 17, E(SetEncapSportIdentityRx(u, 3, 4, P(ClkNpPortIdentity, 0))), 1, "3, 4, b0", "[CLK_NP] SetEncapSportIdentityRx, null pointer", "1588.(parameter in SetEncapSportIdentityRx: Unit=[2], Port=[3], Type=[4])."},
-    {"GetEncapSportIdentityRx", 18, E(GetEncapSportIdentityRx(u, 3, 4, P(ClkNpPortIdentity, 0))), 1, "3, 4, b0", "[CLK_NP] GetEncapSportIdentityRx, null pointer", nullptr},
-    {"SetEncapDa", 19, E(SetEncapDa(u, 3, 4, P(uint8_t, 0))), 0, "3, 4, b0", nullptr, "1588.(parameter in SetEncapDa: Unit=[2], Port=[3],PktType=[4])."},
-    {"SetEncapSa", 20, E(SetEncapSa(u, 3, 4, P(uint8_t, 0))), 0, "3, 4, b0", nullptr, "1588.(parameter in SetEncapSa: Unit=[2], Port=[3], PktType=[4])."},
-    {"SetEncapDip", 21, E(SetEncapDip(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapDip: Unit=[2], Port=[3], PktType=[4], Dip=[5])."},
-    {"SetEncapSip", 22, E(SetEncapSip(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapSip: Unit=[2], Port=[3], PktType=[4], Sip=[5])."},
-    {"SetEncapDscp", 23, E(SetEncapDscp(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapDscp: Unit=[2], Port=[3], Dscp=[4])."},
-    {"SetEncapVlan", 24, E(SetEncapVlan(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapVlan: Unit=[2], Port=[3], Vlan=[4])."},
-    {"SetEncapUdpSport", 25, E(SetEncapUdpSport(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
-    {"SetEncapIpHeader", 26, E(SetEncapIpHeader(u, 3, P(void, 0))), 1, "3, b0", "[CLK_NP] SetEncapIpHeader, null pointer", nullptr},
-    {"SetPktTxEn", 27, E(SetPktTxEn(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktTxEn: Unit=[2], Port=[3], PktType=[4], Enable=[5])."},
-    {"SetPktRxEn", 29, E(SetPktRxEn(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktRxEn: Unit=[2], Port=[3], PktType=[4], Enable=[5])."},
-    {"SetPktInterval", 30, E(SetPktInterval(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktInterval: Unit=[2], Port=[3], PktType=[4], Interval=[5])."},
-    {"GetPktstatAlarm", 31, E(GetPktstatAlarm(u, 3, 4, 5, P(uint32_t, 0))), 1, "3, 4, 5, b0", "[CLK_NP] GetPktstatAlarm, null pointer", nullptr},
-    {"GetPktstat", 32, E(GetPktstat(u, 3, 4, P(ClkNpPktStat, 0))), 1, "3, 4, b0", "[CLK_NP] GetPktstat, null pointer", "1588.(parameter in GetPktstat: Unit=[2], Port=[3], ReadClear=[4])."},
-    {"SetAnnounceTimeout", 33, E(SetAnnounceTimeout(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetAnnounceTimeout: Unit=[2], Port=[3], Multiple=[4], Interval=[5])."},
-    {"GetAnnounceAlarm", 34, E(GetAnnounceAlarm(u, 3, 4, 5, P(uint32_t, 0))), 1, "3, 4, 5, b0", "[CLK_NP] GetAnnounceAlarm, null pointer", nullptr},
-    {"SetAnnounceAlarm", 35, E(SetAnnounceAlarm(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetAnnounceAlarm: Unit=[2], Port=[3], Type=[4], Exist=[5])."},
-    {"SetAnnounceFieldTx", 36, E(SetAnnounceFieldTx(u, 3, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, b0, b1", "[CLK_NP] SetAnnounceFieldTx, null pointer", "1588.(parameter in SetAnnounceFieldTx: Unit=[2], Port=[3])."},
-    {"GetAnnounceFieldTx", 37, E(GetAnnounceFieldTx(u, 3, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, b0, b1", "[CLK_NP] GetAnnounceFieldTx, null pointer", nullptr},
-    {"GetAnnounceFieldRx", 38, E(GetAnnounceFieldRx(u, 3, 4, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, 4, b0, b1", "[CLK_NP] GetAnnounceFieldRx, null pointer", "1588.(parameter in GetAnnounceFieldRx: Unit=[2], Port=[3], ReadClear=[4])."},
+    {"GetEncapType", 7, E(GetEncapType(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapType, null pointer", nullptr, 3, "oda_1588_get_encap_type(2, 3, &)", "[1588]get encap type"},
+    {"SetEncapDaSel", 8, E(SetEncapDaSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr, 3, "oda_1588_set_encap_da_sel(2, 3, 4, 5)", "[1588]set encap da sel"},
+    {"SetEncapDipSel", 9, E(SetEncapDipSel(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr, 3, "oda_1588_set_encap_dip_sel(2, 3, 4, 5)", "[1588]set encap dip sel"},
+    {"SetEncapFlagFieldSel", 10, E(SetEncapFlagFieldSel(u, 3, 4, 0)), 0, "3, 4, 0", nullptr, nullptr, 3, "oda_1588_set_encap_flagfield_sel(2, 3, 4, 0)", "[1588]set encap flagfield sel"},
+    {"SetEncapFlagField", 11, E(SetEncapFlagField(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapFlagField: Unit=[2], Port=[3], FlagField=[4]).", 3, "oda_1588_set_encap_flagfield(2, 3, 4)", "[1588]set encap flag"},
+    {"GetEncapFlagField", 12, E(GetEncapFlagField(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapFlagField, null pointer", nullptr, 3, "oda_1588_get_encap_flagfield(2, 3, &)", "[1588]get encap flag"},
+    {"SetEncapDomainNumber", 13, E(SetEncapDomainNumber(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapDomainNumber: Unit=[2], Port=[3], DomainNum=[4]).", 3, "oda_1588_set_encap_domain_number(2, 3, 4)", "[1588]set encap domain number"},
+    {"GetEncapDomainNumber", 14, E(GetEncapDomainNumber(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetEncapDomainNumber, null pointer", nullptr, 3, "oda_1588_get_encap_domain_number(2, 3, &)", "[1588]get encap domain number"},
+    {"SetEncapSportIdentityTx", 15, E(SetEncapSportIdentityTx(u, 3, P(ClkNpPortIdentity, 0))), 1, "3, b0", "[CLK_NP] SetEncapSportIdentityTx, null pointer", "1588.(parameter in SetEncapSportIdentityTx: Unit=[2], Port=[3]).", 3, "oda_1588_set_encap_sport_identity_tx(2, 3, [11, 12, 100990976])", "[1588]set encap sport identity tx"},
+    {"GetEncapSportIdentityTx", 16, E(GetEncapSportIdentityTx(u, 3, P(ClkNpPortIdentity, 0))), 1, "3, b0", "[CLK_NP] GetEncapSportIdentityTx, null pointer", nullptr, 3, "oda_1588_get_encap_sport_identity_tx(2, 3, &)", "[1588]get encap sport identity tx"},
+    {"SetEncapSportIdentityRx", 17, E(SetEncapSportIdentityRx(u, 3, 1, P(ClkNpPortIdentity, 0))), 1, "3, 1, b0", "[CLK_NP] SetEncapSportIdentityRx, null pointer", "1588.(parameter in SetEncapSportIdentityRx: Unit=[2], Port=[3], Type=[1]).", 3, "oda_1588_set_encap_sport_identity_rx(2, 3, 1, [11, 12, 100990976])", "[1588]set encap sport identity rx"},
+    {"GetEncapSportIdentityRx", 18, E(GetEncapSportIdentityRx(u, 3, 1, P(ClkNpPortIdentity, 0))), 1, "3, 1, b0", "[CLK_NP] GetEncapSportIdentityRx, null pointer", nullptr, 3, "oda_1588_get_encap_sport_identity_rx(2, 3, 1, &)", "[1588]get encap sport identity rx"},
+    {"SetEncapDa", 19, E(SetEncapDa(u, 3, 4, P(uint8_t, 0))), 0, "3, 4, b0", nullptr, "1588.(parameter in SetEncapDa: Unit=[2], Port=[3],PktType=[4]).", 3, "oda_1588_set_encap_da(2, 3, 4, 0B:00:00:00:0C:00)", "[1588]set encap da"},
+    {"SetEncapSa", 20, E(SetEncapSa(u, 3, 4, P(uint8_t, 0))), 0, "3, 4, b0", nullptr, "1588.(parameter in SetEncapSa: Unit=[2], Port=[3], PktType=[4]).", 3, "oda_1588_set_encap_sa(2, 3, 4, 0B:00:00:00:0C:00)", "[1588]set encap sa"},
+    {"SetEncapDip", 21, E(SetEncapDip(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapDip: Unit=[2], Port=[3], PktType=[4], Dip=[5]).", 3, "oda_1588_set_encap_dip(2, 3, 4, 5)", "[1588]set encap dip"},
+    {"SetEncapSip", 22, E(SetEncapSip(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetEncapSip: Unit=[2], Port=[3], PktType=[4], Sip=[5]).", 3, "oda_1588_set_encap_sip(2, 3, 4, 5)", "[1588]set encap sip"},
+    {"SetEncapDscp", 23, E(SetEncapDscp(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapDscp: Unit=[2], Port=[3], Dscp=[4]).", 3, "oda_1588_set_encap_dscp(2, 3, 4)", "[1588]set encap dscp"},
+    {"SetEncapVlan", 24, E(SetEncapVlan(u, 3, 4)), 0, "3, 4", nullptr, "1588.(parameter in SetEncapVlan: Unit=[2], Port=[3], Vlan=[4]).", 3, "oda_1588_set_encap_vlan(2, 3, 0x4)", "[1588]set encap vlan"},
+    {"SetEncapUdpSport", 25, E(SetEncapUdpSport(u, 3, 4)), 0, "3, 4", nullptr, nullptr, 3, "oda_1588_set_encap_udp_sport(2, 3, 4)", "[1588]set encap udp sport"},
+    {"SetEncapIpHeader", 26, E(SetEncapIpHeader(u, 3, P(void, 0))), 1, "3, b0", "[CLK_NP] SetEncapIpHeader, null pointer", nullptr, 3, "oda_1588_set_encap_ipheader(2, 3, &)", "[1588]set encap ip header"},
+    {"SetPktTxEn", 27, E(SetPktTxEn(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktTxEn: Unit=[2], Port=[3], PktType=[4], Enable=[5]).", 3, "oda_1588_set_pkt_tx_en(2, 3, 4, 5)", "[1588]set pkt tx enable"},
+    {"SetPktRxEn", 29, E(SetPktRxEn(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktRxEn: Unit=[2], Port=[3], PktType=[4], Enable=[5]).", 3, "oda_1588_set_pkt_rx_en(2, 3, 4, 5)", "[1588]set pkt rx enable"},
+    {"SetPktInterval", 30, E(SetPktInterval(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetPktInterval: Unit=[2], Port=[3], PktType=[4], Interval=[5]).", 3, "oda_1588_set_pkt_interval(2, 3, 4, 5)", "[1588]set pkt interval"},
+    {"GetPktstatAlarm", 31, E(GetPktstatAlarm(u, 3, 4, 5, P(uint32_t, 0))), 1, "3, 4, 5, b0", "[CLK_NP] GetPktstatAlarm, null pointer", nullptr, 3, "oda_1588_get_pkt_stat_alarm(2, 3, 4, 5, &)", "[1588]get pkt stat alarm"},
+    {"GetPktstat", 32, E(GetPktstat(u, 3, 4, P(ClkNpPktStat, 0))), 1, "3, 4, b0", "[CLK_NP] GetPktstat, null pointer", "1588.(parameter in GetPktstat: Unit=[2], Port=[3], ReadClear=[4]).", 3, "oda_1588_get_pkt_stat(2, 3, 4, &)", "[1588]get pkt stat"},
+    {"SetAnnounceTimeout", 33, E(SetAnnounceTimeout(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, "1588.(parameter in SetAnnounceTimeout: Unit=[2], Port=[3], Multiple=[4], Interval=[5]).", 3, "oda_1588_set_announce_timeout(2, 3, 4, 5)", "[1588]set announce timeout"},
+    {"GetAnnounceAlarm", 34, E(GetAnnounceAlarm(u, 3, 1, 5, P(uint32_t, 0))), 1, "3, 1, 5, b0", "[CLK_NP] GetAnnounceAlarm, null pointer", nullptr, 3, "oda_1588_get_announce_alarm(2, 3, 1, 5, &)", "[1588]get announce alarm"},
+    {"SetAnnounceAlarm", 35, E(SetAnnounceAlarm(u, 3, 1, 5)), 0, "3, 1, 5", nullptr, "1588.(parameter in SetAnnounceAlarm: Unit=[2], Port=[3], Type=[1], Exist=[5]).", 3, "oda_1588_set_announce_alarm(2, 3, 1, 5)", "[1588]set announce alarm"},
+    {"SetAnnounceFieldTx", 36, E(SetAnnounceFieldTx(u, 3, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, b0, b1", "[CLK_NP] SetAnnounceFieldTx, null pointer", "1588.(parameter in SetAnnounceFieldTx: Unit=[2], Port=[3]).", 3, "oda_1588_set_announce_field_tx(2, 3, &, &)", "[1588]set announce field tx"},
+    {"GetAnnounceFieldTx", 37, E(GetAnnounceFieldTx(u, 3, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, b0, b1", "[CLK_NP] GetAnnounceFieldTx, null pointer", nullptr, 3, "oda_1588_get_announce_field_tx(2, 3, &, &)", "[1588]get announce field tx"},
+    {"GetAnnounceFieldRx", 38, E(GetAnnounceFieldRx(u, 3, 4, P(ClkNpAnnFlags, 0), P(ClkNpAnnFields, 1))), 2, "3, 4, b0, b1", "[CLK_NP] GetAnnounceFieldRx, null pointer", "1588.(parameter in GetAnnounceFieldRx: Unit=[2], Port=[3], ReadClear=[4]).", 3, "oda_1588_get_announce_field_rx(2, 3, 4, &, &)", "[1588]get announce field rx"},
     {"SetPortEn", 39, E(SetPortEn(u, 3, 4, P(ClkNpPortEnInfo, 0))), 1, "3, 4, b0", "[CLK_NP] SetPortEn, null pointer", "1588.(parameter in SetPortEn: unit=2, port=3, fwdunit=5, fwdport=6, enable=4)."},
-    {"GetPortEn", 40, E(GetPortEn(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetPortEn, null pointer", nullptr},
-    {"GetTimestamp", 41, E(GetTimestamp(u, 3, P(ClkNpTimestamps, 0))), 1, "3, b0", "[CLK_NP] GetTimestamp, null pointer", "1588.(parameter in GetTimestamp: Unit=[2], Port=[3])."},
-    {"GetSsmStat", 42, E(GetSsmStat(u, 3, 4, P(void, 0))), 1, "3, 4, b0", "[CLK_NP] GetSsmStat, null pointer", nullptr},
-    {"GetDfxT2SubT1", 43, E(GetDfxT2SubT1(u, 3, 4, P(ClkNpDfxDelay, 0))), 1, "3, 4, b0", "[CLK_NP] GetDfxT2SubT1, null pointer", "1588.(parameter in GetDfxT2SubT1: Unit=[2], Port=[3], ReadClear=[4])."},
-    {"GetDfxT4SubT3", 44, E(GetDfxT4SubT3(u, 3, 4, P(ClkNpDfxDelay, 0))), 1, "3, 4, b0", "[CLK_NP] GetDfxT4SubT3, null pointer", "1588.(parameter in GetDfxT4SubT3: Unit=[2], Port=[3], ReadClear=[4])."},
+    {"GetPortEn", 40, E(GetPortEn(u, 3, P(uint32_t, 0))), 1, "3, b0", "[CLK_NP] GetPortEn, null pointer", nullptr, 3, "oda_1588_get_port_en(2, 3, &)", "[1588]get port enable"},
+    {"GetTimestamp", 41, E(GetTimestamp(u, 3, P(ClkNpTimestamps, 0))), 1, "3, b0", "[CLK_NP] GetTimestamp, null pointer", "1588.(parameter in GetTimestamp: Unit=[2], Port=[3]).", 3, "oda_1588_get_timestamp(2, 3, &)", "[1588]get time stamp"},
+    {"GetSsmStat", 42, E(GetSsmStat(u, 3, 4, P(void, 0))), 1, "3, 4, b0", "[CLK_NP] GetSsmStat, null pointer", nullptr, 3, "oda_1588_get_ssm_stat(2, 3, 4, &)", "[1588]get ssm stat"},
+    {"GetDfxT2SubT1", 43, E(GetDfxT2SubT1(u, 3, 4, P(ClkNpDfxDelay, 0))), 1, "3, 4, b0", "[CLK_NP] GetDfxT2SubT1, null pointer", "1588.(parameter in GetDfxT2SubT1: Unit=[2], Port=[3], ReadClear=[4]).", 3, "oda_1588_get_dfx_t2_sub_t1(2, 3, 4, &)", "[1588]get dfx time of t2 sub t1"},
+    {"GetDfxT4SubT3", 44, E(GetDfxT4SubT3(u, 3, 4, P(ClkNpDfxDelay, 0))), 1, "3, 4, b0", "[CLK_NP] GetDfxT4SubT3, null pointer", "1588.(parameter in GetDfxT4SubT3: Unit=[2], Port=[3], ReadClear=[4]).", 3, "oda_1588_get_dfx_t4_sub_t3(2, 3, 4, &)", "[1588]get dfx time of t4 sub t3"},
     {"SetPortTsReportEnable", 48, E(SetPortTsReportEnable(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
     {"PtpSetMac47bitModeEn", 49, E(PtpSetMac47bitModeEn(u, 3, 4)), 0, "3, 4", nullptr, nullptr},
     {"PtpSetMacRxPortDelay", 50, E(PtpSetMacRxPortDelay(u, 3, 4, 5)), 0, "3, 4, 5", nullptr, nullptr},
@@ -145,112 +147,119 @@ const Row kRows[] = {
 #undef E
 #undef P
 
-void PrintTo(const Row &r, std::ostream *os) { *os << r.name; }
-
-std::vector<Row> rowsWithNullCheck() {
-  std::vector<Row> out;
-  for (const Row &r : kRows)
-    if (r.nullLine != nullptr) out.push_back(r);
-  return out;
-}
-
 std::string reasonOf(const Row &r) { return std::string("NP_1588_") + r.name; }
 
-class Entry : public nptest::NpBoard, public ::testing::WithParamInterface<Row> {
+std::vector<std::string> paramLines(const Row &r) {
+  if (r.param == nullptr) return {};
+  return {std::string("LOG MSG ") + r.param};
+}
+
+// Every entry in one process: the rows share the board, each call its own timeline.
+// The sample records; reads on the adapter overwrite them.
+void seedBuffers() {
+  std::memset(gBuf, 0, sizeof gBuf);
+  auto *info = reinterpret_cast<ClkNpPortEnInfo *>(gBuf[0]);
+  info->fwdUnit = 5;
+  info->fwdPort = 6;
+  gBuf[0][0] = 11;  // identity word 0 / MAC byte 0
+  gBuf[0][4] = 12;  // identity word 1 / MAC byte 4
+}
+
+class Entries : public nptest::NpBoard {
  protected:
   void SetUp() override {
     nptest::NpBoard::SetUp();
-    std::memset(gBuf, 0, sizeof gBuf);
-    auto *info = reinterpret_cast<ClkNpPortEnInfo *>(gBuf[0]);
-    info->fwdUnit = 5;
-    info->fwdPort = 6;
-    gFakeCalls.clear();
-    gFakeCode = 0;
-  }
-
-  std::vector<std::string> paramLines() const {
-    if (GetParam().param == nullptr) return {};
-    return {std::string("LOG MSG ") + GetParam().param};
+    seedBuffers();
   }
 };
 
-std::string rowName(const ::testing::TestParamInfo<Row> &info) { return info.param.name; }
-
-TEST_P(Entry, RejectsUnitsAboveSevenSilently) {
+// Units above seven are refused silently, before a null pointer's line, which
+// comes before anything else.
+TEST_F(Entries, RejectUnitsAboveSevenSilentlyThenNullPointersWithTheirLine) {
   installFakeDriver(0);
-  for (uint32_t unit : {8u, 9u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
-    for (int nullWhich = -1; nullWhich < GetParam().pointers; ++nullWhich) {
+  installFakeDriver(2);
+  for (const Row &r : kRows) {
+    EXPECT_EQ(r.nullLine != nullptr, r.pointers > 0) << r.name;
+    for (int nullWhich = -1; nullWhich < r.pointers; ++nullWhich) {
+      for (uint32_t unit : {8u, 9u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu}) {
+        Timeline t;
+        EXPECT_EQ(r.call(unit, nullWhich), CLK_NP_ERR_UNIT) << r.name << " " << unit;
+        EXPECT_THAT(t.lines(), ::testing::IsEmpty()) << r.name << " " << unit;
+      }
+      if (nullWhich < 0) continue;
       Timeline t;
-      EXPECT_EQ(GetParam().call(unit, nullWhich), CLK_NP_ERR_UNIT) << unit;
-      EXPECT_THAT(t.lines(), ::testing::IsEmpty()) << unit;
+      EXPECT_EQ(r.call(2, nullWhich), CLK_NP_ERR_NULL_PTR) << r.name;
+      EXPECT_THAT(t.lines(), ::testing::ElementsAre(std::string("DBG ") + r.nullLine)) << r.name << nullWhich;
     }
   }
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-class NullCheck : public Entry {};
-
-TEST_P(NullCheck, NullRequiredPointerPrintsItsLineBeforeAnything) {
-  const Row &r = GetParam();
-  installFakeDriver(2);
-  for (int nullWhich = 0; nullWhich < r.pointers; ++nullWhich) {
+// An empty slot is reported as FFFFFFF0 with the entry's reason. Arguments
+// pass unchanged to a filled slot and its result comes back, reported unless
+// it is 0 or -6 to -8.
+TEST_F(Entries, EmptySlotThenArgumentsUnchangedAndDriverCodesReportedExceptMinusSixToMinusEight) {
+  for (const Row &r : kRows) {
     Timeline t;
-    EXPECT_EQ(r.call(2, nullWhich), CLK_NP_ERR_NULL_PTR);
-    EXPECT_THAT(t.lines(), ::testing::ElementsAre(std::string("DBG ") + r.nullLine)) << nullWhich;
+    EXPECT_EQ(r.call(2, -1), CLK_NP_ERR_NO_FUNC) << r.name;
+    auto expected = paramLines(r);
+    expected.push_back(report("FFFFFFF0", 2, r.port, reasonOf(r)));
+    EXPECT_EQ(t.lines(), expected) << r.name;
   }
-  EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
-}
-
-TEST_P(Entry, EmptySlotReportsFfffffF0WithItsReason) {
-  const Row &r = GetParam();
-  Timeline t;
-  EXPECT_EQ(r.call(2, -1), CLK_NP_ERR_NO_FUNC);
-  auto expected = paramLines();
-  expected.push_back(report("FFFFFFF0", 2, r.port, reasonOf(r)));
-  EXPECT_EQ(t.lines(), expected);
-}
-
-TEST_P(Entry, PassesArgumentsUnchangedAndTheResultUp) {
-  const Row &r = GetParam();
   installFakeDriver(2);
-  Timeline t;
-  EXPECT_EQ(r.call(2, -1), 0);
-  EXPECT_THAT(gFakeCalls, ::testing::ElementsAre("slot" + std::to_string(r.slot) + "(2, " + r.args + ")"));
-  EXPECT_EQ(t.lines(), paramLines());
-}
-
-TEST_P(Entry, ReportsDriverCodesExceptMinusSixToMinusEight) {
-  const Row &r = GetParam();
-  installFakeDriver(7);
-  const std::pair<int32_t, const char *> codes[] = {
-      {1, "1"},      {-9, "FFFFFFF7"}, {-5, "FFFFFFFB"}, {-99, "FFFFFF9D"}, {INT32_MIN, "80000000"},
-      {-6, nullptr}, {-7, nullptr},    {-8, nullptr}};
-  for (const auto &[code, hex] : codes) {
-    gFakeCode = code;
-    Timeline t;
-    EXPECT_EQ(r.call(7, -1), code);
-    std::vector<std::string> reports;
-    for (const auto &line : t.lines())
-      if (line.rfind("DBG ", 0) == 0) reports.push_back(line);
-    if (hex == nullptr) {
-      EXPECT_THAT(reports, ::testing::IsEmpty()) << code;
-    } else {
-      EXPECT_THAT(reports, ::testing::ElementsAre(report(hex, 7, r.port, reasonOf(r)))) << code;
+  const std::pair<int32_t, const char *> codes[] = {{0, nullptr},     {1, "1"},          {-9, "FFFFFFF7"},
+                                                    {-5, "FFFFFFFB"}, {-99, "FFFFFF9D"}, {INT32_MIN, "80000000"},
+                                                    {-6, nullptr},    {-7, nullptr},     {-8, nullptr}};
+  for (const Row &r : kRows)
+    for (const auto &[code, hex] : codes) {
+      gFakeCode = code;
+      gFakeCalls.clear();
+      Timeline t;
+      EXPECT_EQ(r.call(2, -1), code) << r.name;
+      EXPECT_THAT(gFakeCalls, ::testing::ElementsAre("slot" + std::to_string(r.slot) + "(2, " + r.args + ")"));
+      auto expected = paramLines(r);
+      if (hex != nullptr) expected.push_back(report(hex, 2, r.port, reasonOf(r)));
+      EXPECT_EQ(t.lines(), expected) << r.name << " " << code;
     }
-  }
-}
-
-TEST_P(Entry, ParameterLineIsNotDeliveredWithMsgSwitchedOff) {
+  // With the parameter lines switched off nothing at all is shown.
+  gFakeCode = 0;
   g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_MSG] = 0;
-  installFakeDriver(2);
-  Timeline t;
-  EXPECT_EQ(GetParam().call(2, -1), 0);
-  EXPECT_THAT(t.lines(), ::testing::IsEmpty());
-  g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_MSG] = 1;
+  for (const Row &r : kRows) {
+    Timeline t;
+    EXPECT_EQ(r.call(2, -1), 0) << r.name;
+    EXPECT_THAT(t.lines(), ::testing::IsEmpty()) << r.name;
+  }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Entry, ::testing::ValuesIn(kRows), rowName);
-INSTANTIATE_TEST_SUITE_P(All, NullCheck, ::testing::ValuesIn(rowsWithNullCheck()), rowName);
+// On the adapter each slot makes its one engine-driver call; a failing call is
+// reported by the adapter, then by the entry, except codes 4, 6 and 7 (-6 to -8).
+TEST_F(Entries, OnTheAdapterEachSlotCallsTheEngineOnceAndBothReportItsFailure) {
+  clk_1588_driver_init(&g_fnNpClkDriver[2]);
+  struct Code {
+    uint32_t oda;
+    int32_t mapped;
+    const char *hex;  // nullptr: not reported
+  };
+  const Code codes[] = {{0, 0, nullptr},       {5, -5, "FFFFFFFB"}, {1, 1, "1"},
+                        {16, -16, "FFFFFFF0"}, {3, -4, "FFFFFFFC"}, {300, 1, "1"},
+                        {4, -6, nullptr},      {6, -8, nullptr},    {7, -7, nullptr}};
+  for (const Row &r : kRows) {
+    if (r.oda == nullptr) continue;
+    for (const Code &c : codes) {
+      seedBuffers();
+      if (c.oda != 0) fwmsim::faults().inject(std::string(r.oda, std::strchr(r.oda, '(')), c.oda);
+      Timeline t;
+      EXPECT_EQ(r.call(2, -1), c.mapped) << r.name << " " << c.oda;
+      auto expected = paramLines(r);
+      expected.push_back(r.oda);
+      if (c.hex != nullptr) {
+        expected.push_back(report(c.hex, 2, r.port, r.reason));
+        expected.push_back(report(c.hex, 2, r.port, reasonOf(r)));
+      }
+      EXPECT_EQ(t.lines(), expected) << r.name << " " << c.oda;
+    }
+  }
+}
 
 TEST(EntryTable, CoversEveryAssignedSlotOnce) {
   std::vector<size_t> slots;
@@ -285,7 +294,12 @@ TEST_F(NpExceptions, GetPktTxEnLogsAfterTheCallWithTheWordItFinds) {
       read.lines(),
       ::testing::ElementsAre("oda_1588_get_pkt_tx_en(2, 3, 1, &)",
                              "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[1])."));
+  fwmsim::faults().inject("oda_1588_get_pkt_tx_en", 1);
+  Timeline failed;
+  EXPECT_EQ(CLK_NP_1588_GetPktTxEn(2, 3, 1, &enable), 1);
+  EXPECT_EQ(failed.lines()[1], report("1", 2, 3, "[1588]get pkt tx enable"));
   EXPECT_EQ(CLK_NP_1588_GetPktTxEn(8, 3, 1, &enable), CLK_NP_ERR_UNIT);
+  EXPECT_EQ(CLK_NP_1588_GetPktTxEn(7, 3, 1, &enable), CLK_NP_ERR_NO_FUNC);  // the last unit is served
 }
 
 TEST_F(NpExceptions, SetPortEnLogsInSignedDecimal) {
@@ -315,16 +329,10 @@ TEST_F(NpExceptions, PlaceholdersAnswerZeroForAnyUnitAndDoNothing) {
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-// The two reports of a driver failure, adapter first, and the adapter's own checks.
-class NpOnAdapter : public nptest::NpBoard {
- protected:
-  void SetUp() override {
-    nptest::NpBoard::SetUp();
-    clk_1588_driver_init(&g_fnNpClkDriver[0]);
-  }
-};
-
-TEST_F(NpOnAdapter, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
+// The two reports of a driver failure, adapter first (each layer's codes and
+// reasons have their own tables).
+TEST_F(NpExceptions, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
+  clk_1588_driver_init(&g_fnNpClkDriver[0]);
   fwmsim::faults().inject("oda_1588_set_ptp_control", 5);
   Timeline t;
   EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(0, 3, 7, 1), -5);
@@ -335,77 +343,16 @@ TEST_F(NpOnAdapter, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
                                      report("FFFFFFFB", 0, 3, "NP_1588_SetPtpCtrl")));
 }
 
-TEST_F(NpOnAdapter, EngineCodesFourSixSevenReachTheCallerUnreported) {
-  const std::pair<uint32_t, int32_t> codes[] = {{4, -6}, {6, -8}, {7, -7}};
-  for (const auto &[oda, mapped] : codes) {
-    fwmsim::faults().inject("oda_1588_set_ptp_state", oda);
-    Timeline t;
-    EXPECT_EQ(CLK_NP_1588_SetPtpState(0, 3, 1), mapped);
-    EXPECT_THAT(t.lines(),
-                ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[1]).",
-                                       "oda_1588_set_ptp_state(0, 3, 1)"));
-  }
-}
-
-TEST_F(NpOnAdapter, SilentAdapterRejectionLeavesOnlyTheEntrysReport) {
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_SetPtpState(0, 3, 10), CLK_NP_ERR_PARAM);
-  uint32_t alarm = 0;
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceAlarm(0, 3, 2, 1, &alarm), CLK_NP_ERR_PARAM);
-  EXPECT_THAT(t.lines(),
-              ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[10]).",
-                                     report("FFFFFFFC", 0, 3, "NP_1588_SetPtpState"),
-                                     report("FFFFFFFC", 0, 3, "NP_1588_GetAnnounceAlarm")));
-}
-
-TEST_F(NpOnAdapter, ReportedAdapterRejectionGivesTwoLines) {
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_SetPktInterval(0, 3, 1, 21), CLK_NP_ERR_PARAM);
-  EXPECT_THAT(
-      t.lines(),
-      ::testing::ElementsAre(
-          "LOG MSG 1588.(parameter in SetPktInterval: Unit=[0], Port=[3], PktType=[1], Interval=[21]).",
-          report("FFFFFFFC", 0, 3, "[1588]get oda interval"), report("FFFFFFFC", 0, 3, "NP_1588_SetPktInterval")));
-}
-
-TEST_F(NpOnAdapter, GetPtpCtrlReportsTheControlTypeAsThePort) {
-  fwmsim::faults().inject("oda_1588_get_ptp_control", 1);
-  ClkNpPtpCtrlRec rec{{3, 0}};
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_GetPtpCtrl(0, 31, &rec), CLK_NP_ERR_FAIL);
-  EXPECT_THAT(t.lines(),
-              ::testing::ElementsAre("LOG MSG 1588.(parameter in GetPtpCtrl: Unit=[0], Type=[31]).",
-                                     "oda_1588_get_ptp_control(0, 31, &)", report("1", 0, 31, "[1588]get ptp control"),
-                                     report("1", 0, 31, "NP_1588_GetPtpCtrl")));
-}
-
-TEST_F(NpOnAdapter, TimestampUnitEntriesFindEmptySlots) {
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_PtpSetTspDelay(0, 1, 100), CLK_NP_ERR_NO_FUNC);
-  uint8_t report2[16];
-  EXPECT_EQ(CLK_NP_1588_PtpGetReportTs(0, report2), CLK_NP_ERR_NO_FUNC);
-  EXPECT_EQ(CLK_NP_1588_PtpGetChannelTs(0, 3, nullptr), CLK_NP_ERR_NULL_PTR);
-  EXPECT_THAT(t.lines(), ::testing::ElementsAre(report("FFFFFFF0", 0, 1, "NP_1588_PtpSetTspDelay"),
-                                                report("FFFFFFF0", 0, 0, "NP_1588_PtpGetReportTs"),
-                                                "DBG [CLK_NP] PtpGetChannelTs, null pointer"));
-}
-
-// The report line itself.
-class RetProcess : public nptest::NpBoard {};
-
-TEST_F(RetProcess, SilentForSuccessAndMinusSixToMinusEight) {
+// The report line itself: silent for success and -6 to -8, which ask nothing
+// of the board either.
+TEST_F(NpExceptions, RetProcessPrintsCodeInCapitalHexWithChassisAndSlot) {
+  fwmsim::board().chassisId = 2;
+  fwmsim::board().slotId = 14;
   const size_t mark = fwmsim::recorder().mark();
   Timeline t;
   for (int32_t code : {0, -6, -7, -8}) CLK_NP_RetProcess(code, 1, 2, "x");
   EXPECT_THAT(t.lines(), ::testing::IsEmpty());
   EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ::testing::IsEmpty());
-}
-
-TEST_F(RetProcess, PrintsCodeInCapitalHexWithChassisAndSlot) {
-  fwmsim::board().chassisId = 2;
-  fwmsim::board().slotId = 14;
-  const size_t mark = fwmsim::recorder().mark();
-  Timeline t;
   const std::pair<int32_t, const char *> codes[] = {
       {1, "1"},         {-1, "FFFFFFFF"},  {-5, "FFFFFFFB"},         {-9, "FFFFFFF7"},     {-16, "FFFFFFF0"},
       {-4, "FFFFFFFC"}, {-99, "FFFFFF9D"}, {0x7FFFFFFF, "7FFFFFFF"}, {-5 - 4, "FFFFFFF7"}, {0xAB, "AB"}};

@@ -15,27 +15,20 @@ struct NullCase {
   uint32_t (*call)(const ClkSrvOrchIntf *);
 };
 
+#define N(slot, ...)                                                                                  \
+  {                                                                                                   \
+    "ERROR [FWM_SRV] " #slot ", null pointer", [](const ClkSrvOrchIntf *o) { return o->__VA_ARGS__; } \
+  }
+// clang-format off
 const NullCase kNullCases[] = {
-    {"ERROR [FWM_SRV] SetPtpGlbCfg, null pointer", [](const ClkSrvOrchIntf *o) { return o->setPtpGlbCfg(nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPortCfg, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPktEncap, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPktEncap(0, 1, 2, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpRxCtl, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpRxCtl(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpTxCtl, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpTxCtl(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpRxSrcPortId, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpRxSrcPortId(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpTxSrcPortId, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpTxSrcPortId(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPortAsym, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPortAsym(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] SetPtpPortPkt, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->setPtpPortPkt(0, 1, nullptr); }},
-    {"ERROR [FWM_SRV] GetPtpTimestamp, null pointer",
-     [](const ClkSrvOrchIntf *o) { return o->getPtpTimestamp(0, 1, nullptr); }},
+    N(SetPtpGlbCfg, setPtpGlbCfg(nullptr)), N(SetPtpPortCfg, setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr)),
+    N(SetPtpPktEncap, setPtpPktEncap(0, 1, 2, nullptr)), N(SetPtpRxCtl, setPtpRxCtl(0, 1, nullptr)),
+    N(SetPtpTxCtl, setPtpTxCtl(0, 1, nullptr)), N(SetPtpRxSrcPortId, setPtpRxSrcPortId(0, 1, nullptr)),
+    N(SetPtpTxSrcPortId, setPtpTxSrcPortId(0, 1, nullptr)), N(SetPtpPortAsym, setPtpPortAsym(0, 1, nullptr)),
+    N(SetPtpPortPkt, setPtpPortPkt(0, 1, nullptr)), N(GetPtpTimestamp, getPtpTimestamp(0, 1, nullptr)),
 };
+// clang-format on
+#undef N
 
 using NullRequest = fwmtest::ServiceTest;
 
@@ -86,51 +79,24 @@ struct ReadClearCase {
   uint32_t (*call)(const ClkSrvOrchIntf *o, uint32_t readClear, std::vector<uint32_t> *reply);
 };
 
-template <class Reply>
-Reply *as(std::vector<uint32_t> *reply, Reply &buf) {
-  if (reply == nullptr) return nullptr;
-  std::memcpy(&buf, reply->data(), sizeof buf);
-  return &buf;
-}
-
-template <class Reply>
-void back(std::vector<uint32_t> *reply, const Reply &buf) {
-  if (reply != nullptr) std::memcpy(reply->data(), &buf, sizeof buf);
-}
-
-template <class Rec>
-Rec record(const std::vector<uint32_t> &words) {
-  Rec r{};
-  std::memcpy(&r, words.data(), sizeof r);
-  return r;
-}
-
+// The slot called with a reply of replyWords words (or none) through its own record type.
+// clang-format off
+#define Q(Slot, Rec, Reply, setter, engineWords, replyWords, first)                                                     \
+  {"Get" #Slot, odaOf##Slot, engineWords, replyWords, first,                                                            \
+   [](const std::vector<uint32_t> &w) { Rec r{}; std::memcpy(&r, w.data(), sizeof r); fwmsim::engine().setter(kUnit, kPort, r); }, \
+   [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {                                             \
+     static_assert(sizeof(Reply) == (replyWords) * 4);                                                                  \
+     return o->get##Slot(kUnit, kPort, rc, reply == nullptr ? nullptr : reinterpret_cast<Reply *>(reply->data())); }}
+constexpr char odaOfPtpT2SubT1[] = "oda_1588_get_dfx_t2_sub_t1";
+constexpr char odaOfPtpT4SubT3[] = "oda_1588_get_dfx_t4_sub_t3";
+constexpr char odaOfPtpPktStat[] = "oda_1588_get_pkt_stat";
 const ReadClearCase kReadClearCases[] = {
-    {"GetPtpT2SubT1", "oda_1588_get_dfx_t2_sub_t1", 6, 6, 0,
-     [](const std::vector<uint32_t> &w) { fwmsim::engine().setDfxT2SubT1(kUnit, kPort, record<ClkNpDfxDelay>(w)); },
-     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
-       ClkPtpDfxDelay buf;
-       uint32_t r = o->getPtpT2SubT1(kUnit, kPort, rc, as(reply, buf));
-       back(reply, buf);
-       return r;
-     }},
-    {"GetPtpT4SubT3", "oda_1588_get_dfx_t4_sub_t3", 6, 6, 0,
-     [](const std::vector<uint32_t> &w) { fwmsim::engine().setDfxT4SubT3(kUnit, kPort, record<ClkNpDfxDelay>(w)); },
-     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
-       ClkPtpDfxDelay buf;
-       uint32_t r = o->getPtpT4SubT3(kUnit, kPort, rc, as(reply, buf));
-       back(reply, buf);
-       return r;
-     }},
-    {"GetPtpPktStat", "oda_1588_get_pkt_stat", 37, 24, 5,
-     [](const std::vector<uint32_t> &w) { fwmsim::engine().setPktStat(kUnit, kPort, record<ClkNpPktStat>(w)); },
-     [](const ClkSrvOrchIntf *o, uint32_t rc, std::vector<uint32_t> *reply) {
-       ClkPtpPktStat buf;
-       uint32_t r = o->getPtpPktStat(kUnit, kPort, rc, as(reply, buf));
-       back(reply, buf);
-       return r;
-     }},
+    Q(PtpT2SubT1, ClkNpDfxDelay, ClkPtpDfxDelay, setDfxT2SubT1, 6, 6, 0),
+    Q(PtpT4SubT3, ClkNpDfxDelay, ClkPtpDfxDelay, setDfxT4SubT3, 6, 6, 0),
+    Q(PtpPktStat, ClkNpPktStat, ClkPtpPktStat, setPktStat, 37, 24, 5),
 };
+// clang-format on
+#undef Q
 
 class ReadClearQuery : public fwmtest::ServiceTest, public ::testing::WithParamInterface<ReadClearCase> {
  protected:
@@ -145,9 +111,13 @@ class ReadClearQuery : public fwmtest::ServiceTest, public ::testing::WithParamI
   }
 };
 
-TEST_P(ReadClearQuery, PlainReadCopiesTheWantedWords) {
+// A plain read copies the wanted words (only 1 is read-clear); read-clear reads
+// the engine, which clears, and needs no reply; a null reply is refused only
+// after the read; an engine failure leaves the reply untouched.
+TEST_P(ReadClearQuery, ReadsClearsRefusesAndFails) {
   const ReadClearCase &c = GetParam();
-  for (uint32_t readClear : {0u, 2u}) {  // only 1 is special
+  const std::string name(c.name);
+  for (uint32_t readClear : {0u, 2u}) {
     mark();
     auto words = seedEngine();
     std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
@@ -157,36 +127,28 @@ TEST_P(ReadClearQuery, PlainReadCopiesTheWantedWords) {
     EXPECT_THAT(engine(), ElementsAre(call(readClear)));
     EXPECT_THAT(lines(), IsEmpty());
   }
-}
-
-TEST_P(ReadClearQuery, ReadClearReadsTheEngineAndNeedsNoReply) {
-  const ReadClearCase &c = GetParam();
+  mark();
   seedEngine();
   EXPECT_EQ(c.call(orch, 1, nullptr), 0u);
   EXPECT_THAT(engine(), ElementsAre(call(1)));
   EXPECT_THAT(lines(), IsEmpty());
-  // The engine cleared what was read.
   std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
   EXPECT_EQ(c.call(orch, 0, &reply), 0u);
   EXPECT_THAT(reply, ::testing::Each(0u));
-}
 
-TEST_P(ReadClearQuery, NullReplyIsRefusedOnlyAfterTheRead) {
-  const ReadClearCase &c = GetParam();
+  mark();
   EXPECT_EQ(c.call(orch, 0, nullptr), 1u);
   EXPECT_THAT(engine(), ElementsAre(call(0)));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV] " + std::string(c.name) + ", null pointer"));
-}
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV] " + name + ", null pointer"));
 
-TEST_P(ReadClearQuery, EngineFailureLeavesTheReplyUntouched) {
-  const ReadClearCase &c = GetParam();
+  mark();
   seedEngine();
   fwmsim::engine().setScribbleOnFault(true);
   fwmsim::faults().inject(c.odaFn, 5);  // -5
-  std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
+  reply.assign(c.replyWords, 0x5A5A5A5Au);
   EXPECT_EQ(c.call(orch, 0, &reply), 0xFFFFFFFBu);
   EXPECT_THAT(reply, ::testing::Each(0x5A5A5A5Au));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] " + std::string(c.name) + " failed, Ret=4294967291"));
+  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] " + name + " failed, Ret=4294967291"));
 }
 
 INSTANTIATE_TEST_SUITE_P(Slots11To13, ReadClearQuery, ::testing::ValuesIn(kReadClearCases),

@@ -52,6 +52,17 @@ class ServiceTest : public BoardTest {
 
   static std::vector<std::string> strings(Golden g) { return {g.begin(), g.end()}; }
 
+  // The engine-driver calls since the mark as one line, "; "-separated and
+  // without the common "oda_1588_" prefix: one golden row per request.
+  std::string calls() const {
+    std::string out;
+    for (std::string c : engine()) {
+      if (c.rfind("oda_1588_", 0) == 0) c.erase(0, 9);
+      out += (out.empty() ? "" : "; ") + c;
+    }
+    return out;
+  }
+
   const ClkSrvOrchIntf *orch = nullptr;
 
  private:

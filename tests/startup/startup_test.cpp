@@ -20,36 +20,36 @@ class Startup : public fwmtest::BoardTest {
     g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_INFO] = 1;
   }
   // The calls start-up makes outside the log path, in order.
-  static std::vector<std::string> startupCalls() {
+  static std::vector<std::string> startupCalls(size_t mark = 0) {
     std::vector<std::string> out;
-    for (const auto &e : fwmsim::recorder().events())
-      if (e.facility == "orin" || e.facility == "comp" || e.facility == "orch" || e.facility == "tarn" ||
-          e.facility == "debug")
-        out.push_back(e.text);
+    const auto events = fwmsim::recorder().events();
+    for (size_t i = mark; i < events.size(); ++i)
+      if (std::string f = events[i].facility;
+          f == "orin" || f == "comp" || f == "orch" || f == "tarn" || f == "debug" || f == "devm")
+        out.push_back(events[i].text);
     return out;
   }
 };
 
-TEST_F(Startup, RunsEveryStepInOrderAndRegisters) {
+const std::vector<std::string> kSuccessTail = {
+    "INFO [FWM_Srv_Clk] begin acl init.", "INFO Start register CLK FWM_SRV_CLK...",
+    "INFO clk FWM_SRV_CLK registered success", "INFO clk init finish.", "INFO pub clk init ok event success."};
+
+TEST_F(Startup, RunsEveryStepInOrderAndHandsOverItsSlotsAndRule) {
   EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
-  EXPECT_THAT(startupCalls(), ElementsAre("ORIN_HandleInitialize(\"fwm.srv.clk\", &)", "COMP_GetVTable(1000, 1004, &)",
-                                          "GetMemPtNo(33000, \"fwm.orch.clk\")", "FWM_ORCH_CLK_RegSrvIntf(&)",
-                                          "Tarn_NpProcCtrlPacket(0, &)", "COMP_GetVTable(1000, 1008, &)",
-                                          "moduleReg(\"FWM_SRV_CLK\", &)"));
-  EXPECT_THAT(fwmtest::agentLines(),
-              ElementsAre("INFO [FWM_Srv_Clk] begin acl init.", "INFO Start register CLK FWM_SRV_CLK...",
-                          "INFO clk FWM_SRV_CLK registered success", "INFO clk init finish.",
-                          "INFO pub clk init ok event success."));
+  EXPECT_THAT(startupCalls(),
+              ElementsAre("ORIN_HandleInitialize(\"fwm.srv.clk\", &)", "COMP_GetVTable(1000, 1004, &)",
+                          "GetMemPtNo(33000, \"fwm.orch.clk\")", "FWM_Srv_Get_FeNum()", "FWM_Srv_Get_ChipType()",
+                          "FWM_Srv_Get_ChipType()", "FWM_ORCH_CLK_RegSrvIntf(&)", "Tarn_NpProcCtrlPacket(0, &)",
+                          "COMP_GetVTable(1000, 1008, &)", "moduleReg(\"FWM_SRV_CLK\", &)"));
+  EXPECT_EQ(fwmtest::agentLines(), kSuccessTail);
   EXPECT_EQ(g_fwmSrvClkHandle, fwmsim::handleNamed("fwm.srv.clk"));
   EXPECT_EQ(g_fwmClkMemPtNo, 7);
   EXPECT_EQ(g_fwmClkFeNum, 2);
   EXPECT_EQ(g_clkFwmSrvDbgId, 17u);
-}
 
-TEST_F(Startup, HandsTheOrchestratorItsSlotsInOrder) {
-  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
   ASSERT_EQ(fwmsim::orchestrator().registrations.size(), 1u);
-  const void *expected[FWM_CLK_ORCH_SLOT_NUM] = {
+  const void *slots[FWM_CLK_ORCH_SLOT_NUM] = {
       reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpGlbCfg),      reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpPortCfg),
       reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpPktEncap),    reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpRxCtl),
       reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpTxCtl),       reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpRxSrcPortId),
@@ -58,19 +58,16 @@ TEST_F(Startup, HandsTheOrchestratorItsSlotsInOrder) {
       reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpTimestamp),   reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpT2SubT1),
       reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpT4SubT3),     reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpPktStat),
       reinterpret_cast<void *>(FWM_SRV_CLK_SetSsmPortCfg)};
-  EXPECT_THAT(fwmsim::orchestrator().registrations[0], ElementsAreArray(expected));
-}
+  EXPECT_THAT(fwmsim::orchestrator().registrations[0], ElementsAreArray(slots));
 
-TEST_F(Startup, InstallsTheControlPacketRuleByteForByte) {
-  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  // The control-packet rule, byte for byte.
   ASSERT_EQ(fwmsim::orchestrator().rules.size(), 1u);
-  std::vector<uint8_t> expected(396, 0);
-  std::fill(expected.begin() + 16, expected.begin() + 272, 0xFF);
-  expected[276] = 0x04;
-  expected[277] = 0x00;
-  expected[278] = 0x68;
-  expected[279] = 0x01;
-  EXPECT_EQ(fwmsim::orchestrator().rules[0], expected);
+  std::vector<uint8_t> rule(396, 0);
+  std::fill(rule.begin() + 16, rule.begin() + 272, 0xFF);
+  rule[276] = 0x04;
+  rule[278] = 0x68;
+  rule[279] = 0x01;
+  EXPECT_EQ(fwmsim::orchestrator().rules[0], rule);
 }
 
 // Start-up outcomes: what the board does wrong, what start-up answers and says.
@@ -81,7 +78,28 @@ struct Outcome {
   int32_t notifyResult;
   std::vector<std::string> lines;  // the lines up to and including the last start-up line
   bool registered;                 // the debug framework registration ran
+  uint8_t partition = 7;
 };
+
+std::vector<std::string> with(std::vector<std::string> head, const std::vector<std::string> &tail) {
+  head.insert(head.end(), tail.begin(), tail.end());
+  return head;
+}
+
+// clang-format off
+const Outcome kOutcomes[] = {
+    {"HandleFails", [] { fwmsim::faults().inject("ORIN_HandleInitialize", 51); }, 1, {"ERROR [FWM_SRV] InitCLKMemHandle failed, Ret=51", "ERROR [FWM_SRV_CLK_Init] InitCLKMemHandle failed, Ret=51", "ERROR pub clk init ok event fail. ret = 51"}, false, 0xFF},
+    {"LookupFails", [] { fwmsim::faults().inject("COMP_GetVTable", 7); }, 1, {"ERROR [InitCLKMemPdtNo] GetVTable failed, Ret=7", "ERROR pub clk init ok event fail. ret = 7"}, false, 0xFF},
+    {"NoTable", [] { fwmsim::registry().memTable = false; }, 1, {"ERROR COMP Get error, ret has null pointer. ret = 0", "ERROR pub clk init ok event fail. ret = 1"}, false, 0xFF},
+    {"NoPartition", [] { fwmsim::registry().memPtNo = 0; }, 1, {"INFO GetMemPtNo failed", "ERROR pub clk init ok event fail. ret = 1"}, false, 0},
+    {"NoPartitionEntry", [] { fwmsim::registry().memPtNoEntry = false; }, 0, with({"INFO GetMemPtNo is null"}, kSuccessTail), true, 1},
+    {"RuleRefused", [] { fwmsim::faults().inject("Tarn_NpProcCtrlPacket", 9); }, 1, {"INFO [FWM_Srv_Clk] begin acl init.", "ERROR [FWM_Srv_Clk] ACLInit failed, Ret=9", "ERROR [FWM_SRV_CLK_Init] ACLInit failed, Ret=9", "ERROR pub clk init ok event fail. ret = 9"}, false},
+    {"RuleAlreadyPresent", [] { fwmsim::faults().inject("Tarn_NpProcCtrlPacket", 5); }, 0, kSuccessTail, true},
+    {"NoEngines", [] { fwmsim::board().feNum = 0; }, 0, kSuccessTail, true},
+    {"OrchestratorRefuses", [] { fwmsim::orchestrator().regResult = 3; }, 0, kSuccessTail, true},
+    {"DebugRegistrationRefused", [] { fwmsim::registry().moduleRegResult = 2; }, 0, {"INFO [FWM_Srv_Clk] begin acl init.", "INFO Start register CLK FWM_SRV_CLK...", "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", "INFO clk init finish.", "INFO pub clk init ok event success."}, true},
+};
+// clang-format on
 
 class StartupOutcome : public Startup, public ::testing::WithParamInterface<Outcome> {};
 
@@ -90,71 +108,24 @@ TEST_P(StartupOutcome, StopsOrGoesOnAsTheStepDecides) {
   o.arrange();
   EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), o.notifyResult);
   EXPECT_EQ(fwmtest::agentLines(), o.lines);
+  EXPECT_EQ(g_fwmClkMemPtNo, o.partition);
   bool regCalled = false;
   for (const auto &t : fwmsim::recorder().texts("debug")) regCalled |= t.rfind("moduleReg", 0) == 0;
   EXPECT_EQ(regCalled, o.registered);
+  // A failed start-up leaves nothing in the way of the next one.
+  if (o.notifyResult == 0) return;
+  const size_t registrations = fwmsim::orchestrator().registrations.size();
+  fwmsim::faults().clear();
+  fwmsim::registry().memTable = true;
+  fwmsim::registry().memPtNo = 7;
+  EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  EXPECT_EQ(fwmtest::agentLines().back(), "INFO pub clk init ok event success.");
+  EXPECT_EQ(g_clkFwmSrvDbgId, 17u);
+  EXPECT_EQ(fwmsim::orchestrator().registrations.size(), registrations + 1);
 }
 
-const std::vector<std::string> kSuccessTail = {
-    "INFO [FWM_Srv_Clk] begin acl init.", "INFO Start register CLK FWM_SRV_CLK...",
-    "INFO clk FWM_SRV_CLK registered success", "INFO clk init finish.", "INFO pub clk init ok event success."};
-
-std::vector<std::string> with(std::vector<std::string> head, const std::vector<std::string> &tail) {
-  head.insert(head.end(), tail.begin(), tail.end());
-  return head;
-}
-
-INSTANTIATE_TEST_SUITE_P(
-    Steps, StartupOutcome,
-    ::testing::Values(
-        Outcome{
-            "HandleFails",
-            [] { fwmsim::faults().inject("ORIN_HandleInitialize", 51); },
-            1,
-            {"ERROR [FWM_SRV] InitCLKMemHandle failed, Ret=51",
-             "ERROR [FWM_SRV_CLK_Init] InitCLKMemHandle failed, Ret=51", "ERROR pub clk init ok event fail. ret = 51"},
-            false},
-        Outcome{"LookupFails",
-                [] { fwmsim::faults().inject("COMP_GetVTable", 7); },
-                1,
-                {"ERROR [InitCLKMemPdtNo] GetVTable failed, Ret=7", "ERROR pub clk init ok event fail. ret = 7"},
-                false},
-        Outcome{"NoTable",
-                [] { fwmsim::registry().memTable = false; },
-                1,
-                {"ERROR COMP Get error, ret has null pointer. ret = 0", "ERROR pub clk init ok event fail. ret = 1"},
-                false},
-        Outcome{"NoPartition",
-                [] { fwmsim::registry().memPtNo = 0; },
-                1,
-                {"INFO GetMemPtNo failed", "ERROR pub clk init ok event fail. ret = 1"},
-                false},
-        Outcome{"NoPartitionEntry", [] { fwmsim::registry().memPtNoEntry = false; }, 0,
-                with({"INFO GetMemPtNo is null"}, kSuccessTail), true},
-        Outcome{"RuleRefused",
-                [] { fwmsim::faults().inject("Tarn_NpProcCtrlPacket", 9); },
-                1,
-                {"INFO [FWM_Srv_Clk] begin acl init.", "ERROR [FWM_Srv_Clk] ACLInit failed, Ret=9",
-                 "ERROR [FWM_SRV_CLK_Init] ACLInit failed, Ret=9", "ERROR pub clk init ok event fail. ret = 9"},
-                false},
-        Outcome{"RuleAlreadyPresent", [] { fwmsim::faults().inject("Tarn_NpProcCtrlPacket", 5); }, 0, kSuccessTail,
-                true},
-        Outcome{"NoEngines", [] { fwmsim::board().feNum = 0; }, 0, kSuccessTail, true},
-        Outcome{"OrchestratorRefuses", [] { fwmsim::orchestrator().regResult = 3; }, 0, kSuccessTail, true},
-        Outcome{"DebugRegistrationRefused",
-                [] { fwmsim::registry().moduleRegResult = 2; },
-                0,
-                {"INFO [FWM_Srv_Clk] begin acl init.", "INFO Start register CLK FWM_SRV_CLK...",
-                 "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", "INFO clk init finish.",
-                 "INFO pub clk init ok event success."},
-                true}),
-    [](const auto &tp) { return std::string(tp.param.name); });
-
-TEST_F(Startup, FallbackPartitionIsOne) {
-  fwmsim::registry().memPtNoEntry = false;
-  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
-  EXPECT_EQ(g_fwmClkMemPtNo, 1);
-}
+INSTANTIATE_TEST_SUITE_P(Steps, StartupOutcome, ::testing::ValuesIn(kOutcomes),
+                         [](const auto &tp) { return std::string(tp.param.name); });
 
 TEST_F(Startup, PartitionKeepsOnlyTheLowByteButJudgesTheWholeAnswer) {
   fwmsim::registry().memPtNo = 0x300;
@@ -162,10 +133,18 @@ TEST_F(Startup, PartitionKeepsOnlyTheLowByteButJudgesTheWholeAnswer) {
   EXPECT_EQ(g_fwmClkMemPtNo, 0);
 }
 
+// An engine count is kept by its low byte only: 0x100 engines are none.
 TEST_F(Startup, EngineCountKeepsTheLowByteAndReturnsAll) {
   fwmsim::board().feNum = 0x102;
   EXPECT_EQ(FWM_SRV_Init_ClkFeNum(), 0x102u);
   EXPECT_EQ(g_fwmClkFeNum, 2);
+  fwmsim::board().feNum = 0x100;
+  const size_t mark = fwmsim::recorder().mark();
+  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  EXPECT_EQ(g_fwmClkFeNum, 0);
+  EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ElementsAre("FWM_Srv_Get_FeNum()"));
+  for (uint32_t unit = 0; unit < 8; ++unit) EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(unit, 1, 2, 3), CLK_NP_ERR_NO_FUNC);
+  EXPECT_THAT(fwmtest::callsSince(0, "oda"), IsEmpty());
 }
 
 TEST_F(Startup, SecondStartupDoesNotRegisterTheModuleAgain) {
@@ -178,13 +157,6 @@ TEST_F(Startup, SecondStartupDoesNotRegisterTheModuleAgain) {
   auto lines = fwmtest::agentLines();
   EXPECT_NE(std::find(lines.begin(), lines.end(), "INFO clk FWM_SRV_CLK has been registered, g_clkFwmSrvDbgId=17"),
             lines.end());
-}
-
-TEST_F(Startup, WithoutEnginesEveryUnitAnswersNoFunction) {
-  fwmsim::board().feNum = 0;
-  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
-  for (uint32_t unit = 0; unit < 8; ++unit) EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(unit, 1, 2, 3), CLK_NP_ERR_NO_FUNC);
-  EXPECT_THAT(fwmtest::callsSince(0, "oda"), IsEmpty());
 }
 
 TEST(ColdStartup, SucceedsSilentlyWhileItsOwnAgentComesUp) {
@@ -202,6 +174,15 @@ TEST(ColdStartup, SucceedsSilentlyWhileItsOwnAgentComesUp) {
   EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
   EXPECT_EQ(fwmtest::callsSince(mark, "orin").front(), "ORIN_HandleInitialize(\"fwm.srv.clk\", &)");
   EXPECT_EQ(fwmtest::agentLines().back(), "INFO pub clk init ok event success.");
+}
+
+TEST(ColdStartup, SucceedsWithoutAnAgentTask) {
+  fwmsim::resetBoard();
+  fwmsim::faults().inject("ORIN_TaskCreate", 4);
+  EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  EXPECT_EQ(g_clkSrvImAgentTaskId, 0u);
+  EXPECT_EQ(g_clkFwmSrvDbgId, 17u);
+  EXPECT_EQ(fwmsim::orchestrator().registrations.size(), 1u);
 }
 
 // Events other than start-up never fail.
@@ -225,8 +206,16 @@ TEST_F(Startup, MasterAddressEventStartsTheUpdateTask) {
   EXPECT_EQ(fwmsim::agent().mainBoardIp(), 0xFE00000Au);
 }
 
-TEST_F(Startup, MasterAddressEventSucceedsEvenWithoutATask) {
+// Before any agent exists the update still runs, against handle 0, and
+// nothing is logged; without a task the event still succeeds.
+TEST(MasterAddressEvent, NeedsNoAgentNorATask) {
+  fwmsim::resetBoard();
+  EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_MASTER_IP), 0);
+  fwmsim::clock().settle();
+  EXPECT_THAT(fwmsim::recorder().texts("agent"), ElementsAre("IM_Agent_SetMainBoardIP(0x0, 0xFE00000A)"));
+  EXPECT_THAT(fwmsim::agent().delivered(), IsEmpty());
   fwmsim::faults().inject("ORIN_TaskCreate", 4);
+  g_clkSrvImAgentUpdateMasterIpTaskId = 0;
   EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_MASTER_IP), 0);
   EXPECT_EQ(g_clkSrvImAgentUpdateMasterIpTaskId, 0u);
 }

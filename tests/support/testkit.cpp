@@ -18,6 +18,10 @@ std::vector<std::string> agentLines() {
   return out;
 }
 
+void dirtyStack() {
+  volatile uint8_t junk[16384];
+  for (auto &b : junk) b = 0xA5;
+}
 void adoptAgent(uint32_t handle) {
   fwmsim::agent().existingHandle = handle;
   FWM_SRV_ORCH_CLK_ImAgentInit();

@@ -26,6 +26,10 @@ std::vector<std::string> callsSince(size_t mark, const std::string &facility);
 // Log lines the agent received, as "LEVEL text".
 std::vector<std::string> agentLines();
 
+// Leaves a non-zero pattern in the stack below the caller, so that a record
+// the library forgets to clear before use shows it.
+void dirtyStack();
+
 // Makes the log agent ready at once (an existing agent adopted), so that log
 // lines are delivered.
 void adoptAgent(uint32_t handle = 0x00A6E0F0u);

@@ -34,7 +34,8 @@
 //   message types, domains or source identities, or the port not receiving).
 // - Read-clear 1 clears what was read (statistics, delays, received fields).
 // - The announce field reads copy the whole stored 88-byte record; the flag
-//   words are taken as given and recorded in the transmit state on a write.
+//   words are taken as given and recorded in the transmit state on a write;
+//   a read records the flag words it was handed (txReadFlags, rxReadFlags).
 // - SSM statistics are kSsmStatWords words per port and selector.
 //
 // All state is behind one mutex: the library's announce timer reads it from
@@ -94,6 +95,7 @@ struct OdaPort {
   ClkNpAnnFlags txFlags{};
   ClkNpAnnFields txFields{};
   uint32_t portEnable = 0;
+  ClkNpAnnFlags txReadFlags{}, rxReadFlags{};  // handed to the last field read of each side
 
   // Set by the network's side.
   std::array<uint32_t, 2> alarm{};  // reported announce alarms, by type
