@@ -113,7 +113,7 @@ TEST_P(WorkerStart, CallsLinesAndHandles) {
 INSTANTIATE_TEST_SUITE_P(Channel, WorkerStart, testing::ValuesIn(kCases),
                          [](const testing::TestParamInfo<StartCase> &i) { return std::string(i.param.name); });
 
-TEST_F(ChannelTest, WorkerQueueIsRegisteredOnItsEpoll) {
+TEST_F(ChannelTest, WorkerQueueIsRegisteredOnItsEpollAndCreatedOnce) {
   startWorker();
   auto info = fwmsim::queueInfo(g_ClkBkfQueueProcID);
   ASSERT_TRUE(info.has_value());
@@ -124,10 +124,7 @@ TEST_F(ChannelTest, WorkerQueueIsRegisteredOnItsEpoll) {
   ASSERT_EQ(fwmsim::tasks().size(), 1u);
   EXPECT_EQ(fwmsim::tasks()[0].name, kWorker);
   EXPECT_EQ(fwmsim::tasks()[0].id, g_FwmSrvBkfThreadId);
-}
-
-TEST_F(ChannelTest, SecondCreateDoesNothing) {
-  startWorker();
+  // A second create does nothing.
   size_t mark = fwmsim::recorder().mark();
   size_t lines = agentLines().size();
   FWM_SRV_CLK_CreateBkfTask();
