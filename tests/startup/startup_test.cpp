@@ -49,15 +49,13 @@ TEST_F(Startup, RunsEveryStepInOrderAndHandsOverItsSlotsAndRule) {
   EXPECT_EQ(g_clkFwmSrvDbgId, 17u);
 
   ASSERT_EQ(fwmsim::orchestrator().registrations.size(), 1u);
+  auto p = [](auto fn) { return reinterpret_cast<const void *>(fn); };
   const void *slots[FWM_CLK_ORCH_SLOT_NUM] = {
-      reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpGlbCfg),      reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpPortCfg),
-      reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpPktEncap),    reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpRxCtl),
-      reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpTxCtl),       reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpRxSrcPortId),
-      reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpTxSrcPortId), reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpPortAsym),
-      reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpPortPkt),     reinterpret_cast<void *>(FWM_SRV_CLK_SetPtpAnnClr),
-      reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpTimestamp),   reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpT2SubT1),
-      reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpT4SubT3),     reinterpret_cast<void *>(FWM_SRV_CLK_GetPtpPktStat),
-      reinterpret_cast<void *>(FWM_SRV_CLK_SetSsmPortCfg)};
+      p(FWM_SRV_CLK_SetPtpGlbCfg),      p(FWM_SRV_CLK_SetPtpPortCfg),   p(FWM_SRV_CLK_SetPtpPktEncap),
+      p(FWM_SRV_CLK_SetPtpRxCtl),       p(FWM_SRV_CLK_SetPtpTxCtl),     p(FWM_SRV_CLK_SetPtpRxSrcPortId),
+      p(FWM_SRV_CLK_SetPtpTxSrcPortId), p(FWM_SRV_CLK_SetPtpPortAsym),  p(FWM_SRV_CLK_SetPtpPortPkt),
+      p(FWM_SRV_CLK_SetPtpAnnClr),      p(FWM_SRV_CLK_GetPtpTimestamp), p(FWM_SRV_CLK_GetPtpT2SubT1),
+      p(FWM_SRV_CLK_GetPtpT4SubT3),     p(FWM_SRV_CLK_GetPtpPktStat),   p(FWM_SRV_CLK_SetSsmPortCfg)};
   EXPECT_THAT(fwmsim::orchestrator().registrations[0], ElementsAreArray(slots));
 
   // The control-packet rule, byte for byte.
@@ -127,14 +125,12 @@ TEST_P(StartupOutcome, StopsOrGoesOnAsTheStepDecides) {
 INSTANTIATE_TEST_SUITE_P(Steps, StartupOutcome, ::testing::ValuesIn(kOutcomes),
                          [](const auto &tp) { return std::string(tp.param.name); });
 
-TEST_F(Startup, PartitionKeepsOnlyTheLowByteButJudgesTheWholeAnswer) {
+// A partition and an engine count are kept by their low byte only, the
+// partition judged by the whole answer: 0x100 engines are none.
+TEST_F(Startup, PartitionAndEngineCountKeepTheLowByte) {
   fwmsim::registry().memPtNo = 0x300;
   EXPECT_EQ(FWM_SRV_InitCLKMemPdtNo(), 0u);
   EXPECT_EQ(g_fwmClkMemPtNo, 0);
-}
-
-// An engine count is kept by its low byte only: 0x100 engines are none.
-TEST_F(Startup, EngineCountKeepsTheLowByteAndReturnsAll) {
   fwmsim::board().feNum = 0x102;
   EXPECT_EQ(FWM_SRV_Init_ClkFeNum(), 0x102u);
   EXPECT_EQ(g_fwmClkFeNum, 2);
