@@ -42,7 +42,7 @@ TEST_F(ChannelTest, HandlesAreZeroBeforeInitialisation) {
   EXPECT_EQ(FWM_SRV_BKF_GetMemPtNo(), 0xFF);
 }
 
-TEST_F(ChannelTest, MemoryHooksUseTheChannelHandleAndPartition) {
+TEST_F(ChannelTest, MemoryAndLogHooks) {
   size_t mark = fwmsim::recorder().mark();
   void *block = FWM_SRV_BkfMalloc(99, 40);
   ASSERT_NE(block, nullptr);
@@ -62,9 +62,7 @@ TEST_F(ChannelTest, MemoryHooksUseTheChannelHandleAndPartition) {
   EXPECT_THAT(callsSince(mark + 2, "orin"),
               ElementsAre("ORIN_MemAlloc(0x1234, 9, 8)", "ORIN_MemAlloc(0x1234, 9, 8)", "ORIN_MemFree(0x9, &)"));
   EXPECT_EQ(fwmsim::memory().outstanding(), 0u);
-}
 
-TEST_F(ChannelTest, LogHooks) {
   FWM_SRV_BkfRecordLog(7, "peer 3 up");
   EXPECT_EQ(FWM_SRV_BkfSysLogPrintf(3, "%s %d", "dropped", 5), 0);
   EXPECT_EQ(FWM_SRV_BkfSysLogPrintf(0, nullptr), 0);

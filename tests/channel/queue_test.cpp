@@ -117,9 +117,9 @@ struct RefusedCase {
   const char *name;
   bool nullData;
   uint32_t length;
-  int failAlloc;        // 0: memory holds
-  const char *faultFn;  // the queue refusing
-  std::vector<std::string> calls;
+  int failAlloc;                   // 0: memory holds
+  const char *faultFn;             // the queue refusing
+  std::vector<std::string> calls;  // "{fd}" stands for the message's size here
   std::vector<std::string> lines;
 };
 
@@ -131,8 +131,8 @@ const RefusedCase kRefused[] = {
     {"NullData", true, 5, 0, nullptr, {}, {}},
     {"ZeroLength", false, 0, 0, nullptr, {}, {}},
     {"NoMemoryForCopy", false, 5, 1, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)"}, {}},
-    {"NoMemoryForMessage", false, 5, 2, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "ORIN_MemFree(0xFF, &)"}, {}},
-    {"QueueRefuses", false, 5, 0, "FWM_QUE_AsyWrite", {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "FWM_QUE_AsyWrite({q}, &, 1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
+    {"NoMemoryForMessage", false, 5, 2, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {fd})", "ORIN_MemFree(0xFF, &)"}, {}},
+    {"QueueRefuses", false, 5, 0, "FWM_QUE_AsyWrite", {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {fd})", "FWM_QUE_AsyWrite({q}, &, 1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
 };
 // clang-format on
 
@@ -145,13 +145,7 @@ TEST_P(Refused, NothingStaysAllocated) {
   EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_SEND_ACK, c.nullData ? nullptr : payload.data(), c.length), 1u);
   fwmsim::clock().settle();
 
-  std::vector<std::string> calls;
-  for (std::string s : c.calls) {
-    if (auto at = s.find("{msg}"); at != std::string::npos) s.replace(at, 5, kMsgSize);
-    if (auto at = s.find("{q}"); at != std::string::npos) s.replace(at, 3, queueArg());
-    calls.push_back(s);
-  }
-  EXPECT_THAT(callsOn("host", mark), ElementsAreArray(calls));
+  EXPECT_THAT(callsOn("host", mark), ElementsAreArray(chantest::withIds(c.calls, kMsgSize, queue)));
   EXPECT_THAT(callsOn(kWorker, mark), IsEmpty());
   EXPECT_THAT(newLines(), ElementsAreArray(c.lines));
   EXPECT_THAT(gHandled, IsEmpty());
