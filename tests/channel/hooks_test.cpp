@@ -42,7 +42,7 @@ TEST_F(ChannelTest, HandlesAreZeroBeforeInitialisation) {
   EXPECT_EQ(FWM_SRV_BKF_GetMemPtNo(), 0xFF);
 }
 
-TEST_F(ChannelTest, MemoryAndLogHooks) {
+TEST_F(ChannelTest, MemoryAndLogHooksAndRefusedInitComm) {
   size_t mark = fwmsim::recorder().mark();
   void *block = FWM_SRV_BkfMalloc(99, 40);
   ASSERT_NE(block, nullptr);
@@ -66,22 +66,21 @@ TEST_F(ChannelTest, MemoryAndLogHooks) {
   FWM_SRV_BkfRecordLog(7, "peer 3 up");
   EXPECT_EQ(FWM_SRV_BkfSysLogPrintf(3, "%s %d", "dropped", 5), 0);
   EXPECT_EQ(FWM_SRV_BkfSysLogPrintf(0, nullptr), 0);
-  EXPECT_THAT(agentLines(), ElementsAre("MSG [FWM_SRV_BKF] peer 3 up"));
-}
 
-TEST_F(ChannelTest, InitCommRefusesBadParameters) {
+  // Framework initialisation refuses a missing record, a missing slot and an occupied one.
   uintptr_t taken = 0x77;
   ClkBkfInitCommParam nullSlot{nullptr, "fwm_clk", 3};
   ClkBkfInitCommParam occupied{&taken, "fwm_clk", 3};
-  size_t mark = fwmsim::recorder().mark();
+  mark = fwmsim::recorder().mark();
   for (ClkBkfInitCommParam *p : {static_cast<ClkBkfInitCommParam *>(nullptr), &nullSlot, &occupied}) {
     FWM_SRV_CLK_BkfInitComm(p);
   }
   EXPECT_EQ(taken, 0x77u);
   EXPECT_THAT(callsSince(mark, "bkf"), IsEmpty());
-  EXPECT_THAT(agentLines(), ElementsAre("ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
-                                        "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
-                                        "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!"));
+  EXPECT_THAT(agentLines(),
+              ElementsAre("MSG [FWM_SRV_BKF] peer 3 up", "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
+                          "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
+                          "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!"));
 }
 
 TEST_F(ChannelTest, FrameworkRecordCarriesTheHooks) {
