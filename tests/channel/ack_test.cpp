@@ -11,7 +11,6 @@ using chantest::channelBlocks;
 using chantest::WorkerTest;
 using testing::ElementsAre;
 using testing::ElementsAreArray;
-using testing::IsEmpty;
 
 ClkAnnInfo annInfo(uint32_t ifIndex, uint32_t pktLen, uint8_t seed) {
   ClkAnnInfo info;

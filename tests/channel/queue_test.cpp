@@ -161,7 +161,7 @@ TEST_F(QueueTest, FullQueueRefusesAndTheWorkerDrainsTheRest) {
     for (uint32_t i = 0; i < 2048; ++i) ASSERT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_END, &i, sizeof i), 0u);
     EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_END, payload.data(), kPayloadLen), 1u);
     EXPECT_EQ(fwmsim::queueInfo(queue)->entries, 2048u);
-    EXPECT_EQ(channelBlocks(), blocks + 2 * 2048);
+    EXPECT_EQ(channelBlocks(), blocks + 2u * 2048u);
   }
   fwmsim::clock().settle();
   EXPECT_EQ(fwmsim::queueInfo(queue)->entries, 0u);
@@ -183,15 +183,12 @@ TEST_F(QueueTest, EmptyReadIsLoggedAndTheMessageStillArrives) {
 }
 
 // Records delivered by the event layer for other sources.
-struct Delivery {
-  uintptr_t context;
-  uint32_t events, data;
-  std::string thread;
-};
+// (context, events, data, thread)
+using Delivery = std::tuple<uintptr_t, uint32_t, uint32_t, std::string>;
 std::vector<Delivery> gDelivered;
 
 uint32_t sourceHandler(uintptr_t context, uint32_t events, uint32_t data) {
-  gDelivered.push_back({context, events, data, fwmsim::threadName()});
+  gDelivered.emplace_back(context, events, data, fwmsim::threadName());
   return 1;  // not examined
 }
 
@@ -199,9 +196,8 @@ TEST_F(QueueTest, EventRecordsWithoutHandlerAreSkipped) {
   gDelivered.clear();
   fwmsim::injectEvents(fd, {{0x11, sourceHandler, 0x21, 1}, {0x12, nullptr, 0x22, 2}, {0x13, sourceHandler, 0x23, 3}});
   fwmsim::clock().settle();
-  std::vector<std::tuple<uintptr_t, uint32_t, uint32_t, std::string>> got;
-  for (const auto &d : gDelivered) got.emplace_back(d.context, d.events, d.data, d.thread);
-  EXPECT_THAT(got, ElementsAre(std::make_tuple(1u, 0x11u, 0x21u, kWorker), std::make_tuple(3u, 0x13u, 0x23u, kWorker)));
+  EXPECT_THAT(gDelivered,
+              ElementsAre(std::make_tuple(1u, 0x11u, 0x21u, kWorker), std::make_tuple(3u, 0x13u, 0x23u, kWorker)));
   EXPECT_THAT(callsOn(kWorker, mark), ElementsAre(waitCall()));
 }
 
