@@ -161,7 +161,7 @@ TEST_F(QueueTest, FullQueueRefusesAndTheWorkerDrainsTheRest) {
     for (uint32_t i = 0; i < 2048; ++i) ASSERT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_END, &i, sizeof i), 0u);
     EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_END, payload.data(), kPayloadLen), 1u);
     EXPECT_EQ(fwmsim::queueInfo(queue)->entries, 2048u);
-    EXPECT_EQ(channelBlocks(), blocks + 2u * 2048u);
+    EXPECT_EQ(channelBlocks(), blocks + size_t{2} * 2048);
   }
   fwmsim::clock().settle();
   EXPECT_EQ(fwmsim::queueInfo(queue)->entries, 0u);
