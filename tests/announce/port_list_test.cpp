@@ -1,5 +1,7 @@
 // The PTP port list: one node per (unit, port), newest first, configuration
 // words overwritten on every save while the announce state survives.
+#include <tuple>
+
 #include "fwmclk/fwmclk.h"
 #include "testkit.hpp"
 
@@ -46,7 +48,7 @@ TEST_F(PortList, NewestPortComesFirst) {
   EXPECT_EQ(g_ClkLocalData.next->prev, head);
 }
 
-TEST_F(PortList, SavingAgainOverwritesTheConfigurationAndKeepsTheAnnounceState) {
+TEST_F(PortList, SavingOrInitialisingAgainKeepsTheNodeAndItsAnnounceState) {
   ClkPtpPortNode *n = save(0, 5, 1, 77, 9);
   n->annState = CLK_ANN_STATE_PRESENT;
   EXPECT_EQ(save(0, 5, 0, 78, 0x80000003u), n);

@@ -41,6 +41,15 @@ inline fwmsim::Event lastEvent(const std::string &prefix) {
   return {};
 }
 
+// Expected calls with "{fd}" and "{q}" standing for the worker's epoll and queue.
+inline std::vector<std::string> withIds(std::vector<std::string> calls, const std::string &fd, uint32_t queue) {
+  for (auto &s : calls)
+    for (const auto &[key, value] : {std::pair<std::string, std::string>{"{fd}", fd}, {"{q}", std::to_string(queue)}})
+      for (size_t at = s.find(key); at != std::string::npos; at = s.find(key, at + value.size()))
+        s.replace(at, key.size(), value);
+  return calls;
+}
+
 inline std::string hexArg(const void *p) { return fwmsim::arg(fwmsim::Hex{reinterpret_cast<uintptr_t>(p)}); }
 
 inline ClkBkfHandle handles() {

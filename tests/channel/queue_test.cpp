@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 #include <thread>
+#include <tuple>
 
 #include "channel_fixture.hpp"
 
@@ -116,9 +117,9 @@ struct RefusedCase {
   const char *name;
   bool nullData;
   uint32_t length;
-  int failAlloc;        // 0: memory holds
-  const char *faultFn;  // the queue refusing
-  std::vector<std::string> calls;
+  int failAlloc;                   // 0: memory holds
+  const char *faultFn;             // the queue refusing
+  std::vector<std::string> calls;  // "{fd}" stands for the message's size here
   std::vector<std::string> lines;
 };
 
@@ -130,8 +131,8 @@ const RefusedCase kRefused[] = {
     {"NullData", true, 5, 0, nullptr, {}, {}},
     {"ZeroLength", false, 0, 0, nullptr, {}, {}},
     {"NoMemoryForCopy", false, 5, 1, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)"}, {}},
-    {"NoMemoryForMessage", false, 5, 2, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "ORIN_MemFree(0xFF, &)"}, {}},
-    {"QueueRefuses", false, 5, 0, "FWM_QUE_AsyWrite", {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {msg})", "FWM_QUE_AsyWrite({q}, &, 1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
+    {"NoMemoryForMessage", false, 5, 2, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {fd})", "ORIN_MemFree(0xFF, &)"}, {}},
+    {"QueueRefuses", false, 5, 0, "FWM_QUE_AsyWrite", {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {fd})", "FWM_QUE_AsyWrite({q}, &, 1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
 };
 // clang-format on
 
@@ -144,13 +145,7 @@ TEST_P(Refused, NothingStaysAllocated) {
   EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_SEND_ACK, c.nullData ? nullptr : payload.data(), c.length), 1u);
   fwmsim::clock().settle();
 
-  std::vector<std::string> calls;
-  for (std::string s : c.calls) {
-    if (auto at = s.find("{msg}"); at != std::string::npos) s.replace(at, 5, kMsgSize);
-    if (auto at = s.find("{q}"); at != std::string::npos) s.replace(at, 3, queueArg());
-    calls.push_back(s);
-  }
-  EXPECT_THAT(callsOn("host", mark), ElementsAreArray(calls));
+  EXPECT_THAT(callsOn("host", mark), ElementsAreArray(chantest::withIds(c.calls, kMsgSize, queue)));
   EXPECT_THAT(callsOn(kWorker, mark), IsEmpty());
   EXPECT_THAT(newLines(), ElementsAreArray(c.lines));
   EXPECT_THAT(gHandled, IsEmpty());
@@ -166,7 +161,7 @@ TEST_F(QueueTest, FullQueueRefusesAndTheWorkerDrainsTheRest) {
     for (uint32_t i = 0; i < 2048; ++i) ASSERT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_END, &i, sizeof i), 0u);
     EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_END, payload.data(), kPayloadLen), 1u);
     EXPECT_EQ(fwmsim::queueInfo(queue)->entries, 2048u);
-    EXPECT_EQ(channelBlocks(), blocks + 2 * 2048);
+    EXPECT_EQ(channelBlocks(), blocks + size_t{2} * 2048);
   }
   fwmsim::clock().settle();
   EXPECT_EQ(fwmsim::queueInfo(queue)->entries, 0u);
@@ -188,15 +183,12 @@ TEST_F(QueueTest, EmptyReadIsLoggedAndTheMessageStillArrives) {
 }
 
 // Records delivered by the event layer for other sources.
-struct Delivery {
-  uintptr_t context;
-  uint32_t events, data;
-  std::string thread;
-};
+// (context, events, data, thread)
+using Delivery = std::tuple<uintptr_t, uint32_t, uint32_t, std::string>;
 std::vector<Delivery> gDelivered;
 
 uint32_t sourceHandler(uintptr_t context, uint32_t events, uint32_t data) {
-  gDelivered.push_back({context, events, data, fwmsim::threadName()});
+  gDelivered.emplace_back(context, events, data, fwmsim::threadName());
   return 1;  // not examined
 }
 
@@ -204,14 +196,8 @@ TEST_F(QueueTest, EventRecordsWithoutHandlerAreSkipped) {
   gDelivered.clear();
   fwmsim::injectEvents(fd, {{0x11, sourceHandler, 0x21, 1}, {0x12, nullptr, 0x22, 2}, {0x13, sourceHandler, 0x23, 3}});
   fwmsim::clock().settle();
-  ASSERT_EQ(gDelivered.size(), 2u);
-  EXPECT_EQ(gDelivered[0].context, 1u);
-  EXPECT_EQ(gDelivered[0].events, 0x11u);
-  EXPECT_EQ(gDelivered[0].data, 0x21u);
-  EXPECT_EQ(gDelivered[1].context, 3u);
-  EXPECT_EQ(gDelivered[1].events, 0x13u);
-  EXPECT_EQ(gDelivered[1].data, 0x23u);
-  EXPECT_EQ(gDelivered[1].thread, kWorker);
+  EXPECT_THAT(gDelivered,
+              ElementsAre(std::make_tuple(1u, 0x11u, 0x21u, kWorker), std::make_tuple(3u, 0x13u, 0x23u, kWorker)));
   EXPECT_THAT(callsOn(kWorker, mark), ElementsAre(waitCall()));
 }
 

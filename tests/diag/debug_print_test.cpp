@@ -1,4 +1,6 @@
 // Registration with the debug framework and the time-stamped debug print.
+#include <tuple>
+
 #include "fwmclk/fwmclk.h"
 #include "testkit.hpp"
 
@@ -59,36 +61,26 @@ TEST_F(DebugPrint, NothingReachesTheFrameworkBeforeRegistration) {
   EXPECT_THAT(fwmtest::agentLines(), IsEmpty());
 }
 
-TEST_F(DebugPrint, LineCarriesIdLevelAndLocalTime) {
-  (void)FWM_SRV_CLK_InitDbg();
-  fwmsim::clock().advance(7 * 3600 * 1000 + 9000);  // 15:00:09
-  FWM_SRV_CLK_PrintDbg(2, "[CLK_NP] %s, null pointer", "GetTimestamp");
-  FWM_SRV_CLK_PrintDbg(4, "four");
-  auto lines = fwmsim::registry().printed();
-  ASSERT_EQ(lines.size(), 2u);
-  EXPECT_EQ(lines[0].id, 17u);
-  EXPECT_EQ(lines[0].level, 2u);
-  EXPECT_EQ(lines[0].text, "2026-11-22 15:00:09 [CLK_NP] GetTimestamp, null pointer\r\n");
-  EXPECT_EQ(lines[1].level, 4u);
-  EXPECT_THAT(fwmsim::recorder().texts("debug").back(), ::testing::StartsWith("print(17, 4, \"%s %s\r\n\")"));
-}
-
-TEST_F(DebugPrint, LevelAboveFourGoesToTheDiagnosticLogInstead) {
-  (void)FWM_SRV_CLK_InitDbg();
-  FWM_SRV_CLK_PrintDbg(5, "five");
-  EXPECT_THAT(fwmsim::registry().printed(), IsEmpty());
-  EXPECT_EQ(fwmtest::agentLines().back(), "MSG Debugging level greater than 4");
-}
-
-TEST_F(DebugPrint, MessageOfMoreThan255CharactersIsDroppedWhole) {
+// Each line carries the id, its level and the local time; one of more than
+// 255 characters is dropped whole; a level above four goes to the diagnostic
+// log instead.
+TEST_F(DebugPrint, LinesCarryIdLevelAndLocalTime) {
   (void)FWM_SRV_CLK_InitDbg();
   std::string fits(255, 'a');
   std::string tooLong(256, 'b');
   FWM_SRV_CLK_PrintDbg(2, "%s", fits.c_str());
   EXPECT_EQ(FWM_SRV_CLK_PrintDbg(2, "%s", tooLong.c_str()), 0);
-  auto texts = fwmsim::registry().printedTexts();
-  ASSERT_EQ(texts.size(), 1u);
-  EXPECT_EQ(texts[0], "2026-11-22 08:00:00 " + fits + "\r\n");
+  fwmsim::clock().advance(7 * 3600 * 1000 + 9000);  // 15:00:09
+  FWM_SRV_CLK_PrintDbg(2, "[CLK_NP] %s, null pointer", "GetTimestamp");
+  FWM_SRV_CLK_PrintDbg(4, "four");
+  EXPECT_THAT(fwmsim::recorder().texts("debug").back(), ::testing::StartsWith("print(17, 4, \"%s %s\r\n\")"));
+  FWM_SRV_CLK_PrintDbg(5, "five");
+  EXPECT_EQ(fwmtest::agentLines().back(), "MSG Debugging level greater than 4");
+  std::vector<std::tuple<uint32_t, uint32_t, std::string>> got;
+  for (const auto &l : fwmsim::registry().printed()) got.emplace_back(l.id, l.level, l.text);
+  EXPECT_THAT(got, ElementsAre(std::make_tuple(17u, 2u, "2026-11-22 08:00:00 " + fits + "\r\n"),
+                               std::make_tuple(17u, 2u, "2026-11-22 15:00:09 [CLK_NP] GetTimestamp, null pointer\r\n"),
+                               std::make_tuple(17u, 4u, "2026-11-22 15:00:09 four\r\n")));
 }
 
 TEST_F(DebugPrint, MissingPrintEntryIsSilent) {
