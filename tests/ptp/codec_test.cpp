@@ -7,6 +7,7 @@
 
 #include "fwmptp/announce.hpp"
 #include "fwmptp/frame.hpp"
+#include "sample_announce.hpp"
 
 namespace {
 
@@ -14,26 +15,9 @@ using fwmptp::Reject;
 using Bytes = std::vector<uint8_t>;
 
 fwmptp::Announce sample() {
-  fwmptp::Announce a;
-  a.messageType = 11;
-  a.versionPtp = 2;
-  a.messageLength = 64;
-  a.domainNumber = 24;
-  a.flagField = 0x0208;
-  a.sourceClockIdentity = 0x001B19FFFE00A001ull;
-  a.sourcePortNumber = 1;
+  auto a = fwmtest::sampleAnnounce();
   a.sequenceId = 0x1234;
-  a.controlField = 5;
   a.logMessageInterval = -3;
-  a.currentUtcOffset = 37;
-  a.grandmasterPriority1 = 100;
-  a.clockClass = 6;
-  a.clockAccuracy = 0x21;
-  a.offsetScaledLogVariance = 0x4E5D;
-  a.grandmasterPriority2 = 128;
-  a.grandmasterIdentity = 0x7C2E0DFFFE1F0002ull;
-  a.stepsRemoved = 2;
-  a.timeSource = 0x20;
   return a;
 }
 

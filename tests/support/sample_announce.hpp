@@ -1,13 +1,13 @@
-// The announce the tool tests carry around: every field set, none of them
+// The announce the codec and tool tests carry around: every field set, none of them
 // equal to another, so that a swapped or dropped field shows.
 #pragma once
 
-#include "fwmtools/announce.hpp"
+#include "fwmptp/announce.hpp"
 
 namespace fwmtest {
 
-inline fwmtools::Announce sampleAnnounce() {
-  fwmtools::Announce a;
+inline fwmptp::Announce sampleAnnounce() {
+  fwmptp::Announce a;
   a.messageType = 11;
   a.versionPtp = 2;
   a.messageLength = 64;
