@@ -16,7 +16,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
   }
   (void)fwmtools::describeAck(*ack);
   (void)fwmtools::ackToJson(*ack).dump();
-  (void)fwmtools::ptpAnnounceWire(ack->announce);
+  (void)fwmptp::encodeAnnounce(ack->announce);
   auto again = fwmtools::decodeAck(fwmtools::encodeAck(*ack));
   if (!again || fwmtools::summarizeAck(*again) != fwmtools::summarizeAck(*ack)) std::abort();
   return 0;
