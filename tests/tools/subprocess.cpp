@@ -113,4 +113,19 @@ std::vector<std::string> splitLines(const std::string &s) {
   return lines;
 }
 
+bool haveTool(const char *name) { return ::access(("/usr/bin/" + std::string(name)).c_str(), X_OK) == 0; }
+
+std::string dissect(const std::string &pcap, const std::vector<std::string> &fields) {
+  std::vector<std::string> argv = {"/usr/bin/tshark", "-r", pcap, "-T", "fields", "-E", "separator=,"};
+  for (const auto &f : fields) argv.insert(argv.end(), {"-e", f});
+  auto o = runTool(argv);
+  return o.exitCode == 0 ? o.out : "tshark failed: " + o.err;
+}
+
+std::string hex(std::span<const uint8_t> bytes) {
+  std::string out;
+  for (uint8_t b : bytes) out += "0123456789abcdef"[b >> 4], out += "0123456789abcdef"[b & 15];
+  return out;
+}
+
 }  // namespace fwmtest
