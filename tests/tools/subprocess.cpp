@@ -8,6 +8,7 @@
 
 #include <cstdlib>
 #include <stdexcept>
+#include <utility>
 
 namespace fwmtest {
 
@@ -15,29 +16,22 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-void readSome(int &fd, std::string &into) {
-  char buf[4096];
-  ssize_t n = ::read(fd, buf, sizeof buf);
-  if (n > 0) {
-    into.append(buf, static_cast<size_t>(n));
-  } else {
-    ::close(fd);
-    fd = -1;
-  }
-}
-
-// Polls both pipes until `done` says so or the deadline passes.
+// Reads what the pipes hold until `done` says so, both are closed (true) or
+// the deadline passes (false).
 template <class Done>
-bool pump(int &outFd, int &errFd, std::string &out, std::string &err, Clock::time_point deadline, Done done) {
+bool pump(int (&fds)[2], std::string *(&into)[2], Clock::time_point deadline, Done done) {
   while (!done()) {
-    if (outFd < 0 && errFd < 0) return true;
+    if (fds[0] < 0 && fds[1] < 0) return true;
     auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count();
     if (left <= 0) return false;
-    pollfd p[2] = {{outFd, POLLIN, 0}, {errFd, POLLIN, 0}};
-    int r = ::poll(p, 2, static_cast<int>(std::min<long long>(left, 200)));
-    if (r <= 0) continue;
-    if (outFd >= 0 && (p[0].revents & (POLLIN | POLLHUP))) readSome(outFd, out);
-    if (errFd >= 0 && (p[1].revents & (POLLIN | POLLHUP))) readSome(errFd, err);
+    pollfd p[2] = {{fds[0], POLLIN, 0}, {fds[1], POLLIN, 0}};
+    if (::poll(p, 2, static_cast<int>(std::min<long long>(left, 200))) <= 0) continue;
+    for (int i = 0; i < 2; ++i) {
+      char buf[4096];
+      ssize_t n = fds[i] >= 0 && (p[i].revents & (POLLIN | POLLHUP)) ? ::read(fds[i], buf, sizeof buf) : -2;
+      if (n > 0) into[i]->append(buf, static_cast<size_t>(n));
+      if (n == 0 || n == -1) ::close(std::exchange(fds[i], -1));
+    }
   }
   return true;
 }
@@ -59,8 +53,8 @@ Child::Child(const std::vector<std::string> &argv) {
   }
   ::close(out[1]);
   ::close(err[1]);
-  outFd_ = out[0];
-  errFd_ = err[0];
+  fds_[0] = out[0];
+  fds_[1] = err[0];
 }
 
 Child::~Child() {
@@ -68,13 +62,13 @@ Child::~Child() {
     ::kill(pid_, SIGKILL);
     ::waitpid(pid_, nullptr, 0);
   }
-  if (outFd_ >= 0) ::close(outFd_);
-  if (errFd_ >= 0) ::close(errFd_);
+  for (int fd : fds_)
+    if (fd >= 0) ::close(fd);
 }
 
 std::optional<std::string> Child::errLine(std::chrono::milliseconds limit) {
   auto deadline = Clock::now() + limit;
-  pump(outFd_, errFd_, result_.out, errBuf_, deadline, [&] { return errBuf_.find('\n') != std::string::npos; });
+  pump(fds_, sinks_, deadline, [&] { return errBuf_.find('\n') != std::string::npos; });
   auto nl = errBuf_.find('\n');
   if (nl == std::string::npos) return std::nullopt;
   std::string line = errBuf_.substr(0, nl);
@@ -85,7 +79,7 @@ std::optional<std::string> Child::errLine(std::chrono::milliseconds limit) {
 
 Outcome Child::finish(std::chrono::milliseconds limit) {
   auto deadline = Clock::now() + limit;
-  bool ended = pump(outFd_, errFd_, result_.out, errBuf_, deadline, [] { return false; });
+  bool ended = pump(fds_, sinks_, deadline, [] { return false; });
   int status = 0;
   if (!ended) ::kill(pid_, SIGKILL);
   ::waitpid(pid_, &status, 0);

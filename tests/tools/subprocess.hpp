@@ -34,9 +34,10 @@ class Child {
 
  private:
   pid_t pid_ = -1;
-  int outFd_ = -1, errFd_ = -1;
+  int fds_[2] = {-1, -1};  // standard output, standard error
   std::string errBuf_;
   Outcome result_;
+  std::string *sinks_[2] = {&result_.out, &errBuf_};
 };
 
 std::vector<std::string> splitLines(const std::string &s);
