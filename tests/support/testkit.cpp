@@ -27,4 +27,10 @@ void adoptAgent(uint32_t handle) {
   FWM_SRV_ORCH_CLK_ImAgentInit();
 }
 
+std::string hex(std::span<const uint8_t> bytes) {
+  std::string out;
+  for (uint8_t b : bytes) out += "0123456789abcdef"[b >> 4], out += "0123456789abcdef"[b & 15];
+  return out;
+}
+
 }  // namespace fwmtest

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <span>
 #include <string>
 #include <vector>
 
@@ -33,5 +34,8 @@ void dirtyStack();
 // Makes the log agent ready at once (an existing agent adopted), so that log
 // lines are delivered.
 void adoptAgent(uint32_t handle = 0x00A6E0F0u);
+
+// Bytes as lower-case hex, two digits each: a golden of a record or message.
+std::string hex(std::span<const uint8_t> bytes);
 
 }  // namespace fwmtest

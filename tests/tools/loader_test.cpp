@@ -4,18 +4,17 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <set>
 #include <sstream>
 
 #include "builtin.hpp"
-#include "fwmclk/fwmclk.h"
 #include "fwmtools/cli.hpp"
 #include "fwmtools/udp_peer.hpp"
 #include "loader.hpp"
 #include "subprocess.hpp"
+#include "testkit.hpp"
 
 namespace {
 

@@ -116,10 +116,4 @@ std::string dissect(const std::string &pcap, const std::vector<std::string> &fie
   return o.exitCode == 0 ? o.out : "tshark failed: " + o.err;
 }
 
-std::string hex(std::span<const uint8_t> bytes) {
-  std::string out;
-  for (uint8_t b : bytes) out += "0123456789abcdef"[b >> 4], out += "0123456789abcdef"[b & 15];
-  return out;
-}
-
 }  // namespace fwmtest

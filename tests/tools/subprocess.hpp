@@ -4,9 +4,7 @@
 #include <sys/types.h>
 
 #include <chrono>
-#include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -47,8 +45,5 @@ bool haveTool(const char *name);
 
 // What tshark reads from a capture: a line of comma-separated fields per frame.
 std::string dissect(const std::string &pcap, const std::vector<std::string> &fields);
-
-// Bytes as lower-case hex, two digits each.
-std::string hex(std::span<const uint8_t> bytes);
 
 }  // namespace fwmtest

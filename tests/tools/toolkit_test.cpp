@@ -11,6 +11,7 @@
 #include "fwmtools/pcap.hpp"
 #include "sample_announce.hpp"
 #include "subprocess.hpp"
+#include "testkit.hpp"
 
 namespace {
 
