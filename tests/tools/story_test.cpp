@@ -238,20 +238,17 @@ TEST(Docs, EveryToolCommandRunsAsWritten) {
   }
   ASSERT_GE(commands.size(), 15u);
 
+  // The layout, with a cmake that does nothing and the tools under test in the build.
   namespace fs = std::filesystem;
   const fs::path root = ::testing::TempDir() + "/docs-" + std::to_string(::getpid());
-  fs::create_directories(root / "build/clksim/tools/clkpeer");
-  fs::create_directories(root / "build/clksim/tools/clksim");
-  fs::create_directories(root / "scripts/bin");
   fs::create_directories(root / "elsewhere");
-  fs::copy(std::string(FWMCLK_SOURCE_DIR) + "/scripts/clksim.sh", root / "scripts/clksim.sh");
-  std::ofstream(root / "scripts/deps.sh") << "exit 0\n";
-  std::ofstream(root / "scripts/bin/cmake") << "#!/bin/sh\nexit 0\n";
-  fs::permissions(root / "scripts/bin/cmake", fs::perms::owner_all);
-  fs::create_symlink(CLKSIM_PATH, root / "build/clksim/tools/clksim/clksim");
-  fs::create_symlink(CLKPEER_PATH, root / "build/clksim/tools/clkpeer/clkpeer");
   std::string script = "set -euo pipefail; trap 'echo \"failed: $BASH_COMMAND\" >&2' ERR; ip link set lo up; cd " +
-                       root.string() + "; peer=''; PATH=$PWD/scripts/bin:$PATH\n";
+                       root.string() + "; peer=''; PATH=$PWD/scripts/bin:$PATH\n" +
+                       "mkdir -p build/clksim/tools/clkpeer build/clksim/tools/clksim scripts/bin; cp " +
+                       FWMCLK_SOURCE_DIR + "/scripts/clksim.sh scripts/; echo 'exit 0' >scripts/deps.sh\n" +
+                       "printf '#!/bin/sh\\nexit 0\\n' >scripts/bin/cmake; chmod +x scripts/bin/cmake; ln -s " +
+                       CLKSIM_PATH + " build/clksim/tools/clksim/; ln -s " + CLKPEER_PATH +
+                       " build/clksim/tools/clkpeer/\n";
   std::set<std::string> done;  // each command once; the peer's client for each peer
   for (size_t i = 0; i < commands.size(); ++i) {
     const std::string c = commands[i].substr(0, commands[i].find_last_not_of(' ') + 1);
