@@ -4,8 +4,6 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <fstream>
-#include <iterator>
 
 #include "fwmtools/announce.hpp"
 #include "fwmtools/udp_peer.hpp"
@@ -70,8 +68,8 @@ TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   EXPECT_THAT(o.err, ::testing::HasSubstr("clkpeer: 8 datagrams, 2 acknowledgements, 6 skipped"));
 
   // The capture holds the one announce, dated when it arrived (not 1970).
-  std::ifstream in(pcap, std::ios::binary);
-  std::vector<uint8_t> file((std::istreambuf_iterator<char>(in)), {});
+  const std::string text = fwmtest::readFile(pcap);
+  const std::vector<uint8_t> file(text.begin(), text.end());
   ASSERT_EQ(file.size(), 24u + 16u + 106u);
   const int64_t seconds = file[24] | file[25] << 8 | file[26] << 16 | int64_t{file[27]} << 24;
   const auto now = std::chrono::system_clock::now().time_since_epoch();

@@ -213,8 +213,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
     EXPECT_THAT(o.out, HasSubstr(c.out)) << c.args;
     seen.insert({argv[0], o.exitCode});
   }
-  std::ifstream in(std::string(FWMCLK_SOURCE_DIR) + "/docs/clksim.md");
-  const std::string docs((std::istreambuf_iterator<char>(in)), {});
+  const std::string docs = fwmtest::readFile(std::string(FWMCLK_SOURCE_DIR) + "/docs/clksim.md");
   for (auto [tool, path] : {std::pair{fwmtools::Tool::Clksim, s}, std::pair{fwmtools::Tool::Clkpeer, p}}) {
     auto help = fwmtest::runTool({path, "--help"});
     EXPECT_EQ(help.exitCode, 0);
@@ -230,8 +229,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
 
 TEST(Cli, DumpsTheStoryAsTheFileInScenarios) {
   const std::string story = std::string(CLKSIM_SCENARIOS_DIR) + "/mira-story.yaml";
-  std::ifstream in(story);
-  std::string file((std::istreambuf_iterator<char>(in)), {});
+  const std::string file = fwmtest::readFile(story);
   auto o = fwmtest::runTool({CLKSIM_PATH, "--dump-scenario"});
   EXPECT_EQ(o.exitCode, 0);
   EXPECT_EQ(o.out, file);

@@ -7,6 +7,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
@@ -105,6 +107,11 @@ std::vector<std::string> splitLines(const std::string &s) {
     start = nl + 1;
   }
   return lines;
+}
+
+std::string readFile(const std::string &path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), {}};
 }
 
 bool haveTool(const char *name) { return ::access(("/usr/bin/" + std::string(name)).c_str(), X_OK) == 0; }

@@ -40,6 +40,9 @@ class Child {
 
 std::vector<std::string> splitLines(const std::string &s);
 
+// A whole file ("" if it cannot be read).
+std::string readFile(const std::string &path);
+
 // Whether /usr/bin/<name> can be run.
 bool haveTool(const char *name);
 

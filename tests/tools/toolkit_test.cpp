@@ -3,9 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-
 #include "fwmtools/ack_text.hpp"
 #include "fwmtools/announce.hpp"
 #include "fwmtools/pcap.hpp"
@@ -57,11 +54,6 @@ TEST(Pcap, ChecksumIsTheRfc1071OnesComplementSum) {
   EXPECT_EQ(fwmtools::internetChecksum(sample), 0x220D);
 }
 
-std::vector<uint8_t> readFile(const std::string &path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), {}};
-}
-
 std::string writeSamplePcap(const char *name, const fwmtools::FrameAddressing &addr = {}) {
   std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
   fwmtools::PcapWriter w;
@@ -78,8 +70,8 @@ std::string writeSamplePcap(const char *name, const fwmtools::FrameAddressing &a
 }
 
 TEST(Pcap, FrameCarriesTheAnnounceToUdpPort320WithValidChecksums) {
-  auto file = readFile(writeSamplePcap("frame.pcap"));
-  EXPECT_EQ(fwmtest::hex(file),
+  const std::string file = fwmtest::readFile(writeSamplePcap("frame.pcap"));
+  EXPECT_EQ(fwmtest::hex(std::vector<uint8_t>(file.begin(), file.end())),
             "d4c3b2a1020004000000000000000000ffff000001000000"  // microseconds, Ethernet
             "8200926520a107006a0000006a000000"                  // at 2024-01-01 00:00:02.5, 106 bytes
             "01005e000181001b190000010800"                      // to the PTP group, IPv4
