@@ -1,7 +1,6 @@
 // The built-in story, read back from clksim's JSON lines: start-up, the
 // requests and the engine calls they make, the failures and their report
-// lines, and (once the announce supervision is in the library) the
-// acknowledgements the negotiation peer receives.
+// lines, and the acknowledgements the negotiation peer receives.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
