@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "fwmptp/announce.hpp"
+#include "fwmptp/event.hpp"
 #include "fwmptp/frame.hpp"
 #include "sample_announce.hpp"
 
@@ -62,6 +64,84 @@ TEST(Codec, EveryRejectionSaysWhy) {
     for (auto [at, v] : c.set) b[at] = v;
     Reject why = Reject::None;
     EXPECT_FALSE(fwmptp::decodeAnnounce(b, 24, &why)) << c.name;
+    EXPECT_EQ(why, c.why) << c.name << ": " << fwmptp::rejectName(why);
+  }
+}
+
+std::string hex(std::span<const uint8_t> b) {
+  std::string s;
+  for (uint8_t v : b) s += "0123456789abcdef"[v >> 4], s += "0123456789abcdef"[v & 15];
+  return s;
+}
+
+fwmptp::EventMessage sampleEvent(uint8_t type) {
+  fwmptp::EventMessage m{type,
+                         0,
+                         24,
+                         fwmptp::kFlagTwoStep,
+                         0x18000,
+                         {0x001B19FFFE00A001, 5},
+                         0x1234,
+                         -4,
+                         {0x000102030405, 999999999},
+                         {0x7C2E0DFFFE000300, 1}};
+  m.messageLength = static_cast<uint16_t>(fwmptp::eventSize(type));
+  if (fwmptp::eventSize(type) == 44) m.requesting = {};  // only the answers carry one
+  return m;
+}
+
+TEST(Codec, EventMessagesEncodeToTheExactBytesAndDecodeBack) {
+  const std::string header = "18000200000000000001800000000000001b19fffe00a00100051234";
+  struct Case {
+    uint8_t type;
+    std::string wire;
+  } cases[] = {
+      {fwmptp::kMsgSync, "0002002c" + header + "00fc0001020304053b9ac9ff"},
+      {fwmptp::kMsgDelayReq, "0102002c" + header + "01fc0001020304053b9ac9ff"},
+      {fwmptp::kMsgFollowUp, "0802002c" + header + "02fc0001020304053b9ac9ff"},
+      {fwmptp::kMsgDelayResp, "09020036" + header + "03fc0001020304053b9ac9ff7c2e0dfffe0003000001"},
+      {fwmptp::kMsgPdelayReq, "02020036" + header + "05fc0001020304053b9ac9ff00000000000000000000"},
+      {fwmptp::kMsgPdelayResp, "03020036" + header + "05fc0001020304053b9ac9ff7c2e0dfffe0003000001"},
+      {fwmptp::kMsgPdelayRespFollowUp, "0a020036" + header + "05fc0001020304053b9ac9ff7c2e0dfffe0003000001"},
+  };
+  for (const auto &c : cases) {
+    auto m = sampleEvent(c.type);
+    if (c.type == fwmptp::kMsgPdelayReq) m.requesting = {};
+    const auto wire = fwmptp::encodeEvent(m);
+    EXPECT_EQ(hex(wire.view()), c.wire) << fwmptp::messageTypeName(c.type);
+    Reject why = Reject::Short;
+    EXPECT_EQ(fwmptp::decodeEvent(wire.view(), 24, &why), m) << fwmptp::messageTypeName(c.type);
+    EXPECT_EQ(why, Reject::None);
+  }
+  EXPECT_EQ(fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgAnnounce)).size, 0u);
+  EXPECT_EQ(fwmptp::nanosBetween({5, 100}, {4, 999999900}), 200);
+  EXPECT_EQ(fwmptp::nanosBetween({4, 999999900}, {5, 100}), -200);
+}
+
+TEST(Codec, EventRejectionsSayWhy) {
+  const auto sync = fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgSync));
+  const auto resp = fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgDelayResp));
+  struct Case {
+    const char *name;
+    std::span<const uint8_t> base;
+    size_t size;
+    std::vector<std::pair<size_t, uint8_t>> set;
+    Reject why;
+  } cases[] = {
+      {"sync cut in the body", sync.view(), 43, {}, Reject::Length},
+      {"sync saying 43 bytes", sync.view(), 44, {{3, 43}}, Reject::Length},
+      {"delay response of 44 bytes", resp.view(), 54, {{3, 44}}, Reject::Length},
+      {"announce", kSampleWire, 64, {}, Reject::MessageType},
+      {"signaling", resp.view(), 54, {{0, 0x0C}}, Reject::MessageType},
+      {"header cut", sync.view(), 33, {}, Reject::Short},
+      {"version 1", sync.view(), 44, {{1, 1}}, Reject::Version},
+      {"domain 0", resp.view(), 54, {{4, 0}}, Reject::Domain},
+  };
+  for (const auto &c : cases) {
+    Bytes b(c.base.begin(), c.base.begin() + static_cast<long>(c.size));
+    for (auto [at, v] : c.set) b[at] = v;
+    Reject why = Reject::None;
+    EXPECT_FALSE(fwmptp::decodeEvent(b, 24, &why)) << c.name;
     EXPECT_EQ(why, c.why) << c.name << ": " << fwmptp::rejectName(why);
   }
 }
