@@ -174,7 +174,7 @@ void printTextSummary(std::FILE *out, const Summary &s, bool colour) {
              s.logLines, s.errorLines, s.debugLines, s.feModuleErrors, s.acks);
   if (s.peerReceived) fmt::print(out, " ({} received by the peer)", s.peerReceived);
   if (s.wireSent + s.wireReceived + s.wireDropped + s.wireTimeouts)
-    fmt::print(out, "\n         wire: {} announces sent, {} received, {} packets dropped, {} timeouts", s.wireSent,
+    fmt::print(out, "\n         wire: {} messages sent, {} received, {} packets dropped, {} timeouts", s.wireSent,
                s.wireReceived, s.wireDropped, s.wireTimeouts);
   fmt::print(out, "\n         {} time {:.3f} s\n", s.realtime ? "real" : "virtual",
              static_cast<double>(s.virtualMs) / 1000.0);
