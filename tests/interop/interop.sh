@@ -94,6 +94,16 @@ case $case in
     wait_for 20 rewritten || fail "the orchestrator never rewrote priority1"
     # Two announce intervals of one second, and the time pmc itself takes.
     wait_for 3 pmc_shows 001b19.fffe.00a001 80 6 || fail "pmc does not show priority1 80 within two announce intervals"
+    # Locked to clksim's Syncs: for ten seconds ptp4l names its grandmaster, offset within 1 ms, delay in (0, 1 ms).
+    for i in $(seq 10); do
+      peer pmc -u -b 0 -d 24 -s "$tmp/slave.sock" -i "$tmp/pmc.t" 'GET TIME_STATUS_NP' 'GET CURRENT_DATA_SET' >"$tmp/pmc.log"
+      awk '/gmIdentity/ { gm = $2 } /master_offset/ { o = $2 } /meanPathDelay/ { d = $2 }
+        END { print "ptp4l: gm " gm " offset " o " delay " d; exit !(gm == "001b19.fffe.00a001" && o < 1e6 && o > -1e6 &&
+                                                                  d > 0 && d < 1e6) }' "$tmp/pmc.log" >>"$tmp/locked.log" ||
+        fail "ptp4l not locked to clksim's master port: $(tail -n 1 "$tmp/locked.log")"
+      sleep 1
+    done
+    tail -n 1 "$tmp/locked.log"
     ;;
   *) fail "unknown case $case" ;;
 esac
