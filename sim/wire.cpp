@@ -18,6 +18,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
@@ -259,6 +260,7 @@ bool enableHardwareStamps(int fd, const std::string &iface) {
 struct WireState {
   std::mutex mu;  // ports_ and the thread's lifecycle
   std::vector<std::unique_ptr<Port>> ports;
+  std::vector<std::unique_ptr<Port>> injected;  // ports on no link (Wire::deliver)
   int epfd = -1, stopFd = -1;
   std::thread thread;
   std::atomic<uint64_t> sent{0}, received{0}, dropped{0}, timeouts{0};
@@ -769,9 +771,29 @@ void Wire::stop() {
   }
   std::lock_guard lk(s.mu);
   s.ports.clear();
+  s.injected.clear();
   if (s.epfd >= 0) ::close(s.epfd);
   if (s.stopFd >= 0) ::close(s.stopFd);
   s.epfd = s.stopFd = -1;
+}
+
+void Wire::deliver(uint32_t unit, uint32_t portNo, std::span<const uint8_t> frame, std::optional<timespec> stamp) {
+  WireState &s = state();
+  std::lock_guard lk(s.mu);
+  auto at = [&](std::vector<std::unique_ptr<Port>> &v) {
+    auto it = std::find_if(v.begin(), v.end(), [&](auto &p) { return p->unit == unit && p->port == portNo; });
+    return it != v.end() ? it->get() : nullptr;
+  };
+  Port *p = at(s.ports);
+  if (!p) p = at(s.injected);
+  if (!p) {
+    s.injected.push_back(std::make_unique<Port>());
+    p = s.injected.back().get();
+    p->unit = unit;
+    p->port = portNo;
+    p->iface = "injected";
+  }
+  s.handle(*p, frame, stamp ? Stamp(fromTimespec(*stamp)) : std::nullopt);
 }
 
 WireTotals Wire::totals() const {

@@ -30,14 +30,10 @@ std::string flagsText(uint32_t f) {
 std::vector<FieldValue> timestamps(const std::vector<uint32_t> &reply) {
   std::array<uint32_t, 16> w{};
   for (size_t i = 0; i < w.size(); ++i) w[kEngineWordOf[i]] = reply[1 + i];
-  return {{"t1", timeText(fwmsim::timeAt(w.data(), ts::kT1))},
-          {"t2", timeText(fwmsim::timeAt(w.data(), ts::kT2))},
-          {"syncSeq", std::to_string(w[ts::kSyncSeq])},
-          {"syncFlags", flagsText(w[ts::kSyncFlags])},
-          {"t3", timeText(fwmsim::timeAt(w.data(), ts::kT3))},
-          {"t4", timeText(fwmsim::timeAt(w.data(), ts::kT4))},
-          {"delaySeq", std::to_string(w[ts::kDelaySeq])},
-          {"delayFlags", flagsText(w[ts::kDelayFlags])}};
+  return {{"t1", timeText(fwmsim::timeAt(w.data(), ts::kT1))}, {"t2", timeText(fwmsim::timeAt(w.data(), ts::kT2))},
+          {"syncSeq", std::to_string(w[ts::kSyncSeq])},        {"syncFlags", flagsText(w[ts::kSyncFlags])},
+          {"t3", timeText(fwmsim::timeAt(w.data(), ts::kT3))}, {"t4", timeText(fwmsim::timeAt(w.data(), ts::kT4))},
+          {"delaySeq", std::to_string(w[ts::kDelaySeq])},      {"delayFlags", flagsText(w[ts::kDelayFlags])}};
 }
 
 std::vector<FieldValue> delay(const std::vector<uint32_t> &w) {
@@ -49,15 +45,26 @@ std::vector<FieldValue> delay(const std::vector<uint32_t> &w) {
 }
 
 std::vector<FieldValue> counters(const std::vector<uint32_t> &reply) {
-  static constexpr std::pair<size_t, const char *> kNames[] = {
-      {stat::kAnnTx, "announceTx"},     {stat::kAnnRx, "announceRx"},         {stat::kSyncTx, "syncTx"},
-      {stat::kSyncRx, "syncRx"},        {stat::kFollowUpTx, "followUpTx"},    {stat::kFollowUpRx, "followUpRx"},
-      {stat::kDelayReqTx, "delayReqTx"}, {stat::kDelayReqRx, "delayReqRx"},   {stat::kDelayRespTx, "delayRespTx"},
-      {stat::kDelayRespRx, "delayRespRx"}, {stat::kPdelayReqRx, "pdelayReqRx"}, {stat::kPdelayRespTx, "pdelayRespTx"},
-      {stat::kPdelayRespFollowUpTx, "pdelayRespFollowUpTx"}, {stat::kMalformed, "droppedMalformed"},
-      {stat::kForeign, "droppedForeign"}, {stat::kBadSequence, "droppedSequence"},
-      {stat::kFollowUpNoSync, "droppedFollowUpNoSync"}, {stat::kOtherRequester, "droppedOtherPort"},
-      {stat::kTxFailed, "txFailed"},    {stat::kNoTimestamp, "noTimestamp"}};
+  static constexpr std::pair<size_t, const char *> kNames[] = {{stat::kAnnTx, "announceTx"},
+                                                               {stat::kAnnRx, "announceRx"},
+                                                               {stat::kSyncTx, "syncTx"},
+                                                               {stat::kSyncRx, "syncRx"},
+                                                               {stat::kFollowUpTx, "followUpTx"},
+                                                               {stat::kFollowUpRx, "followUpRx"},
+                                                               {stat::kDelayReqTx, "delayReqTx"},
+                                                               {stat::kDelayReqRx, "delayReqRx"},
+                                                               {stat::kDelayRespTx, "delayRespTx"},
+                                                               {stat::kDelayRespRx, "delayRespRx"},
+                                                               {stat::kPdelayReqRx, "pdelayReqRx"},
+                                                               {stat::kPdelayRespTx, "pdelayRespTx"},
+                                                               {stat::kPdelayRespFollowUpTx, "pdelayRespFollowUpTx"},
+                                                               {stat::kMalformed, "droppedMalformed"},
+                                                               {stat::kForeign, "droppedForeign"},
+                                                               {stat::kBadSequence, "droppedSequence"},
+                                                               {stat::kFollowUpNoSync, "droppedFollowUpNoSync"},
+                                                               {stat::kOtherRequester, "droppedOtherPort"},
+                                                               {stat::kTxFailed, "txFailed"},
+                                                               {stat::kNoTimestamp, "noTimestamp"}};
   std::vector<FieldValue> out;
   for (auto [word, name] : kNames)
     if (uint32_t v = reply[word - kFirstStatWord]; v != 0) out.push_back({name, std::to_string(v)});

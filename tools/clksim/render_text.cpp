@@ -132,7 +132,8 @@ class TextRenderer : public TraceObserver {
       extra = "  reply";
       for (uint32_t w : r.replyWords) extra += fmt::format(" {:#x}", w);
     }
-    for (const auto &fv : r.decoded) extra += fmt::format("{}{}={}", &fv == r.decoded.data() ? "\n    " : " ", fv.name, fv.text);
+    for (const auto &fv : r.decoded)
+      extra += fmt::format("{}{}={}", &fv == r.decoded.data() ? "\n    " : " ", fv.name, fv.text);
     fmt::print(out_, "{}{}← {}{}{}{}\n", timeCol(r), s_(kBold), s_(ok ? kGreen : kRed),
                ok ? "0" : fmt::format("{} ({:#x})", *r.result, *r.result), s_(kReset), extra);
   }

@@ -31,8 +31,11 @@
 // whole frame as the event's bytes.
 #pragma once
 
+#include <time.h>
+
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace fwmsim {
@@ -49,6 +52,11 @@ class Wire {
 
   // Attaches (unit, port) to `iface` and starts the network thread if needed.
   bool attach(uint32_t unit, uint32_t port, const std::string &iface, std::string *why);
+  // Hands `frame` to the receive path of (unit, port) as if it had arrived
+  // with kernel time stamp `stamp` (none: without one). A port that is not
+  // attached gets a state of its own, on no link ("injected"): what it
+  // answers fails to send. For tests and replays.
+  void deliver(uint32_t unit, uint32_t port, std::span<const uint8_t> frame, std::optional<timespec> stamp);
   // Stops the thread and closes every port.
   void stop();
   WireTotals totals() const;
