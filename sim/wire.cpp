@@ -278,6 +278,8 @@ struct WireState {
                    const Stamp &rxStamp);
   void drop(Port &p, std::span<const uint8_t> frame, size_t statWord, const std::string &why);
   void accepted(Port &p, std::span<const uint8_t> frame, size_t statWord, const std::string &text);
+  // A difference measured: into the engine's t2 - t1 or t4 - t3 record, and the trace.
+  void measured(Port &p, const char *what, int64_t nanos, uint16_t sequenceId);
 };
 
 namespace {
@@ -463,6 +465,13 @@ void WireState::drop(Port &p, std::span<const uint8_t> frame, size_t statWord, c
   recordWire("rx " + unitPort(p.unit, p.port) + " " + p.iface + " dropped: " + why, frame);
 }
 
+void WireState::measured(Port &p, const char *what, int64_t nanos, uint16_t sequenceId) {
+  engine().addDelay(p.unit, p.port, what[1] == '4', nanos, sequenceId);
+  recordWire(strf("measure %s %s %s %lld ns seq %u", unitPort(p.unit, p.port).c_str(), p.iface.c_str(), what,
+                  static_cast<long long>(nanos), sequenceId),
+             {});
+}
+
 void WireState::accepted(Port &p, std::span<const uint8_t> frame, size_t statWord, const std::string &text) {
   engine().countPacket(p.unit, p.port, statWord);
   received.fetch_add(1, std::memory_order_relaxed);
@@ -484,7 +493,7 @@ void WireState::handleEvent(Port &p, const Programmed &g, std::span<const uint8_
                           uint32_t flags) {
     engine().stampTime(p.unit, p.port, ts::kT1, engineTime(t1), seq, flags | ts::kFlagValid | hw);
     engine().stampTime(p.unit, p.port, ts::kT2, engineTime(t2), seq, flags | ts::kFlagValid | hw);
-    engine().addDelay(p.unit, p.port, false, fwmptp::nanosBetween(t2, t1) - (corr >> 16), seq);
+    measured(p, "t2-t1", fwmptp::nanosBetween(t2, t1) - (corr >> 16), seq);
   };
   switch (m.messageType) {
     case fwmptp::kMsgSync: {
@@ -546,8 +555,7 @@ void WireState::handleEvent(Port &p, const Programmed &g, std::span<const uint8_
       accepted(p, frame, stat::kDelayRespRx, text);
       engine().stampTime(p.unit, p.port, ts::kT3, engineTime(r.t3), r.sequenceId, ts::kFlagValid | hw);
       engine().stampTime(p.unit, p.port, ts::kT4, engineTime(m.timestamp), r.sequenceId, ts::kFlagValid | hw);
-      engine().addDelay(p.unit, p.port, true, fwmptp::nanosBetween(m.timestamp, r.t3) - (m.correctionField >> 16),
-                        r.sequenceId);
+      measured(p, "t4-t3", fwmptp::nanosBetween(m.timestamp, r.t3) - (m.correctionField >> 16), r.sequenceId);
       return;
     }
     case fwmptp::kMsgPdelayReq: {
