@@ -1,6 +1,6 @@
 // Wire ports: any (unit, port) of the simulated engine attached to a network
-// interface, so that the engine's announces leave on a real link and real
-// announces reach its receive side.
+// interface, so that the engine's announces and event messages leave on a
+// real link and real ones reach its receive side.
 //
 // The port transmits and receives as the library programmed it through the
 // engine driver: encapsulation 2 and 3 are IPv4/UDP (224.0.1.129, port 320,
@@ -23,6 +23,18 @@
 // timeout window without one latches the timeout alarm. Malformed and
 // foreign PTP packets are counted in the packet statistics and dropped;
 // other traffic on the interface is ignored.
+//
+// Event messages follow the packet types' enables and intervals as the
+// engine's header lists them: a MASTER sends Sync (two-step with Follow_Up
+// when Follow_Up transmission is on) and answers Delay_Req; a SLAVE sends
+// Delay_Req and takes Syncs, Follow_Ups and the Delay_Resps addressed to it;
+// peer delay requests are answered where programmed. Every event message is
+// stamped by the kernel (SO_TIMESTAMPING: software stamps both ways, the
+// interface's where it has hardware stamping), and what a port measures
+// fills the engine's time-stamp, t2 - t1 and t4 - t3 records; every message
+// sent, received or dropped is counted in the packet statistics by type and
+// reason. A bad message (truncated, out of sequence, unasked for, for another
+// port) is counted and changes nothing else.
 //
 // One network thread serves all attached ports (epoll); it touches the
 // engine only through its lock, briefly, so the library's threads never wait
