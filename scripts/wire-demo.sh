@@ -52,7 +52,7 @@ echo "== ptp4l's parent data set (pmc), with clksim's master port announcing:"
 nsenter -t "$holder" -n pmc -u -b 0 -d 24 -s "$tmp/ptp4l.sock" -i "$tmp/pmc" 'GET PARENT_DATA_SET' |
   grep -E 'grandmasterIdentity|grandmasterPriority1|gm.ClockClass'
 echo "== ptp4l locked to clksim's master port (pmc):"
-nsenter -t "$holder" -n pmc -u -b 0 -d 24 -s "$tmp/ptp4l.sock" -i "$tmp/pmc" 'GET TIME_STATUS_NP' 'GET CURRENT_DATA_SET' |
+nsenter -t "$holder" -n pmc -u -b 0 -d 24 -s "$tmp/ptp4l.sock" -i "$tmp/pmc.time" 'GET TIME_STATUS_NP' 'GET CURRENT_DATA_SET' |
   grep -E 'master_offset|gmIdentity|meanPathDelay'
 wait "$sim" || true
 echo "== clksim: the first announces each way, and the summary:"
