@@ -7,7 +7,8 @@
 # total divided by its calls, or a difference of two windows of the same
 # shape. The acknowledgement rate is wall time: the library on the simulated
 # board against a bare eventfd + UDP hand-off, side by side in one run.
-# Finally the armhf .text of libfwmclk.so at -O2 and -Os.
+# Then the simulated engine's event path on a veth pair (bench/event.sh) and
+# finally the armhf .text of libfwmclk.so at -O2 and -Os.
 #
 # Builds what it needs. Figures are printed, never asserted: the exit code is
 # 0 whenever the measurements ran.
@@ -152,5 +153,12 @@ done <<<"$ackRates"
 row "heap allocations on NP entry, log line, tick" "none" "${noAlloc:-none}" "$([ -z "$noAlloc" ] && echo pass || echo FAIL)"
 row "NEEDED of libfwmclk.so" "libc only" "$needed" \
   "$(echo "$needed" | tr ' ' '\n' | grep -v '^$' | grep -qv '^libc\.so' && echo FAIL || echo pass)"
+# The simulated engine's event path on a veth pair (bench/event.sh): figures
+# of the simulator, not of the library; n/a where no namespace can be made.
+if events=$(bash "$here/bench/event.sh" 9 --rows 2>"$out/event.log"); then
+  while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$events"
+else
+  row "event path (bench/event.sh)" "" "n/a" ""
+fi
 row "armhf .text of libfwmclk.so, -O2" "" "$textO2" ""
 row "armhf .text of libfwmclk.so, -Os" "" "$textOs" ""

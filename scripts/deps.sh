@@ -17,7 +17,7 @@ pkgs_bench=(libbenchmark-dev valgrind)
 pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc++6:armhf libcli11-dev nlohmann-json3-dev)
 pkgs_check=(tshark jq clang-format clang-tidy)
 pkgs_package=(dpkg-dev lintian pkgconf file help2man jq)
-pkgs_interop=(linuxptp iproute2 util-linux)
+pkgs_interop=(linuxptp iproute2 util-linux tshark)
 pkgs_fuzz=(clang libclang-rt-14-dev)
 
 want=()

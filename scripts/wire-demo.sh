@@ -5,7 +5,8 @@
 # ptp4l on peer0 with examples/wire/ptp4l.cfg and clksim with
 # examples/wire/demo.yaml on clk0, then shows what each side learnt:
 # ptp4l's grandmaster at the negotiation peer (clkpeer) and clksim's
-# grandmaster in ptp4l's parent data set (pmc). Everything goes with the
+# grandmaster in ptp4l's parent data set and ptp4l locked to clksim's Syncs
+# (pmc). Everything goes with the
 # namespaces when it ends.
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -50,6 +51,9 @@ sleep 18
 echo "== ptp4l's parent data set (pmc), with clksim's master port announcing:"
 nsenter -t "$holder" -n pmc -u -b 0 -d 24 -s "$tmp/ptp4l.sock" -i "$tmp/pmc" 'GET PARENT_DATA_SET' |
   grep -E 'grandmasterIdentity|grandmasterPriority1|gm.ClockClass'
+echo "== ptp4l locked to clksim's master port (pmc):"
+nsenter -t "$holder" -n pmc -u -b 0 -d 24 -s "$tmp/ptp4l.sock" -i "$tmp/pmc.time" 'GET TIME_STATUS_NP' 'GET CURRENT_DATA_SET' |
+  grep -E 'master_offset|gmIdentity|meanPathDelay'
 wait "$sim" || true
 echo "== clksim: the first announces each way, and the summary:"
 grep -E 'wire +rx [0-9]+/[0-9]+ clk0 announce' "$tmp/clksim.txt" | head -n 2 | cut -c1-180

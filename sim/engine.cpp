@@ -1,7 +1,9 @@
 // The simulated forwarding engine and its 1588 driver functions.
 #include "fwmsim/engine.hpp"
 
+#include <algorithm>
 #include <cinttypes>
+#include <climits>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -79,6 +81,31 @@ void Engine::announceTimedOut(uint32_t unit, uint32_t portNo) {
 }
 void Engine::countPacket(uint32_t unit, uint32_t portNo, size_t statWord) {
   with(unit, portNo, [&](OdaPort &p) { ++p.pktStat.word[statWord]; });
+}
+void Engine::stampTime(uint32_t unit, uint32_t portNo, size_t at, const EngineTime &t, uint16_t sequenceId,
+                       uint32_t flags) {
+  with(unit, portNo, [&](OdaPort &p) {
+    auto &w = p.timestamps.word;
+    w[at] = static_cast<uint32_t>(t.seconds >> 32) & 0xFFFFu;
+    w[at + 1] = static_cast<uint32_t>(t.seconds);
+    w[at + 2] = t.nanoseconds;
+    const bool sync = at < ts::kT3;
+    w[sync ? ts::kSyncSeq : ts::kDelaySeq] = sequenceId;
+    w[sync ? ts::kSyncFlags : ts::kDelayFlags] = flags;
+  });
+}
+void Engine::addDelay(uint32_t unit, uint32_t portNo, bool t4SubT3, int64_t nanos, uint16_t sequenceId) {
+  with(unit, portNo, [&](OdaPort &p) {
+    auto &w = (t4SubT3 ? p.t4SubT3 : p.t2SubT1).word;
+    const auto clamped = static_cast<int32_t>(std::clamp<int64_t>(nanos, INT32_MIN, INT32_MAX));
+    const bool first = w[dly::kCount] == 0;
+    if (first || clamped < static_cast<int32_t>(w[dly::kMin])) w[dly::kMin] = static_cast<uint32_t>(clamped);
+    if (first || clamped > static_cast<int32_t>(w[dly::kMax])) w[dly::kMax] = static_cast<uint32_t>(clamped);
+    ++w[dly::kCount];
+    w[dly::kLastHigh] = static_cast<uint32_t>(static_cast<uint64_t>(nanos) >> 32);
+    w[dly::kLastLow] = static_cast<uint32_t>(static_cast<uint64_t>(nanos));
+    w[dly::kSequence] = sequenceId;
+  });
 }
 void Engine::setAnnounceAlarm(uint32_t unit, uint32_t portNo, uint32_t type, bool raised) {
   with(unit, portNo, [&](OdaPort &p) { p.alarm.at(type) = raised ? 1 : 0; });

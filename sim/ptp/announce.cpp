@@ -3,21 +3,12 @@
 #include <cctype>
 #include <cstdio>
 
+#include "bytes.hpp"
+
 namespace fwmptp {
 
-namespace {
-
-uint64_t getBe(std::span<const uint8_t> b, size_t at, size_t width) {
-  uint64_t v = 0;
-  for (size_t i = 0; i < width; ++i) v = v << 8 | b[at + i];
-  return v;
-}
-
-void putBe(std::span<uint8_t> b, size_t at, size_t width, uint64_t v) {
-  for (size_t i = 0; i < width; ++i) b[at + i] = static_cast<uint8_t>(v >> (8 * (width - 1 - i)));
-}
-
-}  // namespace
+using detail::getBe;
+using detail::putBe;
 
 std::array<uint8_t, kAnnounceSize> encodeAnnounce(const Announce &a) {
   std::array<uint8_t, kAnnounceSize> out{};
@@ -57,7 +48,7 @@ const char *rejectName(Reject r) {
     case Reject::Length:
       return "wrong length";
     case Reject::MessageType:
-      return "not an announce";
+      return "other message type";
     case Reject::Domain:
       return "other domain";
   }

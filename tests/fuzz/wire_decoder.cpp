@@ -1,6 +1,7 @@
 // libFuzzer target: whatever arrives on a wire port, as a whole frame or as a
 // bare PTP message, goes through the one decoder without reading outside the
-// bytes; whatever it accepts encodes back to the same fields.
+// bytes; whatever it accepts, announce or event message, encodes back to the
+// same fields.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -8,6 +9,7 @@
 #include <span>
 
 #include "fwmptp/announce.hpp"
+#include "fwmptp/event.hpp"
 #include "fwmptp/frame.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
@@ -27,6 +29,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     back->controlField = a->controlField;
     back->correctionField = a->correctionField;
     if (!(*back == *a)) std::abort();
+  }
+  auto e = fwmptp::decodeEvent(payload, domain, &why);
+  if (e.has_value() != (why == fwmptp::Reject::None)) std::abort();
+  if (e) {
+    auto back = fwmptp::decodeEvent(fwmptp::encodeEvent(*e).view());
+    if (!back) std::abort();
+    back->messageLength = e->messageLength;  // the type's size once re-encoded
+    if (!(*back == *e)) std::abort();
   }
   return 0;
 }

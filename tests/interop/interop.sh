@@ -2,12 +2,13 @@
 # clksim's wire ports against linuxptp on a veth pair between two network
 # namespaces that this script makes (unprivileged through `unshare -rn` where
 # the kernel allows it, as root otherwise) and that vanish with it.
-#   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master [udp|l2]
-# Exit 77 (skipped) without ptp4l or namespaces.
+#   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master|measure [udp|l2]
+# Exit 77 (skipped) without ptp4l, tshark (measure) or namespaces.
 set -euo pipefail
 
 if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   command -v ptp4l >/dev/null && command -v pmc >/dev/null || { echo "interop: no ptp4l/pmc (scripts/deps.sh interop)"; exit 77; }
+  [ "$4" != measure ] || command -v tshark >/dev/null || { echo "interop: no tshark (scripts/deps.sh interop)"; exit 77; }
   if unshare -rn true 2>/dev/null; then ns=(unshare -rn); elif unshare -n true 2>/dev/null; then ns=(unshare -n)
   else echo "interop: cannot make a network namespace"; exit 77; fi
   FWM_INTEROP_INSIDE=1 exec timeout -k 5 55 "${ns[@]}" "$0" "$@"
@@ -94,6 +95,38 @@ case $case in
     wait_for 20 rewritten || fail "the orchestrator never rewrote priority1"
     # Two announce intervals of one second, and the time pmc itself takes.
     wait_for 3 pmc_shows 001b19.fffe.00a001 80 6 || fail "pmc does not show priority1 80 within two announce intervals"
+    # Locked to clksim's Syncs: for ten seconds ptp4l names its grandmaster, offset within 1 ms, delay in (0, 1 ms).
+    for i in $(seq 10); do
+      peer pmc -u -b 0 -d 24 -s "$tmp/slave.sock" -i "$tmp/pmc.t" 'GET TIME_STATUS_NP' 'GET CURRENT_DATA_SET' >"$tmp/pmc.log"
+      awk '/gmIdentity/ { gm = $2 } /master_offset/ { o = $2 } /meanPathDelay/ { d = $2 }
+        END { print "ptp4l: gm " gm " offset " o " delay " d; exit !(gm == "001b19.fffe.00a001" && o < 1e6 && o > -1e6 &&
+                                                                  d > 0 && d < 1e6) }' "$tmp/pmc.log" >>"$tmp/locked.log" ||
+        fail "ptp4l not locked to clksim's master port: $(tail -n 1 "$tmp/locked.log")"
+      sleep 1
+    done
+    tail -n 1 "$tmp/locked.log"
+    ;;
+  measure)
+    # tshark counts what crosses clk0 while ptp4l is the grandmaster for ten seconds.
+    tshark -i clk0 -w "$tmp/wire.pcap" -q >"$tmp/tshark.log" 2>&1 &
+    capture=$!
+    pids+=($capture)
+    wait_for 10 grep -q "Capturing on" "$tmp/tshark.log" || fail "tshark does not capture"
+    "$clksim" --live 0:3=clk0 --format jsonl "$tmp/slave-measure.yaml" >"$tmp/sim.jsonl" 2>&1 &
+    sim=$!
+    pids+=($sim)
+    configured() { grep '"kind":"step_end"' "$tmp/sim.jsonl" | grep -q '"name":"set_ptp_tx_ctl"'; }
+    wait_for 5 configured || fail "clksim did not configure its port"
+    ptp4l_start gm 100 7c2e0d.fffe.000100 --logSyncInterval -2
+    sleep 10
+    kill "$pid_gm"
+    wait "$sim" || fail "clksim failed"
+    sleep 1
+    kill "$capture" && wait "$capture" || true
+    tshark -r "$tmp/wire.pcap" -Y ptp -T fields -e ptp.v2.messagetype -e ptp.v2.sequenceid \
+      -e ptp.v2.fu.preciseorigintimestamp.seconds -e ptp.v2.fu.preciseorigintimestamp.nanoseconds \
+      -e ptp.v2.dr.receivetimestamp.seconds -e ptp.v2.dr.receivetimestamp.nanoseconds >"$tmp/wire.txt" 2>/dev/null
+    python3 "$(dirname "$0")/measure_check.py" "$tmp/sim.jsonl" "$tmp/wire.txt" || fail "measurements disagree"
     ;;
   *) fail "unknown case $case" ;;
 esac

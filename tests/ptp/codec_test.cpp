@@ -3,9 +3,11 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <string>
 #include <vector>
 
 #include "fwmptp/announce.hpp"
+#include "fwmptp/event.hpp"
 #include "fwmptp/frame.hpp"
 #include "sample_announce.hpp"
 
@@ -40,12 +42,38 @@ TEST(Codec, AnnounceEncodesToTheExactBytesAndDecodesBack) {
   EXPECT_TRUE(fwmptp::decodeAnnounce(longer, 24));
 }
 
+std::string hex(std::span<const uint8_t> b) {
+  std::string s;
+  for (uint8_t v : b) s += "0123456789abcdef"[v >> 4], s += "0123456789abcdef"[v & 15];
+  return s;
+}
+
+fwmptp::EventMessage sampleEvent(uint8_t type) {
+  fwmptp::EventMessage m{type,
+                         0,
+                         24,
+                         fwmptp::kFlagTwoStep,
+                         0x18000,
+                         {0x001B19FFFE00A001, 5},
+                         0x1234,
+                         -4,
+                         {0x000102030405, 999999999},
+                         {0x7C2E0DFFFE000300, 1}};
+  m.messageLength = static_cast<uint16_t>(fwmptp::eventSize(type));
+  if (fwmptp::eventSize(type) == 44) m.requesting = {};  // only the answers carry one
+  return m;
+}
+
 TEST(Codec, EveryRejectionSaysWhy) {
+  const auto sync = fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgSync));
+  const auto resp = fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgDelayResp));
   struct Case {
     const char *name;
     size_t size;  // bytes kept
     std::vector<std::pair<size_t, uint8_t>> set;
     Reject why;
+    std::span<const uint8_t> base = kSampleWire;
+    bool event = false;  // through the event decoder
   } cases[] = {
       {"empty", 0, {}, Reject::Short},
       {"header cut", 33, {}, Reject::Short},
@@ -56,14 +84,50 @@ TEST(Codec, EveryRejectionSaysWhy) {
       {"sync", 64, {{0, 0x00}, {3, 44}}, Reject::MessageType},
       {"delay request", 64, {{0, 0x01}}, Reject::MessageType},
       {"domain 0", 64, {{4, 0}}, Reject::Domain},
+      {"event: sync cut in the body", 43, {}, Reject::Length, sync.view(), true},
+      {"event: sync saying 43 bytes", 44, {{3, 43}}, Reject::Length, sync.view(), true},
+      {"event: delay response of 44 bytes", 54, {{3, 44}}, Reject::Length, resp.view(), true},
+      {"event: announce", 64, {}, Reject::MessageType, kSampleWire, true},
+      {"event: signaling", 54, {{0, 0x0C}}, Reject::MessageType, resp.view(), true},
+      {"event: header cut", 33, {}, Reject::Short, sync.view(), true},
+      {"event: version 1", 44, {{1, 1}}, Reject::Version, sync.view(), true},
+      {"event: domain 0", 54, {{4, 0}}, Reject::Domain, resp.view(), true},
   };
   for (const auto &c : cases) {
-    Bytes b(kSampleWire.begin(), kSampleWire.begin() + static_cast<long>(c.size));
+    Bytes b(c.base.begin(), c.base.begin() + static_cast<long>(c.size));
     for (auto [at, v] : c.set) b[at] = v;
     Reject why = Reject::None;
-    EXPECT_FALSE(fwmptp::decodeAnnounce(b, 24, &why)) << c.name;
+    EXPECT_FALSE(c.event ? fwmptp::decodeEvent(b, 24, &why).has_value()
+                         : fwmptp::decodeAnnounce(b, 24, &why).has_value())
+        << c.name;
     EXPECT_EQ(why, c.why) << c.name << ": " << fwmptp::rejectName(why);
   }
+}
+
+TEST(Codec, EventMessagesEncodeToTheExactBytesAndDecodeBack) {
+  const std::string header = "18000200000000000001800000000000001b19fffe00a00100051234";
+  struct Case {
+    uint8_t type;
+    std::string wire;
+  } cases[] = {
+      {fwmptp::kMsgSync, "0002002c" + header + "00fc0001020304053b9ac9ff"},
+      {fwmptp::kMsgDelayReq, "0102002c" + header + "01fc0001020304053b9ac9ff"},
+      {fwmptp::kMsgFollowUp, "0802002c" + header + "02fc0001020304053b9ac9ff"},
+      {fwmptp::kMsgDelayResp, "09020036" + header + "03fc0001020304053b9ac9ff7c2e0dfffe0003000001"},
+      {fwmptp::kMsgPdelayReq, "02020036" + header + "05fc0001020304053b9ac9ff00000000000000000000"},
+      {fwmptp::kMsgPdelayResp, "03020036" + header + "05fc0001020304053b9ac9ff7c2e0dfffe0003000001"},
+      {fwmptp::kMsgPdelayRespFollowUp, "0a020036" + header + "05fc0001020304053b9ac9ff7c2e0dfffe0003000001"},
+  };
+  for (const auto &c : cases) {
+    auto m = sampleEvent(c.type);
+    if (c.type == fwmptp::kMsgPdelayReq) m.requesting = {};
+    const auto wire = fwmptp::encodeEvent(m);
+    EXPECT_EQ(hex(wire.view()), c.wire) << fwmptp::messageTypeName(c.type);
+    Reject why = Reject::Short;
+    EXPECT_EQ(fwmptp::decodeEvent(wire.view(), 24, &why), m) << fwmptp::messageTypeName(c.type);
+    EXPECT_EQ(why, Reject::None);
+  }
+  EXPECT_EQ(fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgAnnounce)).size, 0u);
 }
 
 TEST(Codec, FramesCarryThePayloadAsProgrammed) {

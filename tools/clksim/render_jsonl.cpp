@@ -56,6 +56,7 @@ class JsonlRenderer : public TraceObserver {
     if (r.returned && r.returned->pointer) j["result"] = resultText(*r.returned);
     if (r.returned && !r.returned->pointer) j["result"] = r.returned->value;
     if (!r.replyWords.empty()) j["reply"] = r.replyWords;
+    for (const auto &fv : r.decoded) j["decoded"][fv.name] = fv.text;
     if (r.pos.line) j["source"] = fmt::format("{}:{}:{}", r.pos.file, r.pos.line, r.pos.column);
     if (!r.bytes.empty()) j["bytes"] = hexBytes(r.bytes);
     if (r.ack) j["ack"] = fwmtools::ackToJson(*r.ack);

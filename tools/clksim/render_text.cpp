@@ -132,6 +132,8 @@ class TextRenderer : public TraceObserver {
       extra = "  reply";
       for (uint32_t w : r.replyWords) extra += fmt::format(" {:#x}", w);
     }
+    for (const auto &fv : r.decoded)
+      extra += fmt::format("{}{}={}", &fv == r.decoded.data() ? "\n    " : " ", fv.name, fv.text);
     fmt::print(out_, "{}{}← {}{}{}{}\n", timeCol(r), s_(kBold), s_(ok ? kGreen : kRed),
                ok ? "0" : fmt::format("{} ({:#x})", *r.result, *r.result), s_(kReset), extra);
   }
@@ -174,7 +176,7 @@ void printTextSummary(std::FILE *out, const Summary &s, bool colour) {
              s.logLines, s.errorLines, s.debugLines, s.feModuleErrors, s.acks);
   if (s.peerReceived) fmt::print(out, " ({} received by the peer)", s.peerReceived);
   if (s.wireSent + s.wireReceived + s.wireDropped + s.wireTimeouts)
-    fmt::print(out, "\n         wire: {} announces sent, {} received, {} packets dropped, {} timeouts", s.wireSent,
+    fmt::print(out, "\n         wire: {} messages sent, {} received, {} packets dropped, {} timeouts", s.wireSent,
                s.wireReceived, s.wireDropped, s.wireTimeouts);
   fmt::print(out, "\n         {} time {:.3f} s\n", s.realtime ? "real" : "virtual",
              static_cast<double>(s.virtualMs) / 1000.0);

@@ -1,5 +1,7 @@
 #include "runner.hpp"
 
+#include "measure.hpp"
+
 #include <fmt/format.h>
 
 #include <atomic>
@@ -271,6 +273,7 @@ bool Runner::request(const Request &r) {
   if (isReply(r.op->shape) && p)
     for (size_t i = 0; i + 4 <= rec.size(); i += 4)
       end.replyWords.push_back(static_cast<uint32_t>(rec[i] | rec[i + 1] << 8 | rec[i + 2] << 16 | rec[i + 3] << 24));
+  if (ret == 0) end.decoded = decodeMeasurement(end.stepName, end.replyWords);
   end.text = ret == 0 ? "0" : fmt::format("{} ({:#x})", ret, ret);
   emit(std::move(end));
   return true;

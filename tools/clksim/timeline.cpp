@@ -8,6 +8,7 @@
 #include <deque>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <sstream>
 
 #include "fwmsim/clock.hpp"
 #include "fwmtools/ack_json.hpp"
@@ -29,6 +30,16 @@ class TimelineWriter : public TraceObserver {
   }
   TimelineWriter(const TimelineWriter &) = delete;
   TimelineWriter &operator=(const TimelineWriter &) = delete;
+
+  // "measure U/P IFACE t2-t1 NS ns seq N": a counter track per port and difference.
+  void counter(const std::string &text, uint64_t ts) {
+    std::istringstream in(text);
+    std::string word, port, iface, what;
+    long long ns = 0;
+    if (!(in >> word >> port >> iface >> what >> ns) || word != "measure") return;
+    events_.push_back(
+        {{"ph", "C"}, {"pid", 1}, {"ts", ts}, {"name", port + " " + what + " (ns)"}, {"args", {{what, ns}}}});
+  }
 
   void begin(const Scenario &sc) override {
     events_.push_back({{"ph", "M"}, {"pid", 1}, {"name", "process_name"}, {"args", {{"name", "clksim: " + sc.name}}}});
@@ -111,6 +122,7 @@ class TimelineWriter : public TraceObserver {
         return;
       case TraceKind::Wire: {
         noteRun(r, tid, ts);
+        counter(r.text, ts);
         json args = {{"text", r.text}};
         if (r.announce) args["announce"] = fwmtools::announceToJson(*r.announce);
         events_.push_back({{"ph", "i"},

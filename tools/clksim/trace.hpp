@@ -61,6 +61,7 @@ struct TraceRecord {
   std::vector<FieldValue> fields;
   std::optional<uint32_t> result;
   std::vector<uint32_t> replyWords;
+  std::vector<FieldValue> decoded;  // the reply's words as the engine defines them (measurement queries)
   // Call: what it returned (none for a void function, or one still running at the end)
   std::optional<CallResult> returned;
   SourcePos pos;

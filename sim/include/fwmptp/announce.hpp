@@ -55,13 +55,13 @@ struct Announce {
 // is zero.
 std::array<uint8_t, kAnnounceSize> encodeAnnounce(const Announce &a);
 
-// Why a received message is not an announce for us, checked in this order.
+// Why a received message is refused, checked in this order.
 enum class Reject : uint8_t {
   None,
   Short,        // fewer bytes than a header
   Version,      // versionPTP (low nibble) is not 2
   Length,       // messageLength below 64 or beyond the bytes received
-  MessageType,  // a valid message, but not an announce
+  MessageType,  // a valid message, but not of the type(s) wanted
   Domain,       // an announce of another domain
 };
 const char *rejectName(Reject r);

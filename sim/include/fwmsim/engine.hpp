@@ -29,9 +29,17 @@
 // - Intervals (packet interval, announce timeout interval) are codes 0..20:
 //   2^(code - 7) seconds, so 7 is one second and 4 is 1/8 s. A timeout
 //   interval code 0 follows the logMessageInterval of the announces heard.
-// - Packet statistics words the wire port counts: kStatAnnTx, kStatAnnRx,
-//   kStatMalformed (short, wrong version or length) and kStatForeign (other
-//   message types, domains or source identities, or the port not receiving).
+// - Packet types, as the wire port honours their enables and intervals:
+//   0 Sync (transmit in MASTER, at interval[0]; receive in any state),
+//   1 Announce, 2 Follow_Up (its transmit enable makes a MASTER's Sync
+//   two-step), 3 the delay request-response (transmit: a SLAVE sends
+//   Delay_Req at interval[3], a MASTER answers with Delay_Resp; receive: a
+//   MASTER accepts Delay_Req), 4 peer delay (receive and transmit both on:
+//   the port answers Pdelay_Req, peer-to-peer), 5 Delay_Resp (receive in
+//   SLAVE). Types 6 to 8 are stored and have no effect on the wire.
+// - The three measurement records and the statistics are filled by the wire
+//   port; their words are defined below (namespace ts, dly, stat) and are
+//   the only place their meaning is written down.
 // - Read-clear 1 clears what was read (statistics, delays, received fields).
 // - The announce field reads copy the whole stored 88-byte record; the flag
 //   words are taken as given and recorded in the transmit state on a write;
@@ -62,7 +70,66 @@ inline constexpr size_t kSsmStatWords = 4;
 inline constexpr uint32_t kOdaCodeParam = 3;
 inline constexpr uint32_t kOdaPktAnnounce = 1;
 inline constexpr uint32_t kOdaIntervalUnit = 7;  // the code of one second
-inline constexpr size_t kStatAnnTx = 5, kStatAnnRx = 6, kStatMalformed = 7, kStatForeign = 8;
+inline constexpr uint32_t kOdaPktSync = 0, kOdaPktFollowUp = 2, kOdaPktDelay = 3, kOdaPktPdelay = 4,
+                          kOdaPktDelayResp = 5;
+
+// ClkNpPktStat: 37 counters, each wrapping at 2^32, cleared by a read-clear.
+// Words 0..4 and 29..36 stay zero (the service passes words 5..28 on).
+namespace stat {
+inline constexpr size_t kAnnTx = 5, kAnnRx = 6;
+inline constexpr size_t kMalformed = 7;  // dropped: short, wrong version, or shorter than its type (any type)
+inline constexpr size_t kForeign = 8;    // dropped: other domain or identity, a type or state not received
+inline constexpr size_t kSyncTx = 9, kSyncRx = 10, kFollowUpTx = 11, kFollowUpRx = 12;
+inline constexpr size_t kDelayReqTx = 13, kDelayReqRx = 14, kDelayRespTx = 15, kDelayRespRx = 16;
+inline constexpr size_t kPdelayReqRx = 17, kPdelayRespTx = 18, kPdelayRespFollowUpTx = 19;
+inline constexpr size_t kBadSequence = 20;     // dropped: Follow_Up or Delay_Resp with a sequence id not awaited
+inline constexpr size_t kFollowUpNoSync = 21;  // dropped: Follow_Up with no two-step Sync awaiting it
+inline constexpr size_t kOtherRequester = 22;  // dropped: Delay_Resp or Pdelay answer for another port
+inline constexpr size_t kTxFailed = 23;        // a message the port could not send
+inline constexpr size_t kNoTimestamp = 24;     // a message sent or received without a kernel time stamp
+inline constexpr size_t kWords = 37;
+}  // namespace stat
+inline constexpr size_t kStatAnnTx = stat::kAnnTx, kStatAnnRx = stat::kAnnRx, kStatMalformed = stat::kMalformed,
+                        kStatForeign = stat::kForeign;
+
+// ClkNpTimestamps: the port's last exchange, four times of three words each
+// (seconds bits 47..32, seconds bits 31..0, nanoseconds), as the port's own
+// clock (software stamps: CLOCK_REALTIME; hardware stamps: the interface's
+// clock) and the master's messages say:
+//   t1 Sync sent by the master (its origin or Follow_Up's precise origin),
+//   t2 that Sync received here, t3 Delay_Req sent here, t4 that Delay_Req
+//   received by the master (Delay_Resp's receive timestamp).
+// A MASTER port fills t1 (its own Sync) and t4 (the last Delay_Req it
+// answered); a SLAVE all four. Each pair has its sequence id and flags.
+namespace ts {
+inline constexpr size_t kT1 = 0, kT2 = 3, kSyncSeq = 6, kSyncFlags = 7, kT3 = 8, kT4 = 11, kDelaySeq = 14,
+                        kDelayFlags = 15;
+inline constexpr uint32_t kFlagValid = 1u << 0;     // the pair's times are complete
+inline constexpr uint32_t kFlagTwoStep = 1u << 1;   // t1 came in a Follow_Up
+inline constexpr uint32_t kFlagHardware = 1u << 2;  // this port's stamp (t2 or t3) is the interface's
+}  // namespace ts
+
+// ClkNpDfxDelay, t2 - t1 and t4 - t3 (each less its messages' correction
+// fields), over the samples since the last read-clear.
+namespace dly {
+inline constexpr size_t kCount = 0;                   // samples
+inline constexpr size_t kLastHigh = 1, kLastLow = 2;  // the last difference, signed 64-bit nanoseconds
+inline constexpr size_t kMin = 3, kMax = 4;           // signed 32-bit nanoseconds, saturated
+inline constexpr size_t kSequence = 5;                // sequence id of the last sample
+}  // namespace dly
+
+// A time at word `at` of a timestamp record, and the last delay of a record.
+struct EngineTime {
+  uint64_t seconds = 0;
+  uint32_t nanoseconds = 0;
+  bool operator==(const EngineTime &) const = default;
+};
+inline EngineTime timeAt(const uint32_t *words, size_t at) {
+  return {uint64_t{words[at] & 0xFFFFu} << 32 | words[at + 1], words[at + 2]};
+}
+inline int64_t lastDelay(const uint32_t *words) {
+  return static_cast<int64_t>(uint64_t{words[dly::kLastHigh]} << 32 | words[dly::kLastLow]);
+}
 // PTP control types the receive path honours: source identity and domain checks of announces.
 inline constexpr uint32_t kCtrlAnnSrcIdCheck = 9, kCtrlAnnDomainCheck = 14;
 
@@ -127,6 +194,11 @@ class Engine {
   // A whole timeout window passed with no announce: latches ANNOUNCE_TIMEOUT.
   void announceTimedOut(uint32_t unit, uint32_t port);
   void countPacket(uint32_t unit, uint32_t port, size_t statWord);
+  // What the wire port measured: a time into the port's timestamp record
+  // (word ts::kT1 .. ts::kT4) with its pair's sequence id and flags, and a
+  // difference into t2 - t1 (t4 - t3 with `t4SubT3`).
+  void stampTime(uint32_t unit, uint32_t port, size_t at, const EngineTime &t, uint16_t sequenceId, uint32_t flags);
+  void addDelay(uint32_t unit, uint32_t port, bool t4SubT3, int64_t nanos, uint16_t sequenceId);
   void setRxAnnounce(uint32_t unit, uint32_t port, const ClkNpAnnFields &fields);
   void setAnnounceAlarm(uint32_t unit, uint32_t port, uint32_t type, bool raised);
   void setTimestamps(uint32_t unit, uint32_t port, const ClkNpTimestamps &ts);

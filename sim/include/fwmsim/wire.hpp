@@ -1,6 +1,6 @@
 // Wire ports: any (unit, port) of the simulated engine attached to a network
-// interface, so that the engine's announces leave on a real link and real
-// announces reach its receive side.
+// interface, so that the engine's announces and event messages leave on a
+// real link and real ones reach its receive side.
 //
 // The port transmits and receives as the library programmed it through the
 // engine driver: encapsulation 2 and 3 are IPv4/UDP (224.0.1.129, port 320,
@@ -24,6 +24,18 @@
 // foreign PTP packets are counted in the packet statistics and dropped;
 // other traffic on the interface is ignored.
 //
+// Event messages follow the packet types' enables and intervals as the
+// engine's header lists them: a MASTER sends Sync (two-step with Follow_Up
+// when Follow_Up transmission is on) and answers Delay_Req; a SLAVE sends
+// Delay_Req and takes Syncs, Follow_Ups and the Delay_Resps addressed to it;
+// peer delay requests are answered where programmed. Every event message is
+// stamped by the kernel (SO_TIMESTAMPING: software stamps both ways, the
+// interface's where it has hardware stamping), and what a port measures
+// fills the engine's time-stamp, t2 - t1 and t4 - t3 records; every message
+// sent, received or dropped is counted in the packet statistics by type and
+// reason. A bad message (truncated, out of sequence, unasked for, for another
+// port) is counted and changes nothing else.
+//
 // One network thread serves all attached ports (epoll); it touches the
 // engine only through its lock, briefly, so the library's threads never wait
 // on the network. It runs on the wall clock. Every packet sent, received or
@@ -31,8 +43,11 @@
 // whole frame as the event's bytes.
 #pragma once
 
+#include <time.h>
+
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace fwmsim {
@@ -49,6 +64,11 @@ class Wire {
 
   // Attaches (unit, port) to `iface` and starts the network thread if needed.
   bool attach(uint32_t unit, uint32_t port, const std::string &iface, std::string *why);
+  // Hands `frame` to the receive path of (unit, port) as if it had arrived
+  // with kernel time stamp `stamp` (none: without one). A port that is not
+  // attached gets a state of its own, on no link ("injected"): what it
+  // answers fails to send. For tests and replays.
+  void deliver(uint32_t unit, uint32_t port, std::span<const uint8_t> frame, std::optional<timespec> stamp);
   // Stops the thread and closes every port.
   void stop();
   WireTotals totals() const;

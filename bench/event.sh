@@ -1,0 +1,84 @@
+#!/usr/bin/env bash
+# Event-path benchmark: two engine ports of one clksim on a veth pair, port
+# 0:0 MASTER sending two-step Syncs 128 times a second and answering
+# Delay_Req, port 0:1 SLAVE measuring them and sending Delay_Req 128 times a
+# second. Prints the CPU time per event message (sent or received: Sync,
+# Follow_Up, Delay_Req, Delay_Resp; library, engine, wire thread and trace),
+# as the run less an identical run with the event messages switched off, and
+# the spread of the software time stamps: mean and standard deviation of
+# t2 - t1 over the first 1,000 Syncs.
+#   bench/event.sh [SECONDS] [--rows]   (9 by default; --rows: report.sh's table rows only)
+# Runs in a network namespace of its own (unshare -rn, or as root unshare -n).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:-9}
+rows=${2:-}
+
+clksim=${CLKSIM:-build/clksim/tools/clksim/clksim}  # CLKSIM=path: an existing build, none made
+if [ -z "${FWM_BENCH_INSIDE:-}" ]; then
+  if [ -z "${CLKSIM:-}" ]; then
+    bash scripts/deps.sh core tools >&2
+    cmake -S . -B build/clksim -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFWMCLK_BUILD_TESTS=OFF >/dev/null
+    cmake --build build/clksim -j "$(nproc)" --target clksim >&2
+  fi
+  if unshare -rn true 2>/dev/null; then ns=(unshare -rn); else ns=(unshare -n); fi
+  FWM_BENCH_INSIDE=1 exec "${ns[@]}" "$0" "$@"
+fi
+
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+scenario() {  # <events on: 1|0>
+  echo "name: event-bench"
+  echo "description: a MASTER and a SLAVE port of one card on a veth pair."
+  echo "board: {chipType: 31, engines: 1}"
+  echo "steps:"
+  echo "  - notify: startup"
+  for p in 0 1; do
+    echo "  - set_ptp_pkt_encap: {unit: 0, port: $p, targetBoard: 3, encapType: 0}"
+    echo "  - set_ptp_port_cfg: {unit: 0, port: $p, enable: 1, portState: $((p ? 9 : 6)), domainNumber: 24, ifIndex: $p}"
+    echo "  - set_ptp_tx_src_port_id: {unit: 0, port: $p, identity: [0x001b19ff, 0xfe00000$p, $((p + 1))]}"
+  done
+  if [ "$1" = 1 ]; then
+    echo "  - set_ptp_rx_ctl: {unit: 0, port: 0, pktType: 3, rxEnable: 1}"
+    echo "  - set_ptp_tx_ctl: {unit: 0, port: 0, pktType: 4, txEnable: 1, interval: 0}"
+    echo "  - set_ptp_tx_ctl: {unit: 0, port: 0, pktType: 8, txEnable: 1}"
+    echo "  - set_ptp_rx_ctl: {unit: 0, port: 1, pktType: 1, rxEnable: 1}"
+    echo "  - set_ptp_rx_ctl: {unit: 0, port: 1, pktType: 4, rxEnable: 1}"
+    echo "  - set_ptp_tx_ctl: {unit: 0, port: 1, pktType: 3, txEnable: 1, interval: 0}"
+    echo "  - set_ptp_tx_ctl: {unit: 0, port: 0, pktType: 1, txEnable: 1, interval: 0}"
+  fi
+  echo "  - advance: ${seconds}s"
+}
+
+ip link set lo up
+ip link add evA type veth peer name evB
+ip link set evA up && ip link set evB up
+TIMEFORMAT='%U %S'
+for on in 1 0; do
+  scenario $on >"$tmp/bench$on.yaml"
+  { time "$clksim" --live 0:0=evA --live 0:1=evB --format jsonl "$tmp/bench$on.yaml" \
+      >"$tmp/run$on.jsonl"; } 2>"$tmp/time$on"
+done
+python3 - "$tmp" "$rows" <<'PY'
+import json, statistics, sys
+tmp, rows = sys.argv[1], sys.argv[2] == "--rows"
+cpu = lambda on: sum(float(x) for x in open(f"{tmp}/time{on}").read().split())
+records = [json.loads(l) for l in open(f"{tmp}/run1.jsonl")]
+summary = records[-1]
+messages = summary["wireSent"] + summary["wireReceived"]
+t21 = [int(r["text"].split()[4]) for r in records
+       if r.get("kind") == "wire" and r["text"].startswith("measure ") and " t2-t1 " in r["text"]][:1000]
+per = (cpu(1) - cpu(0)) / max(messages, 1) * 1e6
+mean = statistics.mean(t21) if t21 else 0.0
+sd = statistics.pstdev(t21) if len(t21) > 1 else 0.0
+if rows:
+    print(f"event path: CPU per message sent or received, trace included\t{per:.1f} us")
+    print(f"t2 - t1 over {len(t21)} Syncs on a veth pair, software stamps: mean / std dev\t{mean:.0f} / {sd:.0f} ns")
+else:
+    print("event benchmark: 2 ports on a veth pair, Sync and Delay_Req at 128/s")
+    print(f"  messages sent and received  {messages:8d}")
+    print(f"  CPU, events on / off        {cpu(1):8.2f} s / {cpu(0):.2f} s")
+    print(f"  CPU per event message       {per:8.1f} us")
+    print(f"  t2 - t1 over {len(t21)} Syncs   mean {mean:.0f} ns, std dev {sd:.0f} ns, "
+          f"min {min(t21, default=0)}, max {max(t21, default=0)}")
+PY
