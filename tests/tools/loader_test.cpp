@@ -119,7 +119,11 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"advance beyond a day", std::string(kBoard) + "steps:\n  - advance: 1441min\n", 3, 14,
                 "advance: 1441min is more than a day"},
         BadCase{"control characters", std::string(kBoard) + "steps:\n  - \"ad\\e[2Jvance\": 1s\n", 3, 5,
-                "unknown operation 'ad\\x1b[2Jvance'"}),
+                "unknown operation 'ad\\x1b[2Jvance'"},
+        BadCase{"nesting too deep",
+                std::string(kBoard) + "# " + std::string(2000, '[') + "\nsteps: [\"" + std::string(2000, '{') + "\", " +
+                    std::string(1000, '['),
+                3, 3012, "nested more than 500 levels deep; a scenario nests its lists and mappings 5 levels at most"}),
     [](const ::testing::TestParamInfo<BadCase> &p) {
       std::string n = p.param.label;
       for (char &ch : n)
@@ -234,6 +238,11 @@ std::string writeTemp(const std::string &name, const char *text) {
 TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   const std::string bad = writeTemp("bad.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {slavePort: x}\n");
   const std::string early = writeTemp("early.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {}\n");
+  const std::string unsent =
+      writeTemp("unsent.yaml",
+                "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 7}\n"
+                "  - notify: startup\n  - set_ptp_port_cfg: {unit: 0, port: 3, enable: 1, portState: 9, ifIndex: 3}\n"
+                "  - announce_received: {unit: 0, port: 3, clockClass: 6}\n  - advance: 3s\n");
   fwmtools::UdpSocket busy;
   ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
   const std::string taken = "127.0.0.1:" + std::to_string(busy.localPort());
@@ -249,6 +258,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', "--list-scenarios", 0, "", "mira-story"},
       {'p', "--listen 127.0.0.1:0 --idle-exit-ms 1", 0, "0 datagrams"},
       {'s', early, 1, "", "0 requests (0 failed, 1 more could not be made)"},
+      {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 7): ifIndex 3: announce lost"},
       {'s', bad, 2, bad + ":3:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned"},
       {'s', "/nonexistent/scenario.yaml", 2, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
       {'s', "--builtin no-such-story", 2, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
