@@ -23,6 +23,12 @@ using ::testing::HasSubstr;
 
 constexpr const char *kBoard = "board: {chipType: 40, engines: 2}\n";
 
+std::string times(int n, std::string_view s) {
+  std::string r;
+  while (n-- > 0) r += s;
+  return r;
+}
+
 struct BadCase {
   const char *label;
   std::string yaml;
@@ -121,9 +127,11 @@ INSTANTIATE_TEST_SUITE_P(
         BadCase{"control characters", std::string(kBoard) + "steps:\n  - \"ad\\e[2Jvance\": 1s\n", 3, 5,
                 "unknown operation 'ad\\x1b[2Jvance'"},
         BadCase{"nesting too deep",
-                std::string(kBoard) + "# " + std::string(2000, '[') + "\nsteps: [\"" + std::string(2000, '{') + "\", " +
-                    std::string(1000, '['),
-                3, 3012, "nested more than 500 levels deep; a scenario nests its lists and mappings 5 levels at most"}),
+                std::string(kBoard) + "# " + times(2000, "[") + "\nsteps: [\"" + times(2000, "{") + "\", " +
+                    times(1000, "[ ") + "][",
+                3, 4011, "nested more than 500 levels deep; a scenario nests its lists and mappings 5 levels at most"},
+        BadCase{"block nesting too deep", std::string(kBoard) + "steps:\n  " + times(600, "- "), 3, 1000,
+                "nested more than"}),
     [](const ::testing::TestParamInfo<BadCase> &p) {
       std::string n = p.param.label;
       for (char &ch : n)
