@@ -141,7 +141,7 @@ uint32_t IM_Agent_Send(void *obj, uint32_t handle) {
     d.handle = handle;
     // What an operator would read off the agent, as one event.
     if (fwmsim::recorder().enabled()) fwmsim::recorder().add("log", d.level + " " + d.text);
-    agent().deliveries.push_back(std::move(d));
+    if (fwmsim::recorder().keeping()) agent().deliveries.push_back(std::move(d));
   }
   delete o;  // the agent owns a sent object, whatever became of it
   return code.value_or(0);
@@ -166,7 +166,7 @@ int32_t IM_Agent_Debug(const void *rec8, const char *name, uint32_t id, const ch
   record("agent", "IM_Agent_Debug", Hex{w[0]}, Hex{w[1]}, name, Hex{id}, fmt, static_cast<const char *>(buf));
   if (auto code = fwmsim::faults().take("IM_Agent_Debug")) return static_cast<int32_t>(*code);
   std::lock_guard lk(agent().mu);
-  agent().debug.emplace_back(buf);
+  if (fwmsim::recorder().keeping()) agent().debug.emplace_back(buf);
   return 0;
 }
 

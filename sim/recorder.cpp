@@ -20,10 +20,13 @@ void Recorder::add(std::string_view facility, std::string text, std::vector<uint
   std::function<void(const Event &)> sink;
   {
     std::lock_guard lk(mu_);
-    events_.push_back(ev);
     sink = sink_;
+    if (!sink) {
+      events_.push_back(std::move(ev));
+      return;
+    }
   }
-  if (sink) sink(ev);
+  sink(ev);
 }
 
 std::vector<std::string> Recorder::texts() const {
@@ -67,6 +70,7 @@ void Recorder::clear() {
 void Recorder::setSink(std::function<void(const Event &)> sink) {
   std::lock_guard lk(mu_);
   sink_ = std::move(sink);
+  streaming_.store(static_cast<bool>(sink_), std::memory_order_relaxed);
 }
 
 Recorder &recorder() {

@@ -3,10 +3,12 @@
 // day. After every virtual hour it prints the memory the board lends the
 // library (blocks outstanding), the process's resident size, and how many
 // changes were made and acknowledged at the negotiation peer.
-// Usage: soak [hours] (default 24). Exit 1 when a change went unacknowledged
-// or memory grew after the first hour.
+// Usage: soak [hours] (default 24). Exit 1 when a change was not acknowledged
+// exactly once, board memory grew after the first hour, or the process grew by
+// more than 8 MB after the second.
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
@@ -20,6 +22,7 @@ namespace {
 
 constexpr int kUnits = 8, kPorts = 48;
 constexpr int kChangeEverySeconds = 3;
+constexpr long kRssSlackKb = 8192;
 
 // The negotiation peer for the whole run: the library's client keeps the
 // address it was given at start-up, so one socket serves every chunk, read
@@ -70,10 +73,11 @@ int main(int argc, char **argv) {
           "  - set_ptp_port_cfg: {{unit: {}, port: {}, enable: 1, portState: 9, domainNumber: 24, "
           "annTimeoutMultiple: 3, ifIndex: {}}}\n",
           u, p, u * kPorts + p + 1);
+  setup += "  - advance: 3s\n";  // the announce supervision is running before the first change
   if (run(setup, true, acks) != 0) return 1;
   std::printf("hour  changes  acknowledged  blocks  rss_kb\n");
   size_t changes = 0, firstBlocks = 0;
-  long firstRss = 0;
+  long firstRss = 0, settledRss = 0;
   int status = 0;
   for (int h = 1; h <= hours; ++h) {
     std::string steps = "board: {}\nsteps:\n";
@@ -81,18 +85,20 @@ int main(int argc, char **argv) {
       const int unit = static_cast<int>(changes % kUnits), port = static_cast<int>(changes / kUnits % kPorts);
       steps += fmt::format(
           "  - announce_received: {{unit: {0}, port: {1}, grandmasterIdentity: 001b19.fffe.{2:06x}, clockClass: 6, "
-          "domainNumber: 24}}\n  - advance: 1s\n  - alarms_cleared: {{unit: {0}, port: {1}}}\n  - advance: {3}s\n",
-          unit, port, changes & 0xFFFFFF, kChangeEverySeconds - 1);
+          "domainNumber: 24}}\n  - advance: {3}s\n",
+          unit, port, changes & 0xFFFFFF, kChangeEverySeconds);
     }
     if (run(steps, false, acks) != 0) status = 1;
     const size_t blocks = fwmsim::memory().outstanding();
     const long rss = residentKb();
     if (h == 1) firstBlocks = blocks, firstRss = rss;
+    // The first two hours fill the allocator's caches; after that the process holds what it held.
+    if (h <= 2) settledRss = std::max(settledRss, rss);
     std::printf("%4d  %7zu  %12zu  %6zu  %6ld\n", h, changes, acks.received, blocks, rss);
     std::fflush(stdout);
-    if (blocks != firstBlocks) status = 1;
+    if (blocks != firstBlocks || rss > settledRss + kRssSlackKb) status = 1;
   }
-  if (acks.received < changes) status = 1;  // one change, at least one acknowledgement
+  if (acks.received != changes) status = 1;  // the engine's change alarm latches: one acknowledgement per change
   std::printf("%s: %zu changes, %zu acknowledged; blocks %zu -> %zu; rss %ld -> %ld kB\n", status ? "FAIL" : "ok",
               changes, acks.received, firstBlocks, fwmsim::memory().outstanding(), firstRss, residentKb());
   return status;

@@ -22,6 +22,12 @@ using ::testing::HasSubstr;
 
 const std::string kBoard = "board: {chipType: 40, engines: 2}\n";
 
+std::string times(int n, std::string_view s) {
+  std::string r;
+  while (n-- > 0) r += s;
+  return r;
+}
+
 // A step under the board above, or (with a line break, or empty) the whole
 // file; where the refusal points; what it says.
 struct Refusal {
@@ -71,6 +77,9 @@ const Refusal kRefusals[] = {
     {"set_ssm_port_cfg: {unit: 0, port: 3, nullRecord: 1}", "3:42", "unknown field 'nullRecord' of set_ssm_port_cfg"},
     {"advance: 1441min", "3:14", "advance: 1441min is more than a day"},
     {"\"ad\\e[2Jvance\": 1s", "3:5", "unknown operation 'ad\\x1b[2Jvance'"},
+    {kBoard + "# " + times(2000, "[") + "\nsteps: [\"" + times(2000, "{") + "\", " + times(1000, "[ ") + "][", "3:4011",
+     "nested more than 500 levels deep; a scenario nests its lists and mappings 5 levels at most"},
+    {kBoard + "steps:\n  " + times(600, "- "), "3:1000", "nested more than"},
 };
 
 TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
@@ -162,6 +171,11 @@ std::string writeTemp(const std::string &name, const char *text) {
 TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   const std::string bad = writeTemp("bad.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {slavePort: x}\n");
   const std::string early = writeTemp("early.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {}\n");
+  const std::string unsent =
+      writeTemp("unsent.yaml",
+                "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 7}\n"
+                "  - notify: startup\n  - set_ptp_port_cfg: {unit: 0, port: 3, enable: 1, portState: 9, ifIndex: 3}\n"
+                "  - announce_received: {unit: 0, port: 3, clockClass: 6}\n  - advance: 3s\n");
   fwmtools::UdpSocket busy;
   ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
   const std::string taken = "127.0.0.1:" + std::to_string(busy.localPort());
@@ -177,6 +191,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', "--list-scenarios", 0, "", "mira-story"},
       {'p', "--listen 127.0.0.1:0 --idle-exit-ms 1", 0, "0 datagrams"},
       {'s', early, 1, "", "0 requests (0 failed, 1 more could not be made)"},
+      {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 7): ifIndex 3: announce lost"},
       {'s', bad, 2, bad + ":3:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned"},
       {'s', "/nonexistent/scenario.yaml", 2, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
       {'s', "--builtin no-such-story", 2, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},

@@ -1,5 +1,6 @@
 #include "loader.hpp"
 
+#include <yaml-cpp/depthguard.h>
 #include <yaml-cpp/yaml.h>
 
 #include <algorithm>
@@ -23,6 +24,36 @@ namespace {
 struct Failure {
   LoadError error;
 };
+
+// Where brackets of flow style ([ or {) nest deepest: the parser reports its
+// depth limit where it stopped scanning ahead, which can be the end of the
+// file, not the place that is too deep.
+SourcePos deepestFlow(std::string_view text, const std::string &file, int *depth) {
+  SourcePos at{file, 1, 1};
+  int now = 0, line = 1, column = 0;
+  char quote = 0;
+  bool comment = false, escaped = false;
+  *depth = 0;
+  for (char c : text) {
+    ++column;
+    if (c == '\n') {
+      ++line, column = 0, comment = false;
+    } else if (comment) {
+    } else if (quote != 0) {
+      if (!escaped && c == quote) quote = 0;
+      escaped = quote == '"' && !escaped && c == '\\';
+    } else if (c == '"' || c == '\'') {
+      quote = c;
+    } else if (c == '#') {
+      comment = true;
+    } else if (c == '[' || c == '{') {
+      if (++now > *depth) *depth = now, at.line = line, at.column = column;
+    } else if ((c == ']' || c == '}') && now > 0) {
+      --now;
+    }
+  }
+  return at;
+}
 
 class Loader {
  public:
@@ -581,6 +612,12 @@ Scenario Loader::load(std::string_view text) {
   YAML::Node root;
   try {
     root = YAML::Load(std::string(text));
+  } catch (const YAML::DeepRecursion &e) {
+    int flowDepth = 0;
+    SourcePos deepest = deepestFlow(text, file_, &flowDepth);
+    fail(flowDepth > 5 ? deepest : SourcePos{file_, e.mark.line + 1, e.mark.column + 1},
+         "nested more than " + std::to_string(e.depth()) +
+             " levels deep; a scenario nests its lists and mappings 5 levels at most");
   } catch (const YAML::ParserException &e) {
     fail(SourcePos{file_, e.mark.line + 1, e.mark.column + 1}, "not valid YAML: " + e.msg);
   }

@@ -42,7 +42,9 @@ int main(int argc, char **argv) {
   CLI::App app{
       "clksim: the clock service on a simulated line card.\n"
       "With no scenario it tells the built-in story (" +
-      std::string(clksim::kDefaultScenario) + ")."};
+      std::string(clksim::kDefaultScenario) +
+      ").\nEvery output is written as the run goes and nothing is kept: a virtual day needs no more memory than a "
+      "second."};
   app.add_option("scenario", opt.file, "scenario file (YAML) to run");
   app.add_option("-s,--builtin", opt.builtin, "run the built-in scenario NAME (see --list-scenarios)");
   app.add_flag("--list-scenarios", opt.list, "list the built-in scenarios and exit");
@@ -55,7 +57,7 @@ int main(int argc, char **argv) {
   app.add_option("--colour,--color", opt.colour, "colour the text trace: auto (on a terminal), always, never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
-  app.add_option("--timeline", opt.timeline, "write a Chrome/Perfetto trace (JSON) of the run to FILE");
+  app.add_option("--timeline", opt.timeline, "write a Chrome/Perfetto trace (JSON) of the run to FILE, as it goes");
   app.add_option("--pcap", opt.pcap, "write each acknowledgement as an IEEE 1588 announce to a pcap FILE");
   app.add_option("--peer", opt.peer, "send acknowledgements to the negotiation peer at HOST:PORT (e.g. clkpeer)");
   app.add_flag("--realtime", opt.realtime, "run on real threads and the wall clock instead of virtual time");

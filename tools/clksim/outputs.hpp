@@ -25,13 +25,13 @@ std::unique_ptr<TraceObserver> makeJsonlRenderer(std::FILE *out);
 void printJsonlSummary(std::FILE *out, const Summary &s);
 
 // Chrome trace-event JSON, one track per simulated thread; the file is
-// created now and written at the end. nullptr, with the reason, when it
+// created now and written as the run goes. nullptr, with the reason, when it
 // cannot be created.
 std::unique_ptr<TraceObserver> makeTimelineWriter(std::string path, std::string *error);
 
 // Each acknowledgement's announce as an IEEE 1588 message in a pcap file,
-// framed as its port was programmed; acknowledgements that report a loss are
-// left out (they never were an announce on the wire).
+// framed as its port was programmed; acknowledgements that report a loss, or
+// whose send failed, are left out (they never were an announce on the wire).
 std::unique_ptr<TraceObserver> makePcapWriter(std::string path, std::string *error);
 
 }  // namespace clksim

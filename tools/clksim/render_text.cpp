@@ -145,6 +145,10 @@ class TextRenderer : public TraceObserver {
   }
 
   void ack(const TraceRecord &r) {
+    if (ackNotSent(r)) {
+      line(r, kRed, "ack", r.text);
+      return;
+    }
     const char *tag = r.kind == TraceKind::Ack ? "ack→peer" : "peer";
     line(r, kGreen, tag, r.text);
     if (!r.ack || r.kind != TraceKind::Ack) return;

@@ -180,9 +180,15 @@ void Runner::publish(TraceRecord r) {
   if (a.ack)
     if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end())
       a.frame = portFraming(it->second.first, it->second.second);
-  ++acksSent_;
-  unreceivedSentMs_.push_back(a.timeMs);
+  if (r.returned && r.returned->value != 0) a.returned = r.returned;
   a.text = a.ack ? fwmtools::summarizeAck(*a.ack) : "undecodable acknowledgement: " + why.reason;
+  if (ackNotSent(a)) {
+    a.text = fmt::format("not sent ({} returned {}): {}", kSendCall, a.returned->value, a.text);
+  } else if (peerRouted_) {
+    // Only what reached the socket is waited for; an external peer is not read here.
+    ++acksSent_;
+    unreceivedSentMs_.push_back(a.timeMs);
+  }
   emit(std::move(a));
   drainPeer(std::chrono::milliseconds(0));
 }

@@ -37,12 +37,13 @@ class TimelineWriter : public TraceObserver {
     std::string word, port, iface, what;
     long long ns = 0;
     if (!(in >> word >> port >> iface >> what >> ns) || word != "measure") return;
-    events_.push_back(
-        {{"ph", "C"}, {"pid", 1}, {"ts", ts}, {"name", port + " " + what + " (ns)"}, {"args", {{what, ns}}}});
+    put({{"ph", "C"}, {"pid", 1}, {"ts", ts}, {"name", port + " " + what + " (ns)"}, {"args", {{what, ns}}}});
   }
 
   void begin(const Scenario &sc) override {
-    events_.push_back({{"ph", "M"}, {"pid", 1}, {"name", "process_name"}, {"args", {{"name", "clksim: " + sc.name}}}});
+    // Written as the run goes: a long run holds no more than a short one.
+    write("{\"displayTimeUnit\":\"ms\",\"traceEvents\":[");
+    put({{"ph", "M"}, {"pid", 1}, {"name", "process_name"}, {"args", {{"name", "clksim: " + sc.name}}}});
   }
 
   void record(const TraceRecord &r) override {
@@ -58,14 +59,14 @@ class TimelineWriter : public TraceObserver {
         if (it == open_.end()) return;
         json args = {{"call", it->second.detail}};
         if (r.result) args["result"] = *r.result;
-        events_.push_back({{"ph", "X"},
-                           {"pid", 1},
-                           {"tid", tid},
-                           {"ts", it->second.ts},
-                           {"dur", std::max<uint64_t>(1, ts - it->second.ts)},
-                           {"name", it->second.name},
-                           {"cat", "step"},
-                           {"args", args}});
+        put({{"ph", "X"},
+             {"pid", 1},
+             {"tid", tid},
+             {"ts", it->second.ts},
+             {"dur", std::max<uint64_t>(1, ts - it->second.ts)},
+             {"name", it->second.name},
+             {"cat", "step"},
+             {"args", args}});
         open_.erase(it);
         return;
       }
@@ -74,34 +75,34 @@ class TimelineWriter : public TraceObserver {
         std::string fn = functionName(r.text);
         json args = {{"call", r.text}};
         if (r.returned) args["result"] = resultText(*r.returned);
-        events_.push_back({{"ph", "X"},
-                           {"pid", 1},
-                           {"tid", tid},
-                           {"ts", ts},
-                           {"dur", 1},
-                           {"name", fn},
-                           {"cat", layerName(r.layer)},
-                           {"args", args}});
+        put({{"ph", "X"},
+             {"pid", 1},
+             {"tid", tid},
+             {"ts", ts},
+             {"dur", 1},
+             {"name", fn},
+             {"cat", layerName(r.layer)},
+             {"args", args}});
         // The event queue is the hand-off between threads: draw each post
         // to the read that picks it up.
         if (fn == "FWM_QUE_AsyWrite") {
           flows_.push_back(++flowId_);
-          events_.push_back({{"ph", "s"},
-                             {"pid", 1},
-                             {"tid", tid},
-                             {"ts", ts},
-                             {"id", flowId_},
-                             {"name", "queue"},
-                             {"cat", "queue"}});
+          put({{"ph", "s"},
+               {"pid", 1},
+               {"tid", tid},
+               {"ts", ts},
+               {"id", flowId_},
+               {"name", "queue"},
+               {"cat", "queue"}});
         } else if (fn == "FWM_QUE_AsyRead" && !flows_.empty()) {
-          events_.push_back({{"ph", "f"},
-                             {"bp", "e"},
-                             {"pid", 1},
-                             {"tid", tid},
-                             {"ts", ts},
-                             {"id", flows_.front()},
-                             {"name", "queue"},
-                             {"cat", "queue"}});
+          put({{"ph", "f"},
+               {"bp", "e"},
+               {"pid", 1},
+               {"tid", tid},
+               {"ts", ts},
+               {"id", flows_.front()},
+               {"name", "queue"},
+               {"cat", "queue"}});
           flows_.pop_front();
         }
         return;
@@ -110,8 +111,7 @@ class TimelineWriter : public TraceObserver {
       case TraceKind::Debug:
       case TraceKind::Note:
         noteRun(r, tid, ts);
-        events_.push_back(
-            {{"ph", "i"},
+        put({{"ph", "i"},
              {"s", "t"},
              {"pid", 1},
              {"tid", tid},
@@ -125,14 +125,14 @@ class TimelineWriter : public TraceObserver {
         counter(r.text, ts);
         json args = {{"text", r.text}};
         if (r.announce) args["announce"] = fwmtools::announceToJson(*r.announce);
-        events_.push_back({{"ph", "i"},
-                           {"s", "t"},
-                           {"pid", 1},
-                           {"tid", tid},
-                           {"ts", ts},
-                           {"name", r.text.substr(0, r.text.find(' '))},
-                           {"cat", "wire"},
-                           {"args", args}});
+        put({{"ph", "i"},
+             {"s", "t"},
+             {"pid", 1},
+             {"tid", tid},
+             {"ts", ts},
+             {"name", r.text.substr(0, r.text.find(' '))},
+             {"cat", "wire"},
+             {"args", args}});
         return;
       }
       case TraceKind::Ack:
@@ -140,14 +140,16 @@ class TimelineWriter : public TraceObserver {
         noteRun(r, tid, ts);
         json args = {{"text", r.text}};
         if (r.ack) args["announce"] = fwmtools::ackToJson(*r.ack);
-        events_.push_back({{"ph", "i"},
-                           {"s", "p"},
-                           {"pid", 1},
-                           {"tid", tid},
-                           {"ts", ts},
-                           {"name", r.kind == TraceKind::Ack ? "ack sent" : "ack received"},
-                           {"cat", "ack"},
-                           {"args", args}});
+        put({{"ph", "i"},
+             {"s", "p"},
+             {"pid", 1},
+             {"tid", tid},
+             {"ts", ts},
+             {"name", r.kind == TraceKind::PeerRx ? "ack received"
+                      : ackNotSent(r)             ? "ack not sent"
+                                                  : "ack sent"},
+             {"cat", "ack"},
+             {"args", args}});
         return;
       }
     }
@@ -155,10 +157,8 @@ class TimelineWriter : public TraceObserver {
 
   void end() override {
     for (auto &[tid, run] : runs_) flushRun(tid, run);
-    json doc = {{"traceEvents", events_}, {"displayTimeUnit", "ms"}};
-    const std::string text = doc.dump() + "\n";
-    bool ok = std::fwrite(text.data(), 1, text.size(), file_) == text.size();
-    ok = std::fclose(file_) == 0 && ok;
+    write("]}\n");
+    bool ok = std::fclose(file_) == 0 && written_;
     file_ = nullptr;
     if (!ok) error_ = fmt::format("--timeline {}: writing the file failed", path_);
   }
@@ -177,6 +177,16 @@ class TimelineWriter : public TraceObserver {
     bool active = false;
   };
 
+  void write(std::string_view text) {
+    written_ = std::fwrite(text.data(), 1, text.size(), file_) == text.size() && written_;
+  }
+
+  void put(const json &event) {
+    if (!first_) write(",");
+    first_ = false;
+    write(event.dump());
+  }
+
   uint64_t stamp(uint64_t timeMs) {
     if (timeMs != lastMs_) lastMs_ = timeMs, within_ = 0;
     return timeMs * 1000 + std::min<uint64_t>(within_++, 999);
@@ -187,9 +197,8 @@ class TimelineWriter : public TraceObserver {
     if (it != tids_.end()) return it->second;
     int tid = static_cast<int>(tids_.size()) + 1;
     tids_[thread] = tid;
-    events_.push_back({{"ph", "M"}, {"pid", 1}, {"tid", tid}, {"name", "thread_name"}, {"args", {{"name", thread}}}});
-    events_.push_back(
-        {{"ph", "M"}, {"pid", 1}, {"tid", tid}, {"name", "thread_sort_index"}, {"args", {{"sort_index", tid}}}});
+    put({{"ph", "M"}, {"pid", 1}, {"tid", tid}, {"name", "thread_name"}, {"args", {{"name", thread}}}});
+    put({{"ph", "M"}, {"pid", 1}, {"tid", tid}, {"name", "thread_sort_index"}, {"args", {{"sort_index", tid}}}});
     return tid;
   }
 
@@ -213,19 +222,19 @@ class TimelineWriter : public TraceObserver {
   void flushRun(int tid, Run &run) {
     if (!run.active) return;
     bool timer = run.thread.find("tmr") != std::string::npos || run.thread.find("timer") != std::string::npos;
-    events_.push_back({{"ph", "X"},
-                       {"pid", 1},
-                       {"tid", tid},
-                       {"ts", run.start},
-                       {"dur", run.last - run.start + 1},
-                       {"name", timer ? "tick" : "turn"},
-                       {"cat", "thread"}});
+    put({{"ph", "X"},
+         {"pid", 1},
+         {"tid", tid},
+         {"ts", run.start},
+         {"dur", run.last - run.start + 1},
+         {"name", timer ? "tick" : "turn"},
+         {"cat", "thread"}});
     run.active = false;
   }
 
   std::string path_, error_;
   std::FILE *file_;
-  json events_ = json::array();
+  bool first_ = true, written_ = true;
   std::map<std::string, int> tids_;
   std::map<int, Open> open_;
   std::map<int, Run> runs_;
@@ -250,7 +259,7 @@ class PcapObserver : public TraceObserver {
       lastUs_ = std::max(lastUs_ + 1, epochUs_ + r.timeMs * 1000);
       writer.write(lastUs_, r.bytes);
     }
-    if (r.kind != TraceKind::Ack || !r.ack) return;
+    if (r.kind != TraceKind::Ack || !r.ack || ackNotSent(r)) return;
     const uint64_t us = std::max(lastUs_ + 1, epochUs_ + r.timeMs * 1000);
     if (writer.writeAnnounce(us, r.ack->announce, r.frame.value_or(addr_))) lastUs_ = us;
   }

@@ -150,7 +150,7 @@ void SummaryObserver::record(const TraceRecord &r) {
       if (r.text.find("Fe module error") != std::string::npos) ++s_.feModuleErrors;
       break;
     case TraceKind::Ack:
-      ++s_.acks;
+      if (!ackNotSent(r)) ++s_.acks;
       break;
     case TraceKind::PeerRx:
       ++s_.peerReceived;

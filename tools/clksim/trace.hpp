@@ -62,7 +62,8 @@ struct TraceRecord {
   std::optional<uint32_t> result;
   std::vector<uint32_t> replyWords;
   std::vector<FieldValue> decoded;  // the reply's words as the engine defines them (measurement queries)
-  // Call: what it returned (none for a void function, or one still running at the end)
+  // Call: what it returned (none for a void function, or one still running at the end);
+  // Ack: what the send returned, when it failed
   std::optional<CallResult> returned;
   SourcePos pos;
   // Call with bytes / Ack / PeerRx
@@ -74,6 +75,11 @@ struct TraceRecord {
   // Wire: the announce the frame in `bytes` carries
   std::optional<fwmtools::Announce> announce;
 };
+
+// An acknowledgement whose send failed.
+inline bool ackNotSent(const TraceRecord &r) {
+  return r.kind == TraceKind::Ack && r.returned && r.returned->value != 0;
+}
 
 // "0", "-1", "&" or "NULL".
 std::string resultText(const CallResult &r);

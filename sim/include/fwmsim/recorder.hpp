@@ -38,7 +38,12 @@ class Recorder {
   void clear();
 
   // Called synchronously for each new event (clksim prints as things happen).
+  // While a sink is set the events stream to it and are not kept, here nor in
+  // the board's own histories (log lines, debug lines): a run of any length
+  // holds no more memory than a short one.
   void setSink(std::function<void(const Event &)> sink);
+  // Whether events are kept for inspection (on, and no sink).
+  bool keeping() const { return enabled() && !streaming_.load(std::memory_order_relaxed); }
 
   // Recording is on unless switched off (benchmarks measure without it).
   void setEnabled(bool on) { enabled_.store(on, std::memory_order_relaxed); }
@@ -49,6 +54,7 @@ class Recorder {
   std::vector<Event> events_;
   std::function<void(const Event &)> sink_;
   std::atomic<bool> enabled_{true};
+  std::atomic<bool> streaming_{false};
 };
 
 Recorder &recorder();
