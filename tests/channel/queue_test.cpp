@@ -2,7 +2,6 @@
 // every message's two channel blocks come back, whatever happens to it.
 #include <array>
 #include <cstring>
-#include <thread>
 #include <tuple>
 
 #include "channel_fixture.hpp"
@@ -199,33 +198,6 @@ TEST_F(QueueTest, EventRecordsWithoutHandlerAreSkipped) {
   EXPECT_THAT(gDelivered,
               ElementsAre(std::make_tuple(1u, 0x11u, 0x21u, kWorker), std::make_tuple(3u, 0x13u, 0x23u, kWorker)));
   EXPECT_THAT(callsOn(kWorker, mark), ElementsAre(waitCall()));
-}
-
-TEST_F(QueueTest, ConcurrentPostersKeepTheirOrder) {
-  constexpr uint32_t kPosters = 4;
-  constexpr uint32_t kEach = 200;
-  std::vector<std::thread> posters;
-  for (uint32_t p = 0; p < kPosters; ++p) {
-    posters.emplace_back([p] {
-      for (uint32_t i = 0; i < kEach; ++i) {
-        const uint32_t rec[2] = {p, i};
-        EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_SEND_ACK, rec, sizeof rec), 0u);
-      }
-    });
-  }
-  for (auto &t : posters) t.join();
-  fwmsim::clock().settle();
-
-  ASSERT_EQ(gHandled.size(), kPosters * kEach);
-  std::array<uint32_t, kPosters> next{};
-  for (const auto &h : gHandled) {
-    uint32_t rec[2];
-    ASSERT_EQ(h.data.size(), sizeof rec);
-    std::memcpy(rec, h.data.data(), sizeof rec);
-    ASSERT_LT(rec[0], kPosters);
-    EXPECT_EQ(rec[1], next[rec[0]]++);
-  }
-  EXPECT_EQ(channelBlocks(), blocks);
 }
 
 }  // namespace

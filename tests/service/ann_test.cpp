@@ -9,7 +9,6 @@ namespace {
 
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 
 constexpr uint32_t kUnit = 1;
 constexpr uint32_t kPort = 5;
@@ -92,135 +91,82 @@ void setAnnounceTx(const ClkSrvOrchIntf *orch, uint32_t enable) {
   ASSERT_EQ(orch->setPtpTxCtl(kUnit, kPort, &tx), 0u);
 }
 
-std::vector<uint8_t> txFieldBytes() {
-  ClkNpAnnFields f = fwmsim::engine().port(kUnit, kPort).txFields;
-  std::vector<uint8_t> out(sizeof f);
-  std::memcpy(out.data(), &f, sizeof f);
-  return out;
-}
-
-std::vector<uint8_t> expectedTxFields() {
-  std::vector<uint8_t> out(sizeof(ClkNpAnnFields), 0);
-  std::memcpy(out.data(), kAnnFieldsBody, sizeof kAnnFieldsBody);
-  return out;
-}
-
-constexpr std::string_view kWriteWhileOff[] = {
-    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",
-    "oda_1588_set_announce_field_tx(1, 5, &, &)",
-    "oda_1588_set_encap_flagfield(1, 5, 520)",
-};
-
-constexpr std::string_view kUnchangedWhileOn[] = {
-    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",
-    "oda_1588_get_announce_field_tx(1, 5, &, &)",
-};
-
+constexpr char kWriteWhileOff[] =
+    "get_pkt_tx_en(1, 5, 1, &); set_announce_field_tx(1, 5, &, &); set_encap_flagfield(1, 5, 520)";
+constexpr char kUnchangedWhileOn[] = "get_pkt_tx_en(1, 5, 1, &); get_announce_field_tx(1, 5, &, &)";
 // A changed body while transmitting: pause, write body and flag field, resume.
-constexpr std::string_view kChangedWhileOn[] = {
-    "oda_1588_get_pkt_tx_en(1, 5, 1, &)",      "oda_1588_get_announce_field_tx(1, 5, &, &)",
-    "oda_1588_set_pkt_tx_en(1, 5, 1, 0)",      "oda_1588_set_announce_field_tx(1, 5, &, &)",
-    "oda_1588_set_encap_flagfield(1, 5, 520)", "oda_1588_set_pkt_tx_en(1, 5, 1, 1)",
-};
+constexpr char kChangedWhileOn[] =
+    "get_pkt_tx_en(1, 5, 1, &); get_announce_field_tx(1, 5, &, &); set_pkt_tx_en(1, 5, 1, 0); "
+    "set_announce_field_tx(1, 5, &, &); set_encap_flagfield(1, 5, 520); set_pkt_tx_en(1, 5, 1, 1)";
+constexpr char kSetFailed[] = "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, ";
+constexpr char kReadFailed[] = "ERROR [FWM_SRV_CLK] GetAnnounceFieldTx failed, Ret=1";
+
+// The request, changed by `edit`, sent through the announce slot.
+template <class F>
+auto send(F edit) {
+  return [edit](const ClkSrvOrchIntf *o) {
+    ClkPtpAnnPkt a = annRequest();
+    edit(a);
+    return o->setPtpPortPkt(kUnit, kPort, &a);
+  };
+}
+const auto kSame = [](ClkPtpAnnPkt &) {};
 
 using AnnProgramming = fwmtest::ServiceTest;
 
-TEST_F(AnnProgramming, TransmissionOffWritesAtOnce) {
-  ClkPtpAnnPkt ann = annRequest();
-  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
-  EXPECT_EQ(engine(), strings(kWriteWhileOff));
-  EXPECT_EQ(txFieldBytes(), expectedTxFields());
-  fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
-  EXPECT_THAT(port.txFlags.flag, Each(1u));
-  EXPECT_EQ(port.flagField, 0x0208u);
-  EXPECT_THAT(lines(), IsEmpty());
-}
-
-TEST_F(AnnProgramming, TransmissionOnWritesOnlyAChangedBody) {
-  ClkPtpAnnPkt ann = annRequest();
-  ASSERT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
-  setAnnounceTx(orch, 1);
-
-  // Same body, new flag field: nothing written, the stream is not paused.
-  mark();
-  ann.flagField = 0x0008;
-  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
-  EXPECT_EQ(engine(), strings(kUnchangedWhileOn));
+TEST_F(AnnProgramming, TransmissionOffWritesAtOnceOnWritesOnlyAChangedBody) {
+  run({"Off", send(kSame), {}, 0, kWriteWhileOff, {}});
+  ClkNpAnnFields f = fwmsim::engine().port(kUnit, kPort).txFields;
+  std::vector<uint8_t> bytes(sizeof f), want(sizeof f, 0);
+  std::memcpy(bytes.data(), &f, sizeof f);
+  std::memcpy(want.data(), kAnnFieldsBody, sizeof kAnnFieldsBody);
+  EXPECT_EQ(bytes, want);
+  EXPECT_THAT(fwmsim::engine().port(kUnit, kPort).txFlags.flag, Each(1u));
   EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).flagField, 0x0208u);
 
-  mark();
-  ann = annRequest();
-  ann.stepsRemoved = 3;
-  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
-  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  // Same body, new flag field: nothing written, the stream is not paused.
+  setAnnounceTx(orch, 1);
+  run({"OnSame", send([](ClkPtpAnnPkt &a) { a.flagField = 0x0008; }), {}, 0, kUnchangedWhileOn, {}});
+  EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).flagField, 0x0208u);
+  run({"OnChanged", send([](ClkPtpAnnPkt &a) { a.stepsRemoved = 3; }), {}, 0, kChangedWhileOn, {}});
   fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
   // The read-back hands the engine flag words 0..9 set and word 10 clear.
   EXPECT_THAT(port.txReadFlags.flag, ElementsAre(1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0));
   EXPECT_EQ(port.txFields.stepsRemoved, 3u);
   EXPECT_EQ(port.txEnable[1], 1u);
-  EXPECT_THAT(lines(), IsEmpty());
+
+  // A failed read-back compares the request with a zero record: any non-zero
+  // body is written and the request fails, a zero body is equal.
+  const fwmtest::Fault readFails{"oda_1588_get_announce_field_tx", 1};
+  run({"ReadFails", send(kSame), {readFails}, 1, kChangedWhileOn,
+       {kReadFailed, kSetFailed + std::string("unit=1 port=5 ret=1"), kSetFailed + std::string("Ret=1")}});
+  run({"ReadFailsZero", [](auto o) { ClkPtpAnnPkt z{}; z.flagField = 8; return o->setPtpPortPkt(kUnit, kPort, &z); },
+       {readFails}, 0, kUnchangedWhileOn, {kReadFailed}});
 }
 
-// A failed read-back compares the request with a zero record.
-TEST_F(AnnProgramming, FailedReadBackWritesAnyNonZeroBodyAndFails) {
-  ClkPtpAnnPkt ann = annRequest();
-  ASSERT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0u);
-  setAnnounceTx(orch, 1);
-  mark();
-  fwmsim::faults().inject("oda_1588_get_announce_field_tx", 1);
-  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 1u);
-  EXPECT_EQ(engine(), strings(kChangedWhileOn));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetAnnounceFieldTx failed, Ret=1",
-                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, unit=1 port=5 ret=1",
-                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, Ret=1"));
-
-  mark();  // a zero body is then equal: nothing is written and the request succeeds
-  fwmsim::faults().inject("oda_1588_get_announce_field_tx", 1);
-  ClkPtpAnnPkt zero{};
-  zero.flagField = 0x0008;
-  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &zero), 0u);
-  EXPECT_EQ(engine(), strings(kUnchangedWhileOn));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetAnnounceFieldTx failed, Ret=1"));
-}
-
-// Transmission is resumed even when the pause and the write failed.
+// Transmission is resumed even when the pause and the write failed; a failed
+// enable read takes the unconditional path.
 TEST_F(AnnProgramming, ResumeFollowsAFailedPauseAndWriteAndAFailedEnableReadWritesAtOnce) {
   setAnnounceTx(orch, 1);
-  mark();
-  fwmsim::faults().inject("oda_1588_set_pkt_tx_en", 1);
-  fwmsim::faults().inject("oda_1588_set_encap_flagfield", 2);
-  ClkPtpAnnPkt ann = annRequest();
-  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 0xFFFFFFFFu);
-  EXPECT_EQ(engine(), strings(kChangedWhileOn));
+  run({"PauseFails", send(kSame), {{"oda_1588_set_pkt_tx_en", 1}, {"oda_1588_set_encap_flagfield", 2}}, 0xFFFFFFFFu,
+       kChangedWhileOn,
+       {"ERROR [FWM_SRV_CLK] SetPtpPortPkt failed, Ret=4294967294",
+        kSetFailed + std::string("unit=1 port=5 ret=4294967295"), kSetFailed + std::string("Ret=4294967295")}});
   EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).txEnable[1], 1u);
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPortPkt failed, Ret=4294967294",
-                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, unit=1 port=5 ret=4294967295",
-                                   "ERROR [FWM_SRV_CLK] SetAnnPortPkt failed, Ret=4294967295"));
-
-  // A failed enable read takes the unconditional path.
-  mark();
-  fwmsim::faults().clear();
-  fwmsim::faults().inject("oda_1588_get_pkt_tx_en", 1);
-  EXPECT_EQ(orch->setPtpPortPkt(kUnit, kPort, &ann), 1u);
-  EXPECT_EQ(engine(), strings(kWriteWhileOff));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpPortPktProc failed, Ret=1"));
+  run({"EnableReadFails", send(kSame), {{"oda_1588_get_pkt_tx_en", 1}}, 1, kWriteWhileOff,
+       {"ERROR [FWM_SRV_CLK] SetPtpPortPktProc failed, Ret=1"}});
 }
 
 TEST_F(AnnProgramming, ClearWritesTheChangeAlarmAndReadClearsTheReceivedFields) {
   ClkNpAnnFields rx{};
   rx.stepsRemoved = 4;
   fwmsim::engine().setRxAnnounce(kUnit, kPort, rx);
-  EXPECT_EQ(orch->setPtpAnnClr(kUnit, kPort), 0u);
-  EXPECT_THAT(engine(),
-              ElementsAre("oda_1588_set_announce_alarm(1, 5, 0, 1)", "oda_1588_get_announce_field_rx(1, 5, 1, &, &)"));
+  const auto clear = [](const ClkSrvOrchIntf *o) { return o->setPtpAnnClr(kUnit, kPort); };
+  const char *calls = "set_announce_alarm(1, 5, 0, 1); get_announce_field_rx(1, 5, 1, &, &)";
+  run({"Clear", clear, {}, 0, calls, {}});
   EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).rxFields.stepsRemoved, 0u);
-
-  mark();
-  fwmsim::faults().inject("oda_1588_set_announce_alarm", 1);
-  EXPECT_EQ(orch->setPtpAnnClr(kUnit, kPort), 1u);
-  EXPECT_THAT(engine(),
-              ElementsAre("oda_1588_set_announce_alarm(1, 5, 0, 1)", "oda_1588_get_announce_field_rx(1, 5, 1, &, &)"));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] SetPtpAnnClr failed, ret = 1"));
+  run({"ClearFails", clear, {{"oda_1588_set_announce_alarm", 1}}, 1, calls,
+       {"ERROR [FWM_SRV_CLK] SetPtpAnnClr failed, ret = 1"}});
 }
 
 }  // namespace

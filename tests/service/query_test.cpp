@@ -10,17 +10,10 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 // Every slot that takes a record refuses a null one before any engine call.
-struct NullCase {
-  const char *line;
-  uint32_t (*call)(const ClkSrvOrchIntf *);
-};
-
-#define N(slot, ...)                                                                                  \
-  {                                                                                                   \
-    "ERROR [FWM_SRV] " #slot ", null pointer", [](const ClkSrvOrchIntf *o) { return o->__VA_ARGS__; } \
-  }
+#define N(slot, ...) \
+  { #slot, [](auto o) { return o->__VA_ARGS__; }, {}, 1, "", {"ERROR [FWM_SRV] " #slot ", null pointer"} }
 // clang-format off
-const NullCase kNullCases[] = {
+const fwmtest::Step kNullCases[] = {
     N(SetPtpGlbCfg, setPtpGlbCfg(nullptr)), N(SetPtpPortCfg, setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr)),
     N(SetPtpPktEncap, setPtpPktEncap(0, 1, 2, nullptr)), N(SetPtpRxCtl, setPtpRxCtl(0, 1, nullptr)),
     N(SetPtpTxCtl, setPtpTxCtl(0, 1, nullptr)), N(SetPtpRxSrcPortId, setPtpRxSrcPortId(0, 1, nullptr)),
@@ -33,12 +26,7 @@ const NullCase kNullCases[] = {
 using NullRequest = fwmtest::ServiceTest;
 
 TEST_F(NullRequest, EverySlotRefusesWithItsLineAndNoEngineCall) {
-  for (const NullCase &c : kNullCases) {
-    mark();
-    EXPECT_EQ(c.call(orch), 1u) << c.line;
-    EXPECT_THAT(engine(), IsEmpty()) << c.line;
-    EXPECT_THAT(lines(), ElementsAre(c.line));
-  }
+  for (const fwmtest::Step &s : kNullCases) run(s);
 }
 
 constexpr uint32_t kUnit = 1;

@@ -2,9 +2,8 @@
 // does: only through the slots it received.
 #pragma once
 
-#include <span>
+#include <functional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "fwmclk/fwmclk.h"
@@ -12,7 +11,23 @@
 
 namespace fwmtest {
 
-using Golden = std::span<const std::string_view>;
+// Faults for one row: `fn` fails `code` once, after `skip` good calls.
+struct Fault {
+  const char *fn;
+  uint32_t code;
+  int skip = 0;
+};
+
+// One call through the slots: what it answers, the engine-driver calls it
+// makes ("; "-separated, without the "oda_1588_" prefix) and the lines it logs.
+struct Step {
+  const char *name;
+  std::function<uint32_t(const ClkSrvOrchIntf *)> call;
+  std::vector<Fault> faults;
+  uint32_t ret;
+  std::string calls;
+  std::vector<std::string> lines;
+};
 
 class ServiceTest : public BoardTest {
  protected:
@@ -50,10 +65,7 @@ class ServiceTest : public BoardTest {
     return out;
   }
 
-  static std::vector<std::string> strings(Golden g) { return {g.begin(), g.end()}; }
-
-  // The engine-driver calls since the mark as one line, "; "-separated and
-  // without the common "oda_1588_" prefix: one golden row per request.
+  // The engine-driver calls since the mark as one line: one golden row per request.
   std::string calls() const {
     std::string out;
     for (std::string c : engine()) {
@@ -61,6 +73,16 @@ class ServiceTest : public BoardTest {
       out += (out.empty() ? "" : "; ") + c;
     }
     return out;
+  }
+
+  // Runs one row from a fresh mark with its faults armed.
+  void run(const Step &s) {
+    fwmsim::faults().clear();
+    for (const Fault &f : s.faults) fwmsim::faults().inject(f.fn, f.code, 1, f.skip);
+    mark();
+    EXPECT_EQ(s.call(orch), s.ret) << s.name;
+    EXPECT_EQ(calls(), s.calls) << s.name;
+    EXPECT_EQ(lines(), s.lines) << s.name;
   }
 
   const ClkSrvOrchIntf *orch = nullptr;
