@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstring>
 #include <thread>
+#include <tuple>
 
 #include "fwmclk/fwmclk.h"
 #include "fwmsim/channel.hpp"
@@ -88,42 +89,22 @@ ClkNpAnnFields grandmaster() {
   return f;
 }
 
-void put16(std::vector<uint8_t> &b, size_t at, uint16_t v) {
-  b[at] = static_cast<uint8_t>(v);
-  b[at + 1] = static_cast<uint8_t>(v >> 8);
-}
-void put32(std::vector<uint8_t> &b, size_t at, uint32_t v) {
-  for (int i = 0; i < 4; ++i) b[at + static_cast<size_t>(i)] = static_cast<uint8_t>(v >> (8 * i));
-}
-
 // The acknowledgement as the peer must receive it: 4 zero bytes, then the
 // announce information record with the message image in host byte order.
 std::vector<uint8_t> expectedAck(uint32_t ifIndex, const ClkNpAnnFields &f) {
   std::vector<uint8_t> m(100, 0);
-  const size_t r = 4;  // the record starts after the 4 zero bytes
-  put32(m, r + 0, ifIndex);
-  put32(m, r + 4, 96);
-  m[r + 9] = 11;
-  m[r + 11] = 2;
-  put16(m, r + 12, 64);
-  m[r + 14] = f.domainNumber;
-  m[r + 16] = static_cast<uint8_t>(f.flagField >> 8);
-  m[r + 17] = static_cast<uint8_t>(f.flagField);
-  put32(m, r + 40, f.sourceClockIdentityLow);
-  put32(m, r + 44, f.sourceClockIdentityHigh);
-  put16(m, r + 48, static_cast<uint16_t>(f.sourcePortNumber));
-  m[r + 52] = 5;
-  m[r + 53] = f.logMessageInterval;
-  put16(m, r + 66, static_cast<uint16_t>(f.currentUtcOffset));
-  m[r + 69] = static_cast<uint8_t>(f.grandmasterPriority1);
-  m[r + 70] = static_cast<uint8_t>(f.clockClass);
-  m[r + 71] = static_cast<uint8_t>(f.clockAccuracy);
-  put16(m, r + 72, static_cast<uint16_t>(f.offsetScaledLogVariance));
-  m[r + 74] = static_cast<uint8_t>(f.grandmasterPriority2);
-  put32(m, r + 80, f.grandmasterIdentityLow);
-  put32(m, r + 84, f.grandmasterIdentityHigh);
-  put16(m, r + 88, static_cast<uint16_t>(f.stepsRemoved));
-  m[r + 90] = static_cast<uint8_t>(f.timeSource);
+  // (offset in the record, which starts after the 4 zero bytes; width; value)
+  // clang-format off
+  const std::initializer_list<std::tuple<size_t, int, int64_t>> fields = {
+      {0, 4, ifIndex}, {4, 4, 96}, {9, 1, 11}, {11, 1, 2}, {12, 2, 64}, {14, 1, f.domainNumber},
+      {16, 1, f.flagField >> 8}, {17, 1, f.flagField & 0xFF}, {40, 4, f.sourceClockIdentityLow},
+      {44, 4, f.sourceClockIdentityHigh}, {48, 2, f.sourcePortNumber}, {52, 1, 5}, {53, 1, f.logMessageInterval},
+      {66, 2, f.currentUtcOffset}, {69, 1, f.grandmasterPriority1}, {70, 1, f.clockClass}, {71, 1, f.clockAccuracy},
+      {72, 2, f.offsetScaledLogVariance}, {74, 1, f.grandmasterPriority2}, {80, 4, f.grandmasterIdentityLow},
+      {84, 4, f.grandmasterIdentityHigh}, {88, 2, f.stepsRemoved}, {90, 1, f.timeSource}};
+  // clang-format on
+  for (const auto &[at, width, v] : fields)
+    for (int i = 0; i < width; ++i) m[4 + at + static_cast<size_t>(i)] = static_cast<uint8_t>(v >> (8 * i));
   return m;
 }
 
@@ -306,9 +287,12 @@ TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {
       expected.push_back("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to " + reason +
                          ".)\r\n");
   }
-  std::vector<std::string> reports;
-  for (auto &t : fwmsim::registry().printedTexts()) reports.push_back(t.substr(20));  // without the time
-  EXPECT_EQ(reports, expected);
+  const auto reports = [] {
+    std::vector<std::string> out;
+    for (auto &t : fwmsim::registry().printedTexts()) out.push_back(t.substr(20));  // without the time
+    return out;
+  };
+  EXPECT_EQ(reports(), expected);
   EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_NONE);
   EXPECT_FALSE(peer.pending());
   // A change whose fields cannot be read: reported by the adapter, the entry and the supervision.
@@ -318,9 +302,7 @@ TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {
   for (const char *reason : {"[1588]get announce field rx", "NP_1588_GetAnnounceFieldRx", "NP_1588_GetAnnounceFieldRx"})
     expected.push_back("Fe module error. (ErrCode=0xFFFFFFFE, Slot=1/3, Unit=0, Port=3, Reason=Failed to " +
                        std::string(reason) + ".)\r\n");
-  reports.clear();
-  for (auto &t : fwmsim::registry().printedTexts()) reports.push_back(t.substr(20));
-  EXPECT_EQ(reports, expected);
+  EXPECT_EQ(reports(), expected);
 }
 
 TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {
@@ -330,11 +312,9 @@ TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {
   EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=6"));
   configure(0, 3, 1, 1);
   EXPECT_NE(g_clkAnndetectTmr, 0u);
-  EXPECT_THAT(fwmsim::recorder().texts("orin"), Contains("ORIN_ReltmrCbkStart(&, 0x" + [] {
-                char b[16];
-                std::snprintf(b, sizeof b, "%X", FWM_SRV_BKF_GetMemHdl());
-                return std::string(b);
-              }() + ", 500, 0, 0x0, 1, &)"));
+  EXPECT_THAT(
+      fwmsim::recorder().texts("orin"),
+      Contains("ORIN_ReltmrCbkStart(&, " + fwmsim::arg(fwmsim::Hex{FWM_SRV_BKF_GetMemHdl()}) + ", 500, 0, 0x0, 1, &)"));
 }
 
 TEST_F(Supervision, StartAndStopAreIdempotent) {

@@ -115,7 +115,7 @@ const auto kSame = [](ClkPtpAnnPkt &) {};
 using AnnProgramming = fwmtest::ServiceTest;
 
 TEST_F(AnnProgramming, TransmissionOffWritesAtOnceOnWritesOnlyAChangedBody) {
-  run({"Off", send(kSame), {}, 0, kWriteWhileOff, {}});
+  run("Off", send(kSame), {}, 0, kWriteWhileOff, {});
   ClkNpAnnFields f = fwmsim::engine().port(kUnit, kPort).txFields;
   std::vector<uint8_t> bytes(sizeof f), want(sizeof f, 0);
   std::memcpy(bytes.data(), &f, sizeof f);
@@ -126,9 +126,9 @@ TEST_F(AnnProgramming, TransmissionOffWritesAtOnceOnWritesOnlyAChangedBody) {
 
   // Same body, new flag field: nothing written, the stream is not paused.
   setAnnounceTx(orch, 1);
-  run({"OnSame", send([](ClkPtpAnnPkt &a) { a.flagField = 0x0008; }), {}, 0, kUnchangedWhileOn, {}});
+  run("OnSame", send([](ClkPtpAnnPkt &a) { a.flagField = 0x0008; }), {}, 0, kUnchangedWhileOn, {});
   EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).flagField, 0x0208u);
-  run({"OnChanged", send([](ClkPtpAnnPkt &a) { a.stepsRemoved = 3; }), {}, 0, kChangedWhileOn, {}});
+  run("OnChanged", send([](ClkPtpAnnPkt &a) { a.stepsRemoved = 3; }), {}, 0, kChangedWhileOn, {});
   fwmsim::OdaPort port = fwmsim::engine().port(kUnit, kPort);
   // The read-back hands the engine flag words 0..9 set and word 10 clear.
   EXPECT_THAT(port.txReadFlags.flag, ElementsAre(1, 1, 1, 1, 1, 1, 1, 1, 1, 1, 0));
@@ -138,23 +138,26 @@ TEST_F(AnnProgramming, TransmissionOffWritesAtOnceOnWritesOnlyAChangedBody) {
   // A failed read-back compares the request with a zero record: any non-zero
   // body is written and the request fails, a zero body is equal.
   const fwmtest::Fault readFails{"oda_1588_get_announce_field_tx", 1};
-  run({"ReadFails", send(kSame), {readFails}, 1, kChangedWhileOn,
-       {kReadFailed, kSetFailed + std::string("unit=1 port=5 ret=1"), kSetFailed + std::string("Ret=1")}});
-  run({"ReadFailsZero", [](auto o) { ClkPtpAnnPkt z{}; z.flagField = 8; return o->setPtpPortPkt(kUnit, kPort, &z); },
-       {readFails}, 0, kUnchangedWhileOn, {kReadFailed}});
+  run("ReadFails", send(kSame), {readFails}, 1, kChangedWhileOn,
+      {kReadFailed, kSetFailed + std::string("unit=1 port=5 ret=1"), kSetFailed + std::string("Ret=1")});
+  run("ReadFailsZero", send([](ClkPtpAnnPkt &a) {
+        a = ClkPtpAnnPkt{};
+        a.flagField = 8;
+      }),
+      {readFails}, 0, kUnchangedWhileOn, {kReadFailed});
 }
 
 // Transmission is resumed even when the pause and the write failed; a failed
 // enable read takes the unconditional path.
 TEST_F(AnnProgramming, ResumeFollowsAFailedPauseAndWriteAndAFailedEnableReadWritesAtOnce) {
   setAnnounceTx(orch, 1);
-  run({"PauseFails", send(kSame), {{"oda_1588_set_pkt_tx_en", 1}, {"oda_1588_set_encap_flagfield", 2}}, 0xFFFFFFFFu,
-       kChangedWhileOn,
-       {"ERROR [FWM_SRV_CLK] SetPtpPortPkt failed, Ret=4294967294",
-        kSetFailed + std::string("unit=1 port=5 ret=4294967295"), kSetFailed + std::string("Ret=4294967295")}});
+  run("PauseFails", send(kSame), {{"oda_1588_set_pkt_tx_en", 1}, {"oda_1588_set_encap_flagfield", 2}}, 0xFFFFFFFFu,
+      kChangedWhileOn,
+      {"ERROR [FWM_SRV_CLK] SetPtpPortPkt failed, Ret=4294967294",
+       kSetFailed + std::string("unit=1 port=5 ret=4294967295"), kSetFailed + std::string("Ret=4294967295")});
   EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).txEnable[1], 1u);
-  run({"EnableReadFails", send(kSame), {{"oda_1588_get_pkt_tx_en", 1}}, 1, kWriteWhileOff,
-       {"ERROR [FWM_SRV_CLK] SetPtpPortPktProc failed, Ret=1"}});
+  run("EnableReadFails", send(kSame), {{"oda_1588_get_pkt_tx_en", 1}}, 1, kWriteWhileOff,
+      {"ERROR [FWM_SRV_CLK] SetPtpPortPktProc failed, Ret=1"});
 }
 
 TEST_F(AnnProgramming, ClearWritesTheChangeAlarmAndReadClearsTheReceivedFields) {
@@ -163,10 +166,10 @@ TEST_F(AnnProgramming, ClearWritesTheChangeAlarmAndReadClearsTheReceivedFields) 
   fwmsim::engine().setRxAnnounce(kUnit, kPort, rx);
   const auto clear = [](const ClkSrvOrchIntf *o) { return o->setPtpAnnClr(kUnit, kPort); };
   const char *calls = "set_announce_alarm(1, 5, 0, 1); get_announce_field_rx(1, 5, 1, &, &)";
-  run({"Clear", clear, {}, 0, calls, {}});
+  run("Clear", clear, {}, 0, calls, {});
   EXPECT_EQ(fwmsim::engine().port(kUnit, kPort).rxFields.stepsRemoved, 0u);
-  run({"ClearFails", clear, {{"oda_1588_set_announce_alarm", 1}}, 1, calls,
-       {"ERROR [FWM_SRV_CLK] SetPtpAnnClr failed, ret = 1"}});
+  run("ClearFails", clear, {{"oda_1588_set_announce_alarm", 1}}, 1, calls,
+      {"ERROR [FWM_SRV_CLK] SetPtpAnnClr failed, ret = 1"});
 }
 
 }  // namespace

@@ -98,11 +98,11 @@ TEST_F(PortCfg, MakesTheGoldenCallsAndClearsTheStateFlag) {
 // made last, which is reported alone and rolls nothing back. Then the global
 // setting (unit 0, the slave port twice), the asymmetry whose sign selects the
 // control, and the SSM receive switch passed unchanged.
+// clang-format off
 #define CFG(en) [](auto o) { ClkPtpPortCfg c = portCfg(en, 9, 1); return o->setPtpPortCfg(kUnit, kPort, kNoTarget, &c); }
 #define ASYM(v) [](auto o) { ClkPtpPortAsym a{v}; return o->setPtpPortAsym(kUnit, kPort, &a); }
 #define SSM [](auto o) { ClkSsmPortCfg s{{0xAAAAAAAAu, 0xBBBBBBBBu}, 3}; return o->setSsmPortCfg(kUnit, kPort, &s); }
 constexpr char kPortCfgFailed[] = "ERROR [FWM_SRV_CLK] SetPtpPortCfg failed, Ret=";
-// clang-format off
 const Step kSteps[] = {
     {"StateFails", CFG(1), {{"oda_1588_set_ptp_state", 3}}, 0xFFFFFFFCu, kOnSlave, {kMira, "ERROR [FWM_SRV_CLK] SetPtpPortCfg1 failed, Ret=4294967292", kPortCfgFailed + std::string("4294967292")}},
     {"ThreeFail", CFG(0), {{"oda_1588_set_encap_sport_identity_rx", 1}, {"oda_1588_set_announce_timeout", 2}, {"oda_1588_set_port_en", 5}}, 0xFFFFFFFFu, kOffSlave,
@@ -135,7 +135,7 @@ TEST_F(PortCfg, FailuresAreOredAndTheSmallerSettings) {
 TEST_F(PortCfg, MiraHookGoesOnWithoutAPortNode) {
   fwmsim::memory().failAllocation(1);
   ClkPtpPortCfg cfg = portCfg(1, 9, 1);
-  run({"NoNode", [&](auto o) { return o->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg); }, {}, 0, kOnSlave, {kMira}});
+  run("NoNode", [&](auto o) { return o->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg); }, {}, 0, kOnSlave, {kMira});
   EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(kUnit, kPort), nullptr);
   EXPECT_NE(g_clkAnndetectTmr, 0u);
   EXPECT_NE(g_FwmSrvBkfThreadId, 0u);
@@ -155,7 +155,7 @@ class NonMiraBoard : public fwmtest::ServiceTest {
 
 TEST_F(NonMiraBoard, HookStaysSilent) {
   ClkPtpPortCfg cfg = portCfg(1, 9, 1);
-  run({"NonMira", [&](auto o) { return o->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg); }, {}, 0, kOnSlave, {}});
+  run("NonMira", [&](auto o) { return o->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg); }, {}, 0, kOnSlave, {});
 }
 
 }  // namespace

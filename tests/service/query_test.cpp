@@ -10,8 +10,10 @@ using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 // Every slot that takes a record refuses a null one before any engine call.
-#define N(slot, ...) \
-  { #slot, [](auto o) { return o->__VA_ARGS__; }, {}, 1, "", {"ERROR [FWM_SRV] " #slot ", null pointer"} }
+#define N(slot, ...)                                                                                       \
+  {                                                                                                        \
+#slot, [](auto o) { return o->__VA_ARGS__; }, {}, 1, "", { "ERROR [FWM_SRV] " #slot ", null pointer" } \
+  }
 // clang-format off
 const fwmtest::Step kNullCases[] = {
     N(SetPtpGlbCfg, setPtpGlbCfg(nullptr)), N(SetPtpPortCfg, setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr)),

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fwmclk/fwmclk.h"
@@ -83,6 +84,11 @@ class ServiceTest : public BoardTest {
     EXPECT_EQ(s.call(orch), s.ret) << s.name;
     EXPECT_EQ(calls(), s.calls) << s.name;
     EXPECT_EQ(lines(), s.lines) << s.name;
+  }
+
+  void run(const char *name, std::function<uint32_t(const ClkSrvOrchIntf *)> call, std::vector<Fault> faults,
+           uint32_t ret, std::string calls, std::vector<std::string> lines) {
+    run(Step{name, std::move(call), std::move(faults), ret, std::move(calls), std::move(lines)});
   }
 
   const ClkSrvOrchIntf *orch = nullptr;
