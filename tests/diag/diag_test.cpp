@@ -1,6 +1,11 @@
-// The diagnostic log's delivery to the agent and its failure reports.
+// The log agent: adoption, the start-up task's waits and retries on the board
+// clock, master address updates and release; the diagnostic log's delivery and
+// its failure reports; registration with the debug framework and the
+// time-stamped debug print.
 #include <array>
 #include <cstring>
+#include <thread>
+#include <tuple>
 
 #include "fwmclk/fwmclk.h"
 #include "testkit.hpp"
@@ -9,6 +14,109 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+
+class Agent : public fwmtest::BoardTest {
+ protected:
+  // Calls of the agent task, without the log path's own traffic.
+  static std::vector<std::string> taskCalls() {
+    std::vector<std::string> out;
+    for (const auto &e : fwmsim::recorder().events())
+      if (e.thread != "host" && e.text.rfind("IM_Agent_AddPara", 0) != 0 &&
+          e.text.rfind("IM_Agent_ObjCreate", 0) != 0 && e.text.rfind("IM_Agent_Send", 0) != 0)
+        out.push_back(e.text);
+    return out;
+  }
+};
+
+TEST_F(Agent, AdoptsTheProcessAgentWithoutATask) {
+  fwmsim::agent().existingHandle = 0x77;
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentInit(), 0u);
+  EXPECT_EQ(g_clkSrvImAgentHandle, 0x77u);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentIsInitOk(), 1u);
+  EXPECT_THAT(fwmsim::recorder().texts("orin"), IsEmpty());
+  FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "at once");
+  EXPECT_THAT(fwmtest::agentLines(), ElementsAre("MSG at once"));
+}
+
+TEST_F(Agent, StartupTaskWaitsForAddressesAndRetriesOnTheBoardClock) {
+  // Memory order of the address bytes: 0A 00 00 01.
+  const uint8_t selfBytes[4] = {0x0A, 0x00, 0x00, 0x01};
+  std::memcpy(&fwmsim::board().selfIp.address, selfBytes, 4);
+  fwmsim::board().selfIp.unknownQueries = 1;
+  fwmsim::board().selfIp.failedQueries = 1;
+  fwmsim::board().masterIp.unknownQueries = 1;
+  fwmsim::agent().initFailures = 1;
+  std::thread(fwmtest::dirtyStack).join();  // the task thread may inherit this stack
+
+  ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentInit(), 0u);
+  EXPECT_NE(g_clkSrvImAgentTaskId, 0u);
+  // t=2 s: own address unknown; t=7: query fails; t=12: known, agent refused;
+  // t=14: agent created; t=16: master unknown; t=18: master set.
+  fwmsim::clock().advance(13999);
+  EXPECT_EQ(g_clkSrvImAgentHandle, 0u);
+  fwmsim::clock().advance(1);
+  EXPECT_EQ(g_clkSrvImAgentHandle, 0x00A6E001u);
+  EXPECT_EQ(fwmsim::agent().mainBoardIp(), 0u);
+  fwmsim::clock().advance(4000);
+
+  EXPECT_THAT(taskCalls(),
+              ElementsAre("sleep(2)", "DEVM_GetSelfBoardIp(&)", "sleep(5)", "DEVM_GetSelfBoardIp(&)", "sleep(5)",
+                          "DEVM_GetSelfBoardIp(&)", "IM_Agent_Init(&)", "sleep(2)", "DEVM_GetSelfBoardIp(&)",
+                          "IM_Agent_Init(&)", "sleep(2)", "DEVM_GetMasterBoardIp(&)", "sleep(2)",
+                          "DEVM_GetMasterBoardIp(&)", "IM_Agent_SetMainBoardIP(0xA6E001, 0xFE00000A)"));
+  EXPECT_EQ(fwmsim::agent().mainBoardIp(), 0xFE00000Au);
+
+  auto rec = fwmsim::agent().lastInitRecord();
+  ASSERT_EQ(rec.size(), sizeof(ClkImAgentInitPara));
+  // Every byte, the reserved ones zero although the task's stack was dirty.
+  ClkImAgentInitPara want;
+  std::memset(&want, 0, sizeof want);
+  std::strcpy(want.name, "srv clk log");
+  want.memAlloc = &FWM_SRV_ORCH_CLK_ImAgentMemAlloc;
+  want.memFree = &FWM_SRV_ORCH_CLK_ImAgentMemFree;
+  want.logTrace = &FWM_SRV_ORCH_CLK_ImAgentLogTrace;
+  want.getSysTime = &FWM_SRV_ORCH_CLK_ImAgentGetSysTime;
+  want.value64 = 1000;
+  const uint8_t ip[4] = {0x01, 0x00, 0x00, 0x0A};
+  std::memcpy(&want.selfIp, ip, 4);
+  EXPECT_EQ(rec, std::vector<uint8_t>(reinterpret_cast<uint8_t *>(&want), reinterpret_cast<uint8_t *>(&want + 1)));
+}
+
+TEST_F(Agent, EachUpdateRequestSetsTheMasterAddressOnce) {
+  fwmtest::adoptAgent(0x55);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateMasterIp(), 0u);
+  uint32_t first = g_clkSrvImAgentUpdateMasterIpTaskId;
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateMasterIp(), 0u);
+  EXPECT_NE(g_clkSrvImAgentUpdateMasterIpTaskId, first);
+  fwmsim::clock().settle();
+  EXPECT_THAT(fwmsim::recorder().texts("agent"),
+              ElementsAre("IM_Agent_GetHandle()", "IM_Agent_SetMainBoardIP(0x55, 0xFE00000A)",
+                          "IM_Agent_SetMainBoardIP(0x55, 0xFE00000A)"));
+  // A failure is returned, not retried.
+  fwmsim::faults().inject("IM_Agent_SetMainBoardIP", 9);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentSetMasterIp(), 9u);
+  EXPECT_EQ(fwmsim::recorder().texts("agent").size(), 4u);
+}
+
+// A task that cannot be created: its result returned, no handle; release
+// calls the agent only when there is one.
+TEST_F(Agent, TaskFailureAndReleaseOnlyWhenThereIsAnAgent) {
+  fwmsim::faults().inject("ORIN_TaskCreate", 0x30);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentInit(), 0x30u);
+  EXPECT_EQ(g_clkSrvImAgentHandle, 0u);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUnInit(), 0u);
+  EXPECT_THAT(fwmsim::recorder().texts("agent"), ElementsAre("IM_Agent_GetHandle()"));  // none to release
+
+  fwmtest::adoptAgent(0x66);
+  fwmsim::faults().inject("IM_Agent_UnInit", 3);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUnInit(), 3u);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentIsInitOk(), 1u);
+
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUnInit(), 0u);
+  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentIsInitOk(), 0u);
+  FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "after release");
+  EXPECT_THAT(fwmsim::agent().delivered(), IsEmpty());
+}
 
 constexpr uint32_t kHandle = 0x00A6E0F0u;
 
@@ -205,6 +313,88 @@ TEST(AgentCallbacks, SystemTimeIsCopiedFieldByField) {
   std::memset(&t, 0xAA, sizeof t);
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentGetSysTime(&t), 0u);
   EXPECT_EQ(fields(t), Fields{});
+}
+
+class DebugPrint : public fwmtest::BoardTest {
+ protected:
+  void SetUp() override {
+    BoardTest::SetUp();
+    fwmtest::adoptAgent();
+    g_clkSrvImAgentDiagSwitch[FWM_CLK_LOG_INFO] = 1;
+  }
+};
+
+struct Registration {
+  friend void PrintTo(const Registration &r, std::ostream *os) { *os << r.name; }
+  const char *name;
+  void (*arrange)();
+  const char *line;  // the line after "Start register CLK FWM_SRV_CLK..."
+  bool registered;
+};
+
+class DebugRegistration : public DebugPrint, public ::testing::WithParamInterface<Registration> {};
+
+TEST_P(DebugRegistration, RegistersOrSaysWhyNot) {
+  const Registration &r = GetParam();
+  r.arrange();
+  (void)FWM_SRV_CLK_InitDbg();
+  EXPECT_THAT(fwmtest::agentLines(), ElementsAre("INFO Start register CLK FWM_SRV_CLK...", r.line));
+  EXPECT_EQ(g_clkFwmSrvDbgId != 0xFFFFFFFFu, r.registered);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Framework, DebugRegistration, ::testing::Values(
+    Registration{"Success", [] {}, "INFO clk FWM_SRV_CLK registered success", true},
+    Registration{"LookupFails", [] { fwmsim::faults().inject("COMP_GetVTable", 12); }, "ERROR get frm debug funvtabl failed, ret=12", false},
+    Registration{"NoTable", [] { fwmsim::registry().debugTable = false; }, "ERROR null pointer g_clkFwmSrvDbgFunVtbl", false},
+    Registration{"NoModuleReg", [] { fwmsim::registry().moduleRegEntry = false; }, "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", false},
+    Registration{"ModuleRegRefuses", [] { fwmsim::registry().moduleRegResult = 1; }, "ERROR null pointer g_clkFwmSrvDbgFunVtbl->moduleReg", false}),
+    [](const auto &tp) { return std::string(tp.param.name); });
+// clang-format on
+
+TEST_F(DebugPrint, SecondRegistrationLeavesTheFrameworkAlone) {
+  (void)FWM_SRV_CLK_InitDbg();
+  size_t mark = fwmsim::recorder().mark();
+  (void)FWM_SRV_CLK_InitDbg();
+  EXPECT_THAT(fwmtest::callsSince(mark, "comp"), IsEmpty());
+  EXPECT_THAT(fwmtest::callsSince(mark, "debug"), IsEmpty());
+  EXPECT_EQ(fwmtest::agentLines().back(), "INFO clk FWM_SRV_CLK has been registered, g_clkFwmSrvDbgId=17");
+}
+
+TEST_F(DebugPrint, NothingReachesTheFrameworkBeforeRegistration) {
+  FWM_SRV_CLK_PrintDbg(2, "[CLK_NP] GetTimestamp, null pointer");
+  EXPECT_THAT(fwmsim::registry().printed(), IsEmpty());
+  EXPECT_THAT(fwmtest::agentLines(), IsEmpty());
+}
+
+// Each line carries the id, its level and the local time; one of more than
+// 255 characters is dropped whole; a level above four goes to the diagnostic
+// log instead.
+TEST_F(DebugPrint, LinesCarryIdLevelAndLocalTime) {
+  (void)FWM_SRV_CLK_InitDbg();
+  std::string fits(255, 'a');
+  std::string tooLong(256, 'b');
+  FWM_SRV_CLK_PrintDbg(2, "%s", fits.c_str());
+  EXPECT_EQ(FWM_SRV_CLK_PrintDbg(2, "%s", tooLong.c_str()), 0);
+  fwmsim::clock().advance(7 * 3600 * 1000 + 9000);  // 15:00:09
+  FWM_SRV_CLK_PrintDbg(2, "[CLK_NP] %s, null pointer", "GetTimestamp");
+  FWM_SRV_CLK_PrintDbg(4, "four");
+  EXPECT_THAT(fwmsim::recorder().texts("debug").back(), ::testing::StartsWith("print(17, 4, \"%s %s\r\n\")"));
+  FWM_SRV_CLK_PrintDbg(5, "five");
+  EXPECT_EQ(fwmtest::agentLines().back(), "MSG Debugging level greater than 4");
+  std::vector<std::tuple<uint32_t, uint32_t, std::string>> got;
+  for (const auto &l : fwmsim::registry().printed()) got.emplace_back(l.id, l.level, l.text);
+  EXPECT_THAT(got, ElementsAre(std::make_tuple(17u, 2u, "2026-11-22 08:00:00 " + fits + "\r\n"),
+                               std::make_tuple(17u, 2u, "2026-11-22 15:00:09 [CLK_NP] GetTimestamp, null pointer\r\n"),
+                               std::make_tuple(17u, 4u, "2026-11-22 15:00:09 four\r\n")));
+}
+
+TEST_F(DebugPrint, MissingPrintEntryIsSilent) {
+  fwmsim::registry().printEntry = false;
+  (void)FWM_SRV_CLK_InitDbg();
+  ASSERT_NE(g_clkFwmSrvDbgId, 0xFFFFFFFFu);
+  FWM_SRV_CLK_PrintDbg(2, "x");
+  EXPECT_THAT(fwmsim::recorder().texts("debug"), ElementsAre("moduleReg(\"FWM_SRV_CLK\", &)"));
 }
 
 }  // namespace
