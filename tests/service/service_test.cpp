@@ -391,36 +391,18 @@ constexpr uint8_t kAnnFieldsBody[36] = {
     0xA0, 0,    0,    0,     // timeSource
 };
 
-// Every body field takes part in the comparison; the flag field does not.
-struct CompCase {
-  const char *field;
-  void (*change)(ClkPtpAnnPkt &);
-};
-
-const CompCase kCompCases[] = {
-    {"currentUtcOffset", [](ClkPtpAnnPkt &a) { a.currentUtcOffset = 36; }},
-    {"grandmasterIdentityHigh", [](ClkPtpAnnPkt &a) { a.grandmasterIdentityHigh ^= 1; }},
-    {"grandmasterIdentityLow", [](ClkPtpAnnPkt &a) { a.grandmasterIdentityLow ^= 1; }},
-    {"clockClass", [](ClkPtpAnnPkt &a) { a.clockClass = 6; }},
-    {"clockAccuracy", [](ClkPtpAnnPkt &a) { a.clockAccuracy = 0x21; }},
-    {"offsetScaledLogVariance", [](ClkPtpAnnPkt &a) { a.offsetScaledLogVariance = 0x4E5D; }},
-    {"grandmasterPriority1", [](ClkPtpAnnPkt &a) { a.grandmasterPriority1 = 1; }},
-    {"grandmasterPriority2", [](ClkPtpAnnPkt &a) { a.grandmasterPriority2 = 1; }},
-    {"stepsRemoved", [](ClkPtpAnnPkt &a) { a.stepsRemoved = 3; }},
-    {"timeSource", [](ClkPtpAnnPkt &a) { a.timeSource = 0x20; }},
-};
-
-TEST(AnnCompare, EveryBodyFieldCountsAndNothingElse) {
+// Every byte of the body takes part in the comparison; the flag field does not.
+TEST(AnnCompare, EveryBodyByteCountsAndNothingElse) {
   ClkPtpAnnPkt ann = annRequest();
   ClkNpAnnFields engine{};
   ClkNpAnnFlags flags{};
   CLK_NP_1588_FormatAnnPkt(&ann, &flags, &engine);
-  for (const CompCase &c : kCompCases) {
-    ClkPtpAnnPkt changed = annRequest();
-    c.change(changed);
+  for (size_t i = 0; i < sizeof kAnnFieldsBody; ++i) {
+    ClkNpAnnFields changed = engine;
+    reinterpret_cast<uint8_t *>(&changed)[i] ^= 0x10;
     uint32_t word = 0;
-    CLK_NP_1588_CompAnnPayload(&changed, &engine, &word);
-    EXPECT_EQ(word, 1u) << c.field;
+    CLK_NP_1588_CompAnnPayload(&ann, &changed, &word);
+    EXPECT_EQ(word, 1u) << i;
   }
   // Equal bodies leave the caller's word as it was, whatever the flag field
   // or the receive-side bytes say.
@@ -605,38 +587,31 @@ class ReadClearQuery : public ServiceTest, public ::testing::WithParamInterface<
 TEST_P(ReadClearQuery, ReadsClearsRefusesAndFails) {
   const ReadClearCase &c = GetParam();
   const std::string name(c.name);
+  const auto read = [&](uint32_t rc) { return std::string(c.odaFn + 9) + "(1, 5, " + std::to_string(rc) + ", &)"; };
+  std::vector<uint32_t> reply;
+  const auto into = [&](uint32_t rc, bool null) {
+    return [&c, &reply, rc, null](const ClkSrvOrchIntf *o) { return c.call(o, rc, null ? nullptr : &reply); };
+  };
   for (uint32_t readClear : {0u, 2u}) {
-    mark();
     auto words = seedEngine();
-    std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
-    EXPECT_EQ(c.call(orch, readClear, &reply), 0u);
+    reply.assign(c.replyWords, 0x5A5A5A5Au);
+    run(c.name, into(readClear, false), {}, 0, read(readClear), {});
     EXPECT_EQ(reply, std::vector<uint32_t>(words.begin() + static_cast<ptrdiff_t>(c.firstWord),
                                            words.begin() + static_cast<ptrdiff_t>(c.firstWord + c.replyWords)));
-    EXPECT_THAT(engine(), ElementsAre(call(readClear)));
-    EXPECT_THAT(lines(), IsEmpty());
   }
-  mark();
   seedEngine();
-  EXPECT_EQ(c.call(orch, 1, nullptr), 0u);
-  EXPECT_THAT(engine(), ElementsAre(call(1)));
-  EXPECT_THAT(lines(), IsEmpty());
-  std::vector<uint32_t> reply(c.replyWords, 0x5A5A5A5Au);
-  EXPECT_EQ(c.call(orch, 0, &reply), 0u);
-  EXPECT_THAT(reply, ::testing::Each(0u));
+  run(c.name, into(1, true), {}, 0, read(1), {});
+  reply.assign(c.replyWords, 0x5A5A5A5Au);
+  run(c.name, into(0, false), {}, 0, read(0), {});
+  EXPECT_THAT(reply, Each(0u));
+  run(c.name, into(0, true), {}, 1, read(0), {"ERROR [FWM_SRV] " + name + ", null pointer"});
 
-  mark();
-  EXPECT_EQ(c.call(orch, 0, nullptr), 1u);
-  EXPECT_THAT(engine(), ElementsAre(call(0)));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV] " + name + ", null pointer"));
-
-  mark();
   seedEngine();
   fwmsim::engine().setScribbleOnFault(true);
-  fwmsim::faults().inject(c.odaFn, 5);  // -5
   reply.assign(c.replyWords, 0x5A5A5A5Au);
-  EXPECT_EQ(c.call(orch, 0, &reply), 0xFFFFFFFBu);
-  EXPECT_THAT(reply, ::testing::Each(0x5A5A5A5Au));
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] " + name + " failed, Ret=4294967291"));
+  run(c.name, into(0, false), {{c.odaFn, 5}}, 0xFFFFFFFBu, read(0),
+      {"ERROR [FWM_SRV_CLK] " + name + " failed, Ret=4294967291"});
+  EXPECT_THAT(reply, Each(0x5A5A5A5Au));
 }
 
 INSTANTIATE_TEST_SUITE_P(Slots11To13, ReadClearQuery, ::testing::ValuesIn(kReadClearCases),
