@@ -131,36 +131,23 @@ class DiagLog : public fwmtest::BoardTest {
   size_t mark_ = 0;
 };
 
-struct LevelCase {
-  friend void PrintTo(const LevelCase &c, std::ostream *os) { *os << c.level; }
-  uint32_t level;
-  int32_t result;
-  const char *name;  // nullptr: dropped
-};
-
-class DiagLevel : public DiagLog, public ::testing::WithParamInterface<LevelCase> {};
-
-TEST_P(DiagLevel, DeliversOnlySwitchedOnLevelsWithTheirNames) {
-  const LevelCase &c = GetParam();
-  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(c.level, "port %u up", 7u), c.result);
-  if (c.name == nullptr) {
-    EXPECT_THAT(agentCalls(), IsEmpty());
-    return;
+// Only switched-on levels are delivered, each with its name.
+TEST_F(DiagLog, DeliversOnlySwitchedOnLevelsWithTheirNames) {
+  const std::pair<uint32_t, const char *> levels[] = {{0, nullptr}, {1, nullptr},          {2, "MSG"},
+                                                      {3, "ERROR"}, {4, "SYSBOOT"},        {5, "PROCINIT"},
+                                                      {6, nullptr}, {0xFFFFFFFFu, nullptr}};
+  for (const auto &[level, name] : levels) {
+    mark_ = fwmsim::recorder().mark();
+    EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(level, "port %u up", 7u), name == nullptr ? 1 : 0) << level;
+    std::vector<std::string> want;
+    if (name != nullptr)
+      want = {"IM_Agent_ObjCreate(9, 0x9AF107F, &, 0xA6E0F0)", "IM_Agent_AddPara(&, 25, 7, \"CLK_FWM\", 0xA6E0F0)",
+              "IM_Agent_AddPara(&, 25, " + std::to_string(std::strlen(name)) + ", \"" + name + "\", 0xA6E0F0)",
+              "IM_Agent_AddPara(&, 25, 512, \"port 7 up\", 0xA6E0F0)", "IM_Agent_Send(&, 0xA6E0F0)"};
+    EXPECT_EQ(agentCalls(), want) << level;
+    EXPECT_EQ(fwmsim::agent().liveObjects(), 0u);
   }
-  const std::string n = c.name;
-  EXPECT_THAT(
-      agentCalls(),
-      ElementsAre("IM_Agent_ObjCreate(9, 0x9AF107F, &, 0xA6E0F0)", "IM_Agent_AddPara(&, 25, 7, \"CLK_FWM\", 0xA6E0F0)",
-                  "IM_Agent_AddPara(&, 25, " + std::to_string(n.size()) + ", \"" + n + "\", 0xA6E0F0)",
-                  "IM_Agent_AddPara(&, 25, 512, \"port 7 up\", 0xA6E0F0)", "IM_Agent_Send(&, 0xA6E0F0)"));
-  EXPECT_EQ(fwmsim::agent().liveObjects(), 0u);
 }
-
-INSTANTIATE_TEST_SUITE_P(Levels, DiagLevel,
-                         ::testing::Values(LevelCase{0, 1, nullptr}, LevelCase{1, 1, nullptr}, LevelCase{2, 0, "MSG"},
-                                           LevelCase{3, 0, "ERROR"}, LevelCase{4, 0, "SYSBOOT"},
-                                           LevelCase{5, 0, "PROCINIT"}, LevelCase{6, 1, nullptr},
-                                           LevelCase{0xFFFFFFFFu, 1, nullptr}));
 
 TEST_F(DiagLog, TextFillsTheWholeZeroedBuffer) {
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "ab"), 0);
@@ -200,9 +187,8 @@ struct AgentFailure {
   const char *fn;
   int skip;  // good calls before the failing one
   uint32_t code;
-  std::vector<std::string> calls;
+  std::vector<std::string> calls;  // "": where the report goes
   const char *debugLine;
-  std::vector<std::string> after;  // calls after the report
   friend void PrintTo(const AgentFailure &f, std::ostream *os) { *os << f.name; }
 };
 
@@ -216,11 +202,12 @@ TEST_P(DiagFailure, ReportsOnTheDebugChannelAndFreesOnlyUnsentObjects) {
     mark_ = fwmsim::recorder().mark();
     fwmsim::faults().inject(f.fn, f.code, 1, f.skip);
     (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "lost");
-    std::vector<std::string> expected = f.calls;
-    if (on != 0)
-      expected.push_back(std::string("IM_Agent_Debug(0x0, 0x9AFBC001, \"NULL\", 0x9AFBC001, \"%s\", \"") + f.debugLine +
-                         "\")");
-    expected.insert(expected.end(), f.after.begin(), f.after.end());
+    std::vector<std::string> expected;
+    for (const std::string &c : f.calls)
+      if (!c.empty() || on != 0)
+        expected.push_back(c.empty() ? "IM_Agent_Debug(0x0, 0x9AFBC001, \"NULL\", 0x9AFBC001, \"%s\", \"" +
+                                           std::string(f.debugLine) + "\")"
+                                     : c);
     EXPECT_EQ(agentCalls(), expected) << on;
     EXPECT_THAT(fwmsim::agent().delivered(), IsEmpty());
     EXPECT_EQ(fwmsim::agent().liveObjects(), 0u);
@@ -236,11 +223,11 @@ const char *kSend = "IM_Agent_Send(&, 0xA6E0F0)";
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Agent, DiagFailure, ::testing::Values(
-    AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate}, "Create object failed, return 0x5.", {}},
-    AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag}, "Add Para info failed, return 0x6.", {kFree}},
-    AgentFailure{"LevelName", "IM_Agent_AddPara", 1, 0x1A, {kCreate, kTag, kLevel}, "Add Para info failed, return 0x1a.", {kFree}},
-    AgentFailure{"Text", "IM_Agent_AddPara", 2, 6, {kCreate, kTag, kLevel, kText}, "Add Para info failed, return 0x6.", {kFree}},
-    AgentFailure{"Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend}, "Send msg failed, return 0x7.", {}}),
+    AgentFailure{"Create", "IM_Agent_ObjCreate", 0, 5, {kCreate, ""}, "Create object failed, return 0x5."},
+    AgentFailure{"Tag", "IM_Agent_AddPara", 0, 6, {kCreate, kTag, "", kFree}, "Add Para info failed, return 0x6."},
+    AgentFailure{"LevelName", "IM_Agent_AddPara", 1, 0x1A, {kCreate, kTag, kLevel, "", kFree}, "Add Para info failed, return 0x1a."},
+    AgentFailure{"Text", "IM_Agent_AddPara", 2, 6, {kCreate, kTag, kLevel, kText, "", kFree}, "Add Para info failed, return 0x6."},
+    AgentFailure{"Send", "IM_Agent_Send", 0, 7, {kCreate, kTag, kLevel, kText, kSend, ""}, "Send msg failed, return 0x7."}),
     [](const auto &tp) { return std::string(tp.param.name); });
 // clang-format on
 
@@ -265,14 +252,11 @@ TEST(DebugSwitch, AcceptsLevelsUpToFiveAndValuesUpToOne) {
     uint32_t level, value, result;
   } cases[] = {{5, 1, 0}, {0, 1, 0}, {5, 0, 0}, {6, 1, 1}, {5, 2, 1}, {0xFFFFFFFFu, 0, 1}};
   for (const auto &c : cases) {
-    uint32_t before[6];
-    std::memcpy(before, g_clkSrvImAgentDebugSwitch, sizeof before);
+    std::array<uint32_t, 6> want;
+    std::memcpy(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want);
+    if (c.result == 0) want[c.level] = c.value;  // and nothing else changes
     EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(c.level, c.value), c.result) << c.level << "/" << c.value;
-    if (c.result == 0) {
-      EXPECT_EQ(g_clkSrvImAgentDebugSwitch[c.level], c.value);
-    } else {
-      EXPECT_EQ(std::memcmp(before, g_clkSrvImAgentDebugSwitch, sizeof before), 0);
-    }
+    EXPECT_EQ(std::memcmp(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want), 0) << c.level << "/" << c.value;
   }
 }
 
