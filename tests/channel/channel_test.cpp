@@ -335,8 +335,8 @@ TEST_P(WorkerStart, CallsLinesAndHandles) {
   EXPECT_EQ(h.channel, (c.words & kChannel) != 0 ? fwmsim::kChannelHandle : 0u);
   EXPECT_EQ(h.client, (c.words & kClient) != 0 ? fwmsim::kFirstClientHandle : 0u);
   EXPECT_EQ(g_clkBkfEpollFd, c.loops ? created.back() : -1);
-  if (!created.empty()) EXPECT_EQ(fwmsim::epollOpen(created.back()), c.loops);
-  if (g_ClkBkfQueueProcID != 0) EXPECT_EQ(fwmsim::queueInfo(g_ClkBkfQueueProcID).has_value(), c.loops);
+  EXPECT_TRUE(created.empty() || fwmsim::epollOpen(created.back()) == c.loops);
+  EXPECT_TRUE(g_ClkBkfQueueProcID == 0 || fwmsim::queueInfo(g_ClkBkfQueueProcID).has_value() == c.loops);
   EXPECT_NE(g_FwmSrvBkfThreadId, 0u);
   EXPECT_EQ(channelBlocks(), (c.words & kChannel) != 0 ? 1u : 0u);
 }
