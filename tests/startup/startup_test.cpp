@@ -178,17 +178,13 @@ TEST(ColdStartup, SucceedsWithoutAnAgentTask) {
   EXPECT_EQ(fwmsim::orchestrator().registrations.size(), 1u);
 }
 
-// Events other than start-up never fail.
-class OtherEvent : public Startup, public ::testing::WithParamInterface<int32_t> {};
-
-TEST_P(OtherEvent, OnlySaysSuccess) {
+// Events other than start-up never fail and only say success.
+TEST_F(Startup, OtherEventsOnlySaySuccess) {
   fwmtest::adoptAgent();
-  EXPECT_EQ(FWM_Srv_Clk_Notify(GetParam()), 0);
-  EXPECT_THAT(fwmtest::agentLines(), ElementsAre("INFO pub clk init ok event success."));
+  for (int32_t event : {0, 2, 4, -1}) EXPECT_EQ(FWM_Srv_Clk_Notify(event), 0) << event;
+  EXPECT_EQ(fwmtest::agentLines(), std::vector<std::string>(4, "INFO pub clk init ok event success."));
   EXPECT_THAT(fwmtest::callsSince(0, "orin"), IsEmpty());
 }
-
-INSTANTIATE_TEST_SUITE_P(Ignored, OtherEvent, ::testing::Values(0, 2, 4, -1));
 
 TEST_F(Startup, MasterAddressEventStartsTheUpdateTask) {
   fwmtest::adoptAgent();
