@@ -99,15 +99,6 @@ TEST_F(Adapter, RefusesWithMinusFourAndNoEngineCall) {
   }
 }
 
-TEST_F(Adapter, LastAcceptedValuesReachTheEngine) {
-  Timeline t;
-  EXPECT_EQ(clk_1588_set_ptp_state(1, 3, 9), 0);
-  EXPECT_EQ(clk_1588_set_encap_flagfield_sel(1, 3, 8, 0), 0);
-  EXPECT_EQ(clk_1588_set_announce_alarm(1, 3, 1, 0), 0);
-  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_ptp_state(1, 3, 9)", "oda_1588_set_encap_flagfield_sel(1, 3, 8, 0)",
-                                     "oda_1588_set_announce_alarm(1, 3, 1, 0)"));
-}
-
 // Slot 6: encapsulation, then destination port and board; the first failure stops.
 TEST_F(Adapter, EncapTypeProgramsDestinationPortAndBoardAndStopsAtTheFirstFailure) {
   Timeline ok;
@@ -159,14 +150,6 @@ TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
   EXPECT_EQ(ctrl[1].words, (std::array<uint32_t, 6>{254, 0, 0, 0, 0, 0x3C123456}));
 }
 
-TEST_F(Adapter, PortControlAloneAlwaysAnswersZero) {
-  Timeline t;
-  EXPECT_EQ(clk_oda_port_set_control(0, 0xFFFFFFFF, 0x00000001, 7), 0);
-  EXPECT_EQ(clk_oda_port_set_control(0, 5, CLK_NP_FWD_TARGET_NONE, 1), 0);
-  EXPECT_THAT(t.lines(), ElementsAre("oda_port_set_control(0, 0x40007FF, {130, 7, 0, 0, 0, 0x3C000001})",
-                                     "oda_port_set_control(0, 0x40007FF, {254, 7, 0, 0, 0, 0x3C000001})"));
-}
-
 // Reads through a local buffer leave the caller's record alone on failure,
 // whatever the engine wrote into the buffer it was given.
 struct ReadBack {
@@ -205,20 +188,30 @@ TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
   EXPECT_EQ(delay.word[0], 0xA5A5A5A5u);
 }
 
-TEST_F(Adapter, PtpControlReadHandsWordZeroInAndReturnsTwoWords) {
+// The last accepted values reach the engine; the port control alone always
+// answers 0; the control read hands word 0 in and returns two words; a null
+// MAC programs zeros.
+TEST_F(Adapter, AcceptedValuesPortControlControlReadAndNullMac) {
+  Timeline t;
+  EXPECT_EQ(clk_1588_set_ptp_state(1, 3, 9), 0);
+  EXPECT_EQ(clk_1588_set_encap_flagfield_sel(1, 3, 8, 0), 0);
+  EXPECT_EQ(clk_1588_set_announce_alarm(1, 3, 1, 0), 0);
+  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_ptp_state(1, 3, 9)", "oda_1588_set_encap_flagfield_sel(1, 3, 8, 0)",
+                                     "oda_1588_set_announce_alarm(1, 3, 1, 0)"));
+  Timeline control;
+  EXPECT_EQ(clk_oda_port_set_control(0, 0xFFFFFFFF, 0x00000001, 7), 0);
+  EXPECT_EQ(clk_oda_port_set_control(0, 5, CLK_NP_FWD_TARGET_NONE, 1), 0);
+  EXPECT_THAT(control.lines(), ElementsAre("oda_port_set_control(0, 0x40007FF, {130, 7, 0, 0, 0, 0x3C000001})",
+                                           "oda_port_set_control(0, 0x40007FF, {254, 7, 0, 0, 0, 0x3C000001})"));
   ASSERT_EQ(clk_1588_set_ptp_control(1, 3, 31, 0x1234), 0);
   ClkNpPtpCtrlRec rec{{3, 99}};
   EXPECT_EQ(clk_1588_get_ptp_control(1, 31, &rec), 0);
-  EXPECT_EQ(rec.word[0], 3u);
-  EXPECT_EQ(rec.word[1], 0x1234u);
-}
-
-TEST_F(Adapter, NullMacProgramsZeros) {
+  EXPECT_THAT(rec.word, ElementsAre(3u, 0x1234u));
   const uint8_t mac[6] = {1, 2, 3, 4, 5, 6};
   ASSERT_EQ(clk_1588_set_encap_da(1, 3, 1, mac), 0);
-  Timeline t;
+  Timeline nullMac;
   EXPECT_EQ(clk_1588_set_encap_da(1, 3, 1, nullptr), 0);
-  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_encap_da(1, 3, 1, 00:00:00:00:00:00)"));
+  EXPECT_THAT(nullMac.lines(), ElementsAre("oda_1588_set_encap_da(1, 3, 1, 00:00:00:00:00:00)"));
   EXPECT_EQ(fwmsim::engine().port(1, 3).da[1], (fwmsim::Mac{}));
 }
 
