@@ -332,20 +332,6 @@ TEST_F(NpExceptions, PlaceholdersAnswerZeroForAnyUnitAndDoNothing) {
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-// The two reports of a driver failure, adapter first (each layer's codes and
-// reasons have their own tables).
-TEST_F(NpExceptions, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
-  clk_1588_driver_init(&g_fnNpClkDriver[0]);
-  fwmsim::faults().inject("oda_1588_set_ptp_control", 5);
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(0, 3, 7, 1), -5);
-  EXPECT_THAT(t.lines(),
-              ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpCtrl: Unit=[0], Port=[3], Type=[7], Value=[1]).",
-                                     "oda_1588_set_ptp_control(0, 3, 7, 1, 0)",
-                                     report("FFFFFFFB", 0, 3, "[1588]set ptp control"),
-                                     report("FFFFFFFB", 0, 3, "NP_1588_SetPtpCtrl")));
-}
-
 // The report line itself: silent for success and -6 to -8, which ask nothing
 // of the board either.
 TEST_F(NpExceptions, RetProcessPrintsCodeInCapitalHexWithChassisAndSlot) {
