@@ -55,9 +55,6 @@ class ServiceTest : public fwmtest::BoardTest {
     lineMark_ = fwmtest::agentLines().size();
   }
 
-  // Engine-driver calls since the mark.
-  std::vector<std::string> engine() const { return fwmtest::callsSince(callMark_, "oda"); }
-
   // Log lines since the mark, without the NP layer's parameter lines and
   // without the announce supervision's, which the Mira hook sets going on
   // other threads and which have tests of their own.
@@ -77,7 +74,7 @@ class ServiceTest : public fwmtest::BoardTest {
   // The engine-driver calls since the mark as one line: one golden row per request.
   std::string calls() const {
     std::string out;
-    for (std::string c : engine()) {
+    for (std::string c : fwmtest::callsSince(callMark_, "oda")) {
       if (c.rfind("oda_1588_", 0) == 0) c.erase(0, 9);
       out += (out.empty() ? "" : "; ") + c;
     }
@@ -516,20 +513,16 @@ TEST_F(Service, TimestampWordsAreReorderedBehindTheCallersWord) {
   ClkNpTimestamps ts{};
   for (uint32_t i = 0; i < 16; ++i) ts.word[i] = 100 + i;
   fwmsim::engine().setTimestamps(kUnit, kPort, ts);
-  ClkPtpTimestamp out{};
-  out.words[0] = 0xDEADBEEFu;
-  EXPECT_EQ(orch->getPtpTimestamp(kUnit, kPort, &out), 0u);
+  ClkPtpTimestamp out{.words = {0xDEADBEEFu}};
+  const auto read = [&out](const ClkSrvOrchIntf *o) { return o->getPtpTimestamp(kUnit, kPort, &out); };
+  run("Timestamp", read, {}, 0, "get_timestamp(1, 5, &)", {});
   EXPECT_THAT(out.words,
               ElementsAre(0xDEADBEEFu, 100, 101, 102, 103, 104, 105, 108, 109, 110, 111, 112, 113, 106, 107, 114, 115));
-  EXPECT_THAT(engine(), ElementsAre("oda_1588_get_timestamp(1, 5, &)"));
-
-  mark();
   fwmsim::engine().setScribbleOnFault(true);
-  fwmsim::faults().inject("oda_1588_get_timestamp", 1);
-  ClkPtpTimestamp untouched = out;
-  EXPECT_EQ(orch->getPtpTimestamp(kUnit, kPort, &out), 1u);
+  const ClkPtpTimestamp untouched = out;
+  run("TimestampFails", read, {{"oda_1588_get_timestamp", 1}}, 1, "get_timestamp(1, 5, &)",
+      {"ERROR [FWM_SRV_CLK] GetPtpTimestamp failed, Ret=1"});
   EXPECT_EQ(std::memcmp(&out, &untouched, sizeof out), 0);
-  EXPECT_THAT(lines(), ElementsAre("ERROR [FWM_SRV_CLK] GetPtpTimestamp failed, Ret=1"));
 }
 
 // The three queries with a read-clear flag: which engine read, which words.
