@@ -174,22 +174,13 @@ class Supervision : public fwmtest::BoardTest {
 
 // The received announce of the story's grandmaster.
 ClkNpAnnFields grandmaster() {
-  return {.currentUtcOffset = 37,
-          .grandmasterIdentityHigh = 0x001B19FFu,
-          .grandmasterIdentityLow = 0xFE000001u,
-          .clockClass = 6,
-          .clockAccuracy = 0x21,
-          .offsetScaledLogVariance = 0x4E5D,
-          .grandmasterPriority1 = 128,
-          .grandmasterPriority2 = 127,
-          .stepsRemoved = 1,
-          .timeSource = 0x20,
-          .domainNumber = 24,
-          .flagField = 0x0208,
-          .logMessageInterval = 0xFE,
-          .sourceClockIdentityHigh = 0x001B19FFu,
-          .sourceClockIdentityLow = 0xFE000002u,
-          .sourcePortNumber = 0x10003};
+  // clang-format off
+  return {.currentUtcOffset = 37, .grandmasterIdentityHigh = 0x001B19FFu, .grandmasterIdentityLow = 0xFE000001u,
+      .clockClass = 6, .clockAccuracy = 0x21, .offsetScaledLogVariance = 0x4E5D, .grandmasterPriority1 = 128,
+      .grandmasterPriority2 = 127, .stepsRemoved = 1, .timeSource = 0x20, .domainNumber = 24, .flagField = 0x0208,
+      .logMessageInterval = 0xFE, .sourceClockIdentityHigh = 0x001B19FFu, .sourceClockIdentityLow = 0xFE000002u,
+      .sourcePortNumber = 0x10003};
+  // clang-format on
 }
 
 // The acknowledgement as the peer must receive it: 4 zero bytes, then the
@@ -354,10 +345,10 @@ TEST_F(Supervision, EitherIdentityMissingCountsAsLost) {
   } cases[] = {{0, 1, 0, 1, CLK_ANN_STATE_PRESENT}, {1, 0, 0, 0, CLK_ANN_STATE_LOST}, {0, 0, 1, 0, CLK_ANN_STATE_LOST}};
   for (const auto &c : cases) {
     ClkAnnInfo info{};
-    ClkNpAnnFields f{.grandmasterIdentityHigh = c.gmHigh,
-                     .grandmasterIdentityLow = c.gmLow,
-                     .sourceClockIdentityHigh = c.srcHigh,
-                     .sourceClockIdentityLow = c.srcLow};
+    // clang-format off
+    ClkNpAnnFields f{.grandmasterIdentityHigh = c.gmHigh, .grandmasterIdentityLow = c.gmLow,
+        .sourceClockIdentityHigh = c.srcHigh, .sourceClockIdentityLow = c.srcLow};
+    // clang-format on
     FWM_SRV_Mira_GetAnnSendData(7, &f, &info);
     EXPECT_EQ(FWM_SRV_Mira_SaveAnnState(&info), c.state) << c.gmHigh << c.gmLow << c.srcHigh << c.srcLow;
   }

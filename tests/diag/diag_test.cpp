@@ -72,12 +72,11 @@ TEST_F(Agent, StartupTaskWaitsForAddressesAndRetriesOnTheBoardClock) {
   auto rec = fwmsim::agent().lastInitRecord();
   ASSERT_EQ(rec.size(), sizeof(ClkImAgentInitPara));
   // Every byte, the reserved ones zero although the task's stack was dirty.
-  ClkImAgentInitPara want{.name = "srv clk log",
-                          .memAlloc = &FWM_SRV_ORCH_CLK_ImAgentMemAlloc,
-                          .memFree = &FWM_SRV_ORCH_CLK_ImAgentMemFree,
-                          .logTrace = &FWM_SRV_ORCH_CLK_ImAgentLogTrace,
-                          .getSysTime = &FWM_SRV_ORCH_CLK_ImAgentGetSysTime,
-                          .value64 = 1000};
+  // clang-format off
+  auto want = ClkImAgentInitPara{.name = "srv clk log", .memAlloc = &FWM_SRV_ORCH_CLK_ImAgentMemAlloc,
+      .memFree = &FWM_SRV_ORCH_CLK_ImAgentMemFree, .logTrace = &FWM_SRV_ORCH_CLK_ImAgentLogTrace,
+      .getSysTime = &FWM_SRV_ORCH_CLK_ImAgentGetSysTime, .value64 = 1000};
+  // clang-format on
   const uint8_t ip[4] = {0x01, 0x00, 0x00, 0x0A};
   std::memcpy(&want.selfIp, ip, 4);
   EXPECT_EQ(rec, std::vector<uint8_t>(reinterpret_cast<uint8_t *>(&want), reinterpret_cast<uint8_t *>(&want + 1)));

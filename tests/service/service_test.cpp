@@ -117,16 +117,11 @@ constexpr uint32_t kFlag = FWM_CLK_PORT_STATE_FLAG;
 const std::string kMira = "MSG [FWM_SRV] MIRASpecialProc unit=1 port=5";
 
 ClkPtpPortCfg portCfg(uint32_t enable, uint32_t stateWord, uint32_t ctrl1) {
-  return {.enable = enable,
-          .ctrlType0Value = 11,
-          .portState = stateWord,
-          .ctrlType2Value = 22,
-          .domainNumber = 24,
-          .ctrlType1Value = ctrl1,
-          .annTimeoutMultiple = 3,
-          .rxSrcPortIdentity = {0x11, 0x22, 0x33},
-          .ctrlType33Value = 0x1234,
-          .ifIndex = 77};
+  // clang-format off
+  return {.enable = enable, .ctrlType0Value = 11, .portState = stateWord, .ctrlType2Value = 22, .domainNumber = 24,
+      .ctrlType1Value = ctrl1, .annTimeoutMultiple = 3, .rxSrcPortIdentity = {0x11, 0x22, 0x33},
+      .ctrlType33Value = 0x1234, .ifIndex = 77};
+  // clang-format on
 }
 
 // One request's calls by enable, state word and control-1 value: a port is
@@ -250,14 +245,12 @@ TEST_F(NonMiraBoard, HookStaysSilent) {
 constexpr uint32_t kBoard = 2;
 
 uint32_t setEncap(const ClkSrvOrchIntf *o, uint32_t type, uint32_t priority, uint32_t vlanId) {
-  ClkPtpPktEncap e{.encapType = type,
-                   .vlanPriority = priority,
-                   .vlanId = vlanId,
-                   .dscp = 46,
-                   .destMac = {0x01, 0x1B, 0x19, 0, 0, 0},
-                   .srcMac = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55},
-                   .destIp = 0xE0000181u,  // 224.0.1.129 = 3758096769
-                   .srcIp = 0x0A000001u};  // 10.0.0.1 = 167772161
+  // Addresses 224.0.1.129 = 3758096769 and 10.0.0.1 = 167772161.
+  // clang-format off
+  ClkPtpPktEncap e{.encapType = type, .vlanPriority = priority, .vlanId = vlanId, .dscp = 46,
+      .destMac = {0x01, 0x1B, 0x19, 0, 0, 0}, .srcMac = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55},
+      .destIp = 0xE0000181u, .srcIp = 0x0A000001u};
+  // clang-format on
   return o->setPtpPktEncap(kUnit, kPort, kBoard, &e);
 }
 
@@ -357,17 +350,12 @@ const Step kEncapCtlSteps[] = {
 // clang-format on
 
 ClkPtpAnnPkt annRequest() {
-  return {.flagField = 0x0208,
-          .currentUtcOffset = 37,
-          .grandmasterPriority1 = 128,
-          .grandmasterPriority2 = 129,
-          .clockClass = 248,
-          .clockAccuracy = 0xFE,
-          .offsetScaledLogVariance = 0xFFFF,
-          .grandmasterIdentityHigh = 0x00112233u,
-          .grandmasterIdentityLow = 0x44556677u,
-          .stepsRemoved = 2,
-          .timeSource = 0xA0};
+  // clang-format off
+  return {.flagField = 0x0208, .currentUtcOffset = 37, .grandmasterPriority1 = 128, .grandmasterPriority2 = 129,
+      .clockClass = 248, .clockAccuracy = 0xFE, .offsetScaledLogVariance = 0xFFFF,
+      .grandmasterIdentityHigh = 0x00112233u, .grandmasterIdentityLow = 0x44556677u, .stepsRemoved = 2,
+      .timeSource = 0xA0};
+  // clang-format on
 }
 
 // The engine record of annRequest(): bytes 0..35, the rest zero.
