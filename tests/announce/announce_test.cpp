@@ -40,10 +40,7 @@ class PortList : public fwmtest::BoardTest {
     FWM_SRV_CLK_InitLocal();
   }
   static ClkPtpPortNode *save(uint32_t unit, uint32_t port, uint32_t enable, uint32_t ifIndex = 0, uint32_t state = 0) {
-    ClkPtpPortCfg cfg{};
-    cfg.enable = enable;
-    cfg.ifIndex = ifIndex;
-    cfg.portState = state;
+    ClkPtpPortCfg cfg{.enable = enable, .portState = state, .ifIndex = ifIndex};
     return FWM_SRV_CLK_SavePtpPortCfg(unit, port, &cfg);
   }
 };
@@ -138,10 +135,7 @@ class Supervision : public fwmtest::BoardTest {
   }
 
   void configure(uint32_t unit, uint32_t port, uint32_t enable, uint32_t ifIndex) {
-    ClkPtpPortCfg cfg{};
-    cfg.enable = enable;
-    cfg.portState = 9;
-    cfg.ifIndex = ifIndex;
+    ClkPtpPortCfg cfg{.enable = enable, .portState = 9, .ifIndex = ifIndex};
     (void)orch->setPtpPortCfg(unit, port, 0xFFFFFFFFu, &cfg);
     fwmsim::clock().settle();
   }
@@ -452,9 +446,7 @@ TEST_F(Supervision, ConfigurationAndTicksRaceCleanly) {
   });
   for (uint32_t round = 0; round < 20; ++round)
     for (uint32_t p = 0; p < 8; ++p) {
-      ClkPtpPortCfg cfg{};
-      cfg.enable = (round + p) % 2;
-      cfg.ifIndex = p;
+      ClkPtpPortCfg cfg{.enable = (round + p) % 2, .ifIndex = p};
       (void)orch->setPtpPortCfg(p % 2, p, 0xFFFFFFFFu, &cfg);
     }
   ticker.join();

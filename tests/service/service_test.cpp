@@ -470,8 +470,7 @@ TEST_F(Service, ResumeFollowsAFailedPauseAndWriteAndAFailedEnableReadWritesAtOnc
 }
 
 TEST_F(Service, ClearWritesTheChangeAlarmAndReadClearsTheReceivedFields) {
-  ClkNpAnnFields rx{};
-  rx.stepsRemoved = 4;
+  ClkNpAnnFields rx{.stepsRemoved = 4};
   fwmsim::engine().setRxAnnounce(kUnit, kPort, rx);
   const auto clear = [](const ClkSrvOrchIntf *o) { return o->setPtpAnnClr(kUnit, kPort); };
   const char *calls = "set_announce_alarm(1, 5, 0, 1); get_announce_field_rx(1, 5, 1, &, &)";
