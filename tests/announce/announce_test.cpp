@@ -346,6 +346,11 @@ TEST_F(Supervision, EitherIdentityMissingCountsAsLost) {
     FWM_SRV_Mira_GetAnnSendData(7, &f, &info);
     EXPECT_EQ(FWM_SRV_Mira_SaveAnnState(&info), c.state) << c.gmHigh << c.gmLow << c.srcHigh << c.srcLow;
   }
+  // The state word of one port's two alarm reads: change in bit 0, timeout in bit 1.
+  fwmsim::engine().setAnnounceAlarm(0, 3, 1, true);
+  uint32_t state = 5;
+  EXPECT_EQ(FWM_SRV_Mira_GetAnnounceState(0, 3, &state), 0u);
+  EXPECT_EQ(state, 2u);
 }
 
 TEST_F(Supervision, AcknowledgementsAfterATeardownAreDroppedNotEncoded) {

@@ -215,6 +215,7 @@ TEST_F(ChannelTest, ChannelAndClientRecords) {
   FWM_SRV_CLK_BkfInit();
   ASSERT_NE(handles().client, 0u);
 
+  EXPECT_EQ(fwmsim::framework().initRecord().epollFd, -1);  // no worker, no epoll yet
   ClkBkfChInitRec ch;
   std::memset(&ch, 0, sizeof ch);
   ch.opt04 = 1;
@@ -603,18 +604,19 @@ TEST_F(TimerTest, OneShotRunsItsCallbackOnceOnTheWorker) {
 
 // A stopped timer is released silently when its platform timer expires; a
 // null callback is still released; expiry follows each timer's own delay; a
-// stop with a released handle writes nothing.
+// stop with a released handle writes nothing while other timers live.
 TEST_F(TimerTest, StoppedNullAndOrderedTimers) {
   void *a = fw.startTimerOnce(onTimer, 30, 0xA);
   void *b = fw.startTimerOnce(onTimer, 10, 0xB);
   void *c = fw.startTimerOnce(onTimer, 20, 0xC);
   ASSERT_TRUE(a != nullptr && b != nullptr && c != nullptr && fw.startTimerOnce(nullptr, 20, 3) != nullptr);
-  fw.stopTimer(c);
-  EXPECT_EQ(fwmsim::clock().runningTimers(), 4u);  // the platform timer still runs
-  fwmsim::clock().advance(30);
-  EXPECT_THAT(gFired, ElementsAre(0xBu, 0xAu));
+  fwmsim::clock().advance(10);
   fw.stopTimer(b);  // the record is gone; nothing may be written into it
-  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStarted, kStarted, kStarted, kStopped, kEnd, kEnd, kEnd));
+  fw.stopTimer(c);
+  EXPECT_EQ(fwmsim::clock().runningTimers(), 3u);  // c's platform timer still runs
+  fwmsim::clock().advance(20);
+  EXPECT_THAT(gFired, ElementsAre(0xBu, 0xAu));
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStarted, kStarted, kStarted, kEnd, kStopped, kEnd, kEnd));
   EXPECT_EQ(channelBlocks(), blocks);
 }
 
@@ -651,6 +653,7 @@ TEST_F(TimerTest, LostExpiryKeepsTheRecord) {
   fwmsim::memory().failAllocation(1);
   fwmsim::clock().advance(10);
   EXPECT_THAT(gFired, IsEmpty());
+  EXPECT_EQ(timer->periodic, 0u);  // a one-shot record
   EXPECT_THAT(newLines(), ElementsAre(kStarted, "ERROR [FWM_SRV_BKF] QueProcWrite failed, ret=1, timerName=" +
                                                     std::to_string(timer->platformTimer) + "."));
   EXPECT_EQ(channelBlocks(), blocks + 1);

@@ -310,6 +310,7 @@ TEST_F(NpExceptions, SetPortEnLogsInSignedDecimal) {
   info.fwdUnit = 255;
   info.fwdPort = 1;
   info.fwdTarget = CLK_NP_FWD_TARGET_NONE;
+  EXPECT_EQ(CLK_NP_1588_SetPortEn(7, 1, 1, &info), CLK_NP_ERR_NO_FUNC);  // the last unit is served
   Timeline t;
   EXPECT_EQ(CLK_NP_1588_SetPortEn(0, 4294967295u, 4294967294u, &info), CLK_NP_ERR_NO_FUNC);
   EXPECT_THAT(t.lines(),
@@ -406,9 +407,8 @@ TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42AndNeverBeyondUnitSeven) {
 TEST_F(Install, NoEnginesQueriesNothingAndEveryEntryFindsEmptySlots) {
   fwmtest::adoptAgent();
   (void)FWM_SRV_CLK_InitDbg();
-  g_fwmClkFeNum = 0;
   const size_t mark = fwmsim::recorder().mark();
-  FWM_SRV_1588_DriverInit();
+  FWM_SRV_1588_DriverInit();  // before start-up no engine is known
   EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ::testing::IsEmpty());
   nptest::Timeline t;
   EXPECT_EQ(CLK_NP_1588_SetEncapDaSel(7, 1, 1, 0), CLK_NP_ERR_NO_FUNC);
