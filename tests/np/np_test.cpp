@@ -1,6 +1,10 @@
 // Every NP entry against the common frame: unit check, required pointers,
 // parameter line, dispatch with unchanged arguments, report; then the entries
 // that leave the frame and the report line itself.
+// Installation of the driver tables by chip type and engine count.
+// The driver adapter called directly: conversions, the error map, its own
+// checks and reasons, and the operations that copy through a local buffer or
+// make several calls.
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -11,14 +15,18 @@
 #include <vector>
 
 #include "fwmclk/driver.h"
+#include "fwmclk/service.h"
 #include "fwmsim/engine.hpp"
 #include "np/slots.hpp"
 #include "np_timeline.hpp"
 
 namespace {
 
+using fwmclk::np::kSlotCount;
 using nptest::report;
 using nptest::Timeline;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 // Two caller buffers; the fake driver names them b0 and b1.
 alignas(8) uint8_t gBuf[2][256];
@@ -307,6 +315,7 @@ TEST_F(NpExceptions, SetPortEnLogsInSignedDecimal) {
   info.fwdUnit = 255;
   info.fwdPort = 1;
   info.fwdTarget = CLK_NP_FWD_TARGET_NONE;
+  EXPECT_EQ(CLK_NP_1588_SetPortEn(7, 1, 1, &info), CLK_NP_ERR_NO_FUNC);  // the last unit is served
   Timeline t;
   EXPECT_EQ(CLK_NP_1588_SetPortEn(0, 4294967295u, 4294967294u, &info), CLK_NP_ERR_NO_FUNC);
   EXPECT_THAT(t.lines(),
@@ -327,20 +336,6 @@ TEST_F(NpExceptions, PlaceholdersAnswerZeroForAnyUnitAndDoNothing) {
   }
   EXPECT_THAT(t.lines(), ::testing::IsEmpty());
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
-}
-
-// The two reports of a driver failure, adapter first (each layer's codes and
-// reasons have their own tables).
-TEST_F(NpExceptions, EngineFailureIsReportedByTheAdapterThenByTheEntry) {
-  clk_1588_driver_init(&g_fnNpClkDriver[0]);
-  fwmsim::faults().inject("oda_1588_set_ptp_control", 5);
-  Timeline t;
-  EXPECT_EQ(CLK_NP_1588_SetPtpCtrl(0, 3, 7, 1), -5);
-  EXPECT_THAT(t.lines(),
-              ::testing::ElementsAre("LOG MSG 1588.(parameter in SetPtpCtrl: Unit=[0], Port=[3], Type=[7], Value=[1]).",
-                                     "oda_1588_set_ptp_control(0, 3, 7, 1, 0)",
-                                     report("FFFFFFFB", 0, 3, "[1588]set ptp control"),
-                                     report("FFFFFFFB", 0, 3, "NP_1588_SetPtpCtrl")));
 }
 
 // The report line itself: silent for success and -6 to -8, which ask nothing
@@ -367,6 +362,272 @@ TEST_F(NpExceptions, RetProcessPrintsCodeInCapitalHexWithChassisAndSlot) {
   ASSERT_GE(devm.size(), 2u);
   EXPECT_EQ(devm[0], "FWM_Srv_Get_ChassisId()");
   EXPECT_EQ(devm[1], "FWM_Srv_Get_Slotid(2)");
+}
+
+// Slot k of a table as an untyped pointer, for comparisons.
+const void *slotOf(const NpClkDriverFuncs &t, size_t k) {
+  const void *p = nullptr;
+  std::memcpy(&p, reinterpret_cast<const char *>(&t) + k * sizeof p, sizeof p);
+  return p;
+}
+
+size_t filledSlots(const NpClkDriverFuncs &t) {
+  size_t n = 0;
+  for (size_t k = 0; k < kSlotCount; ++k) n += slotOf(t, k) != nullptr ? 1u : 0u;
+  return n;
+}
+
+class Install : public fwmtest::BoardTest {
+ protected:
+  void SetUp() override {
+    fwmtest::BoardTest::SetUp();
+    std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
+  }
+};
+
+TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42AndNeverBeyondUnitSeven) {
+  const std::pair<uint32_t, bool> cases[] = {{30, false}, {31, true},  {32, false}, {33, true},         {34, false},
+                                             {35, false}, {38, false}, {39, false}, {40, true},         {41, false},
+                                             {42, true},  {43, false}, {0, false},  {0xFFFFFFFF, false}};
+  g_fwmClkFeNum = 3;
+  for (const auto &[chipType, adapter] : cases) {
+    std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
+    fwmsim::board().chipType = chipType;
+    const size_t mark = fwmsim::recorder().mark();
+    FWM_SRV_1588_DriverInit();
+    EXPECT_EQ(fwmtest::callsSince(mark, "devm"), std::vector<std::string>(3, "FWM_Srv_Get_ChipType()"));
+    for (uint32_t unit = 0; unit < CLK_NP_UNIT_NUM; ++unit)
+      EXPECT_EQ(filledSlots(g_fnNpClkDriver[unit]), adapter && unit < 3 ? 45u : 0u) << chipType << " " << unit;
+  }
+  EXPECT_THAT(fwmtest::callsSince(0, "oda"), ::testing::IsEmpty());
+  fwmsim::board().chipType = 31;  // never beyond unit seven
+  for (uint32_t feNum : {8u, 9u, 200u, 255u}) {
+    std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
+    g_fwmClkFeNum = static_cast<uint8_t>(feNum);
+    FWM_SRV_1588_DriverInit();
+    for (uint32_t unit = 0; unit < CLK_NP_UNIT_NUM; ++unit) EXPECT_EQ(filledSlots(g_fnNpClkDriver[unit]), 45u);
+  }
+}
+
+TEST_F(Install, NoEnginesQueriesNothingAndEveryEntryFindsEmptySlots) {
+  fwmtest::adoptAgent();
+  (void)FWM_SRV_CLK_InitDbg();
+  const size_t mark = fwmsim::recorder().mark();
+  FWM_SRV_1588_DriverInit();  // before start-up no engine is known
+  EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ::testing::IsEmpty());
+  nptest::Timeline t;
+  EXPECT_EQ(CLK_NP_1588_SetEncapDaSel(7, 1, 1, 0), CLK_NP_ERR_NO_FUNC);
+  EXPECT_THAT(t.lines(), ::testing::ElementsAre(nptest::report("FFFFFFF0", 7, 1, "NP_1588_SetEncapDaSel")));
+}
+
+TEST(AdapterTable, FillsSlotsZeroToFortyFourAndLeavesTheRest) {
+  // Slots beyond 44 keep what they held: prove it with a marker.
+  NpClkDriverFuncs t;
+  std::memset(&t, 0, sizeof t);
+  t.reserved45 = +[](uint32_t) { return 45; };
+  t.ptpGetChannelTs = +[](uint32_t, uint32_t, void *) { return 64; };
+  clk_1588_driver_init(&t);
+  // Which adapter operation each slot holds shows in the engine-driver call
+  // every entry makes on the adapter (np_entries_test); here the extent.
+  EXPECT_EQ(slotOf(t, 0), reinterpret_cast<const void *>(&clk_1588_init));
+  for (size_t k = 1; k < fwmclk::np::kAdapterSlots; ++k) EXPECT_NE(slotOf(t, k), nullptr) << "slot " << k;
+  for (size_t k = fwmclk::np::kAdapterSlots; k < kSlotCount; ++k) {
+    const bool marked = k == 45 || k == 64;
+    EXPECT_EQ(slotOf(t, k) != nullptr, marked) << "slot " << k;
+  }
+  EXPECT_EQ(t.reserved45(0), 45);
+  EXPECT_EQ(clk_1588_init(), 0);
+}
+
+class Adapter : public nptest::NpBoard {};
+
+TEST(ErrorMap, MapsEngineCodesAsTabled) {
+  const int32_t expected[17] = {0, 1, -2, -4, -6, -5, -8, -7, -99, -30, -9, -14, -1, -14, 1, 1, -16};
+  for (uint32_t code = 0; code < 17; ++code)
+    EXPECT_EQ(clk_1588_get_error_code_from_oda_error_code(code), expected[code]) << code;
+  for (uint32_t code : {17u, 255u, 0x80000000u, 0xFFFFFFFFu})
+    EXPECT_EQ(clk_1588_get_error_code_from_oda_error_code(code), 1) << code;
+}
+
+// Packet types 0..8 and intervals 0..20 pass unchanged; others are refused
+// with -4 and the out-of-range marker (13 to the engine, 9 back), a refused
+// interval leaving its output alone.
+TEST(Conversions, PacketTypesBothWaysAndIntervals) {
+  auto check = [](uint32_t v) {
+    uint32_t toOda = 99, toFe = 99, interval = 77;
+    const bool type = v <= 8, known = v <= 20;
+    EXPECT_EQ(clk_1588_pkt_type_fe_to_oda(&toOda, v), type ? 0 : -4) << v;
+    EXPECT_EQ(clk_1588_pkt_type_oda_to_fe(v, &toFe), type ? 0 : -4) << v;
+    EXPECT_EQ(clk_1588_interval_type_fe_to_oda(&interval, v), known ? 0 : -4) << v;
+    EXPECT_EQ(toOda, type ? v : 13u) << v;
+    EXPECT_EQ(toFe, type ? v : 9u) << v;
+    EXPECT_EQ(interval, known ? v : 77u) << v;
+  };
+  for (uint32_t v = 0; v <= 21; ++v) check(v);
+  for (uint32_t v : {255u, 0x80000000u, 0xFFFFFFFFu}) check(v);
+}
+
+// Each slot's engine-driver call and failure reports are checked through the
+// NP entries (np_entries_test); here the adapter's own checks and multi-call slots.
+// Values the adapter refuses before the engine is called.
+struct Refusal {
+  const char *name;
+  std::function<int32_t()> call;
+  const char *reason;  // nullptr: refused silently
+};
+
+// clang-format off
+const Refusal kRefusals[] = {
+    {"state10", [] { return clk_1588_set_ptp_state(1, 3, 10); }, nullptr},
+    {"encap5", [] { return clk_1588_set_encap_type(1, 3, 9, 5); }, nullptr},
+    {"setIdentityRxType2", [] { return clk_1588_set_encap_sport_identity_rx(1, 3, 2, buf<ClkNpPortIdentity>(-1, 1)); }, nullptr},
+    {"getIdentityRxType2", [] { return clk_1588_get_encap_sport_identity_rx(1, 3, 2, buf<ClkNpPortIdentity>(-1, 0)); }, nullptr},
+    {"flagFieldSel3", [] { return clk_1588_set_encap_flagfield_sel(1, 3, 1, 3); }, nullptr},
+    {"getAlarmType2", [] { return clk_1588_get_announce_alarm(1, 3, 2, 1, buf<uint32_t>(-1, 0)); }, nullptr},
+    {"setAlarmType2", [] { return clk_1588_set_announce_alarm(1, 3, 2, 1); }, nullptr},
+    {"daSelPkt9", [] { return clk_1588_set_encap_da_sel(1, 3, 9, 0); }, "[1588]set encap da sel, invalid pkt type"},
+    {"dipSelPkt9", [] { return clk_1588_set_encap_dip_sel(1, 3, 9, 0); }, "[1588]set encap dip sel, invalid pkt type"},
+    {"flagFieldSelPkt9", [] { return clk_1588_set_encap_flagfield_sel(1, 3, 9, 3); }, "[1588]set encap flagfield sel, invalid pkt type"},
+    {"daPkt9", [] { return clk_1588_set_encap_da(1, 3, 9, buf<uint8_t>(-1, 1)); }, "[1588]set encap da, invaild pkt type"},
+    {"saPkt9", [] { return clk_1588_set_encap_sa(1, 3, 9, buf<uint8_t>(-1, 1)); }, "[1588]set encap sa, invaild pkt type"},
+    {"dipPkt9", [] { return clk_1588_set_encap_dip(1, 3, 9, 1); }, "[1588]set encap dip, invaild pkt type"},
+    {"sipPkt9", [] { return clk_1588_set_encap_sip(1, 3, 0xFFFFFFFF, 1); }, "[1588]set encap sip, invaild pkt type"},
+    {"txEnPkt9", [] { return clk_1588_set_pkt_tx_en(1, 3, 9, 1); }, "[1588]set pkt tx enable, invaild pkt type"},
+    {"getTxEnPkt9", [] { return clk_1588_get_pkt_tx_en(1, 3, 9, buf<uint32_t>(-1, 0)); }, "[1588]get pkt tx enable"},
+    {"rxEnPkt9", [] { return clk_1588_set_pkt_rx_en(1, 3, 9, 1); }, "[1588]set pkt rx enable, invaild pkt type"},
+    {"statAlarmPkt9", [] { return clk_1588_get_pkt_stat_alarm(1, 3, 9, 1, buf<uint32_t>(-1, 0)); }, "[1588]get pkt stat alarm"},
+    {"interval21", [] { return clk_1588_set_pkt_interval(1, 3, 9, 21); }, "[1588]get oda interval"},
+    {"intervalPkt9", [] { return clk_1588_set_pkt_interval(1, 3, 9, 20); }, "[1588]get oda pkt type"},
+    {"timeoutInterval21", [] { return clk_1588_set_announce_timeout(1, 3, 3, 21); }, "[1588]set announce timeout"},
+};
+// clang-format on
+
+TEST_F(Adapter, RefusesWithMinusFourAndNoEngineCall) {
+  for (const Refusal &r : kRefusals) {
+    Timeline t;
+    EXPECT_EQ(r.call(), CLK_NP_ERR_PARAM) << r.name;
+    if (r.reason == nullptr) {
+      EXPECT_THAT(t.lines(), IsEmpty()) << r.name;
+    } else {
+      EXPECT_THAT(t.lines(), ElementsAre(report("FFFFFFFC", 1, 3, r.reason)));
+    }
+  }
+}
+
+// Slot 6: encapsulation, then destination port and board; the first failure stops.
+TEST_F(Adapter, EncapTypeProgramsDestinationPortAndBoardAndStopsAtTheFirstFailure) {
+  Timeline ok;
+  EXPECT_EQ(clk_1588_set_encap_type(1, 3, 0x55, 4), 0);
+  EXPECT_THAT(ok.lines(), ElementsAre("oda_1588_set_encap_type(1, 3, 4)", "oda_1588_set_ptp_control(1, 3, 32, 3, 0)",
+                                      "oda_1588_set_ptp_control(1, 3, 31, 85, 0)"));
+  struct Step {
+    int skip;
+    const char *fn;
+    size_t calls;
+    const char *reason;
+  };
+  const Step steps[] = {{0, "oda_1588_set_encap_type", 1, "[1588]set encap type"},
+                        {0, "oda_1588_set_ptp_control", 2, "[1588]set dest port"},
+                        {1, "oda_1588_set_ptp_control", 3, "[1588]set dest board"}};
+  for (const Step &s : steps) {
+    fwmsim::faults().clear();
+    fwmsim::faults().inject(s.fn, 2, 1, s.skip);
+    const size_t mark = fwmsim::recorder().mark();
+    Timeline t;
+    EXPECT_EQ(clk_1588_set_encap_type(1, 3, 0x55, 0), -2);
+    EXPECT_EQ(fwmtest::callsSince(mark, "oda").size(), s.calls) << s.reason;
+    EXPECT_EQ(t.lines().back(), report("FFFFFFFE", 1, 3, s.reason));
+  }
+}
+
+// Slot 39: the port control precedes the enable; its outcome is not the enable's.
+TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
+  ClkNpPortEnInfo info{};
+  info.fwdTarget = CLK_NP_FWD_TARGET_NONE;  // no forwarding target: the enable alone
+  Timeline none;
+  EXPECT_EQ(clk_1588_set_port_en(1, 3, 1, &info), 0);
+  EXPECT_THAT(none.lines(), ElementsAre("oda_1588_set_port_en(1, 3, 1)"));
+  info.fwdTarget = 0xAB123456u;
+  fwmsim::faults().inject("oda_port_set_control", 9, fwmsim::Faults::kAlways);
+  Timeline t;
+  EXPECT_EQ(clk_1588_set_port_en(1, 2049, 1, &info), 0);
+  EXPECT_THAT(t.lines(), ElementsAre("oda_port_set_control(1, 0x4000001, {130, 1, 0, 0, 0, 0x3C123456})",
+                                     "oda_port_set_control(1, 0x4000001, {254, 1, 0, 0, 0, 0x3C123456})",
+                                     "oda_1588_set_port_en(1, 2049, 1)"));
+  fwmsim::faults().clear();
+  fwmsim::faults().inject("oda_1588_set_port_en", 10);
+  Timeline failed;
+  EXPECT_EQ(clk_1588_set_port_en(1, 6, 0, &info), -9);
+  EXPECT_EQ(failed.lines().back(), report("FFFFFFF7", 1, 6, "[1588]set port enable"));
+  const auto ctrl = fwmsim::engine().portControls();
+  ASSERT_EQ(ctrl.size(), 2u);
+  EXPECT_EQ(ctrl[1].portWord, 0x04000006u);
+  EXPECT_EQ(ctrl[1].words, (std::array<uint32_t, 6>{254, 0, 0, 0, 0, 0x3C123456}));
+}
+
+// Reads through a local buffer leave the caller's record alone on failure,
+// whatever the engine wrote into the buffer it was given.
+struct ReadBack {
+  const char *name;
+  const char *fn;
+  size_t size;
+  std::function<int32_t(void *)> call;
+};
+
+// clang-format off
+#define R(fn, Rec, ...) {#fn, "oda_1588_" #fn, sizeof(Rec), [](void *p) { return clk_1588_##fn(1, 3, __VA_ARGS__ static_cast<Rec *>(p)); }}
+const ReadBack kReadBacks[] = {
+    R(get_ptp_control, ClkNpPtpCtrlRec), R(get_ptp_state, uint32_t), R(get_encap_type, uint32_t),
+    R(get_encap_sport_identity_tx, ClkNpPortIdentity), R(get_encap_sport_identity_rx, ClkNpPortIdentity, 1,),
+    R(get_dfx_t4_sub_t3, ClkNpDfxDelay, 0,),
+};
+#undef R
+// clang-format on
+
+TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
+  fwmsim::engine().setScribbleOnFault(true);
+  for (const ReadBack &r : kReadBacks) {
+    uint8_t record[32];
+    std::memset(record, 0x3C, sizeof record);
+    EXPECT_EQ(r.call(record), 0) << r.name;
+    for (size_t i = r.size; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
+    std::memset(record, 0x3C, sizeof record);
+    fwmsim::faults().inject(r.fn, 1);
+    EXPECT_EQ(r.call(record), CLK_NP_ERR_FAIL) << r.name;
+    for (size_t i = 0; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
+  }
+  // A read straight into the caller's record keeps what the engine wrote.
+  fwmsim::faults().inject("oda_1588_get_dfx_t2_sub_t1", 1);
+  ClkNpDfxDelay delay{};
+  EXPECT_EQ(clk_1588_get_dfx_t2_sub_t1(1, 3, 0, &delay), 1);
+  EXPECT_EQ(delay.word[0], 0xA5A5A5A5u);
+}
+
+// The last accepted values reach the engine; the port control alone always
+// answers 0; the control read hands word 0 in and returns two words; a null
+// MAC programs zeros.
+TEST_F(Adapter, AcceptedValuesPortControlControlReadAndNullMac) {
+  Timeline t;
+  EXPECT_EQ(clk_1588_set_ptp_state(1, 3, 9), 0);
+  EXPECT_EQ(clk_1588_set_encap_flagfield_sel(1, 3, 8, 0), 0);
+  EXPECT_EQ(clk_1588_set_announce_alarm(1, 3, 1, 0), 0);
+  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_ptp_state(1, 3, 9)", "oda_1588_set_encap_flagfield_sel(1, 3, 8, 0)",
+                                     "oda_1588_set_announce_alarm(1, 3, 1, 0)"));
+  Timeline control;
+  EXPECT_EQ(clk_oda_port_set_control(0, 0xFFFFFFFF, 0x00000001, 7), 0);
+  EXPECT_EQ(clk_oda_port_set_control(0, 5, CLK_NP_FWD_TARGET_NONE, 1), 0);
+  EXPECT_THAT(control.lines(), ElementsAre("oda_port_set_control(0, 0x40007FF, {130, 7, 0, 0, 0, 0x3C000001})",
+                                           "oda_port_set_control(0, 0x40007FF, {254, 7, 0, 0, 0, 0x3C000001})"));
+  ASSERT_EQ(clk_1588_set_ptp_control(1, 3, 31, 0x1234), 0);
+  ClkNpPtpCtrlRec rec{{3, 99}};
+  EXPECT_EQ(clk_1588_get_ptp_control(1, 31, &rec), 0);
+  EXPECT_THAT(rec.word, ElementsAre(3u, 0x1234u));
+  const uint8_t mac[6] = {1, 2, 3, 4, 5, 6};
+  ASSERT_EQ(clk_1588_set_encap_da(1, 3, 1, mac), 0);
+  Timeline nullMac;
+  EXPECT_EQ(clk_1588_set_encap_da(1, 3, 1, nullptr), 0);
+  EXPECT_THAT(nullMac.lines(), ElementsAre("oda_1588_set_encap_da(1, 3, 1, 00:00:00:00:00:00)"));
+  EXPECT_EQ(fwmsim::engine().port(1, 3).da[1], (fwmsim::Mac{}));
 }
 
 }  // namespace
