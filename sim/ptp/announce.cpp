@@ -60,10 +60,9 @@ std::optional<Announce> decodeAnnounce(std::span<const uint8_t> b, std::optional
     if (why) *why = r;
     return std::nullopt;
   };
-  if (b.size() < kHeaderSize) return refuse(Reject::Short);
-  if ((b[1] & 0x0F) != kVersion) return refuse(Reject::Version);
-  const auto length = static_cast<uint16_t>(getBe(b, 2, 2));
-  if (length < kHeaderSize || length > b.size()) return refuse(Reject::Length);
+  Reject header{};
+  const uint16_t length = detail::checkHeader(b, header);
+  if (header != Reject::None) return refuse(header);
   if ((b[0] & 0x0F) != kMsgAnnounce) return refuse(Reject::MessageType);
   if (length < kAnnounceSize) return refuse(Reject::Length);
   if (domain && b[4] != *domain) return refuse(Reject::Domain);

@@ -90,10 +90,9 @@ std::optional<EventMessage> decodeEvent(std::span<const uint8_t> b, std::optiona
     if (why) *why = r;
     return std::nullopt;
   };
-  if (b.size() < kHeaderSize) return refuse(Reject::Short);
-  if ((b[1] & 0x0F) != kVersion) return refuse(Reject::Version);
-  const auto length = static_cast<uint16_t>(getBe(b, 2, 2));
-  if (length < kHeaderSize || length > b.size()) return refuse(Reject::Length);
+  Reject header{};
+  const uint16_t length = detail::checkHeader(b, header);
+  if (header != Reject::None) return refuse(header);
   const auto type = static_cast<uint8_t>(b[0] & 0x0F);
   const size_t need = eventSize(type);
   if (need == 0) return refuse(Reject::MessageType);
