@@ -244,8 +244,8 @@ TEST(Docs, EveryToolCommandRunsAsWritten) {
                        "mkdir -p build/clksim/tools/clkpeer build/clksim/tools/clksim scripts/bin; cp " +
                        FWMCLK_SOURCE_DIR + "/scripts/clksim.sh scripts/; echo 'exit 0' >scripts/deps.sh\n" +
                        "printf '#!/bin/sh\\nexit 0\\n' >scripts/bin/cmake; chmod +x scripts/bin/cmake; ln -s " +
-                       CLKSIM_PATH + " build/clksim/tools/clksim/; ln -s " + CLKPEER_PATH +
-                       " build/clksim/tools/clkpeer/\n";
+                       CLKSIM_PATH + " build/clksim/tools/clksim/clksim; ln -s " + CLKPEER_PATH +
+                       " build/clksim/tools/clkpeer/clkpeer\n";
   std::set<std::string> done;  // each command once; the peer's client for each peer
   for (size_t i = 0; i < commands.size(); ++i) {
     const std::string c = commands[i].substr(0, commands[i].find_last_not_of(' ') + 1);
