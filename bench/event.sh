@@ -14,16 +14,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-9}
 rows=${2:-}
 
-clksim=${CLKSIM:-build/clksim/tools/clksim/clksim}  # CLKSIM=path: an existing build, none made
-if [ -z "${FWM_BENCH_INSIDE:-}" ]; then
-  if [ -z "${CLKSIM:-}" ]; then
-    bash scripts/deps.sh core tools >&2
-    cmake -S . -B build/clksim -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFWMCLK_BUILD_TESTS=OFF >/dev/null
-    cmake --build build/clksim -j "$(nproc)" --target clksim >&2
-  fi
-  if unshare -rn true 2>/dev/null; then ns=(unshare -rn); else ns=(unshare -n); fi
-  FWM_BENCH_INSIDE=1 exec "${ns[@]}" "$0" "$@"
-fi
+source bench/in-netns.sh
 
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT

@@ -10,13 +10,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-60}
 
-if [ -z "${FWM_BENCH_INSIDE:-}" ]; then
-  bash scripts/deps.sh core tools >&2
-  cmake -S . -B build/clksim -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFWMCLK_BUILD_TESTS=OFF >/dev/null
-  cmake --build build/clksim -j "$(nproc)" --target clksim >&2
-  if unshare -rn true 2>/dev/null; then ns=(unshare -rn); else ns=(unshare -n); fi
-  FWM_BENCH_INSIDE=1 exec "${ns[@]}" "$0" "$@"
-fi
+source bench/in-netns.sh
 
 tmp=$(mktemp -d)
 trap 'rm -rf "$tmp"' EXIT
@@ -51,7 +45,7 @@ for l in $(seq 0 31); do
 done
 
 TIMEFORMAT='%U %S %R'
-{ time build/clksim/tools/clksim/clksim "${live[@]}" --format jsonl "$tmp/bench.yaml" >"$tmp/run.jsonl"; } 2>"$tmp/time"
+{ time "$clksim" "${live[@]}" --format jsonl "$tmp/bench.yaml" >"$tmp/run.jsonl"; } 2>"$tmp/time"
 read -r user sys real <"$tmp/time"
 summary=$(tail -n 1 "$tmp/run.jsonl")
 field() { sed -E "s/.*\"$1\":([0-9]+).*/\\1/" <<<"$summary"; }
