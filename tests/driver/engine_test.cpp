@@ -73,22 +73,4 @@ TEST_F(Engine, IdentitiesAndAddressesAreKeptPerTypeAndPacketType) {
               ElementsAre(0xE0000181u, 319u, 12u, 3u, 1u));
 }
 
-// Latched: a change raises the alarm once; a read with flag 0 leaves it, flag 1 clears it.
-TEST_F(Engine, ChangeAlarmLatchesUntilAFlaggedRead) {
-  ClkNpAnnFields rx{};
-  rx.domainNumber = 24;
-  rx.sourcePortNumber = 9;
-  EXPECT_TRUE(fwmsim::engine().receiveAnnounce(0, 3, rx));
-  uint32_t change = 0;
-  EXPECT_EQ(CLK_NP_1588_GetAnnounceAlarm(0, 3, 0, 1, &change), 0);
-  EXPECT_EQ(change, 1u);
-  EXPECT_FALSE(fwmsim::engine().receiveAnnounce(0, 3, rx)) << "the same fields again";
-  rx.sourcePortNumber = 10;
-  EXPECT_TRUE(fwmsim::engine().receiveAnnounce(0, 3, rx));
-  std::vector<uint32_t> seen;
-  for (uint32_t flag : {0u, 1u, 1u})
-    seen.push_back(CLK_NP_1588_GetAnnounceAlarm(0, 3, 0, flag, &change) == 0 ? change : 9);
-  EXPECT_EQ(seen, (std::vector<uint32_t>{1, 1, 0}));
-}
-
 }  // namespace

@@ -1,11 +1,6 @@
-// Every NP entry against the common frame: unit check, required pointers,
-// parameter line, dispatch with unchanged arguments, report; then the entries
-// that leave the frame and the report line itself.
-// Installation of the driver tables by chip type and engine count.
-// The driver adapter called directly: conversions, the error map, its own
-// checks and reasons, and the operations that copy through a local buffer or
-// make several calls.
-#include <algorithm>
+// Every NP entry against the common frame (unit check, required pointers,
+// parameter line, dispatch, report) and the entries that leave it; installation
+// of the driver tables; the driver adapter's own checks and multi-call slots.
 #include <climits>
 #include <cstring>
 #include <functional>
@@ -269,17 +264,6 @@ TEST_F(Entries, OnTheAdapterEachSlotCallsTheEngineOnceAndBothReportItsFailure) {
   }
 }
 
-TEST(EntryTable, CoversEveryAssignedSlotOnce) {
-  std::vector<size_t> slots;
-  for (const Row &r : kRows) slots.push_back(r.slot);
-  slots.push_back(28);  // GetPktTxEn: tested on its own below
-  std::sort(slots.begin(), slots.end());
-  std::vector<size_t> expected;
-  for (size_t s = 1; s < fwmclk::np::kSlotCount; ++s)
-    if (!fwmclk::np::isUnassigned(s)) expected.push_back(s);
-  EXPECT_EQ(slots, expected);
-}
-
 // The entries that leave the frame.
 class NpExceptions : public nptest::NpBoard {};
 
@@ -287,10 +271,9 @@ TEST_F(NpExceptions, GetPktTxEnLogsAfterTheCallWithTheWordItFinds) {
   uint32_t enable = 7;
   Timeline empty;
   EXPECT_EQ(CLK_NP_1588_GetPktTxEn(2, 3, 1, &enable), CLK_NP_ERR_NO_FUNC);
-  EXPECT_THAT(
-      empty.lines(),
-      ::testing::ElementsAre(report("FFFFFFF0", 2, 3, "NP_1588_GetPktTxEn"),
-                             "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[7])."));
+  EXPECT_THAT(empty.lines(),
+              ElementsAre(report("FFFFFFF0", 2, 3, "NP_1588_GetPktTxEn"),
+                          "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[7])."));
 
   clk_1588_driver_init(&g_fnNpClkDriver[2]);
   ASSERT_EQ(CLK_NP_1588_SetPktTxEn(2, 3, 1, 1), 0);
@@ -298,10 +281,9 @@ TEST_F(NpExceptions, GetPktTxEnLogsAfterTheCallWithTheWordItFinds) {
   Timeline read;
   EXPECT_EQ(CLK_NP_1588_GetPktTxEn(2, 3, 1, &enable), 0);
   EXPECT_EQ(enable, 1u);
-  EXPECT_THAT(
-      read.lines(),
-      ::testing::ElementsAre("oda_1588_get_pkt_tx_en(2, 3, 1, &)",
-                             "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[1])."));
+  EXPECT_THAT(read.lines(),
+              ElementsAre("oda_1588_get_pkt_tx_en(2, 3, 1, &)",
+                          "LOG MSG 1588.(parameter in GetPktTxEn: Unit=[2], Port=[3], PktType=[1], Enable=[1])."));
   fwmsim::faults().inject("oda_1588_get_pkt_tx_en", 1);
   Timeline failed;
   EXPECT_EQ(CLK_NP_1588_GetPktTxEn(2, 3, 1, &enable), 1);
@@ -338,30 +320,23 @@ TEST_F(NpExceptions, PlaceholdersAnswerZeroForAnyUnitAndDoNothing) {
   EXPECT_THAT(gFakeCalls, ::testing::IsEmpty());
 }
 
-// The report line itself: silent for success and -6 to -8, which ask nothing
-// of the board either.
+// The report line itself (every entry row pins the common codes): silent for
+// success and -6 to -8, which ask nothing of the board either.
 TEST_F(NpExceptions, RetProcessPrintsCodeInCapitalHexWithChassisAndSlot) {
   fwmsim::board().chassisId = 2;
   fwmsim::board().slotId = 14;
   const size_t mark = fwmsim::recorder().mark();
   Timeline t;
   for (int32_t code : {0, -6, -7, -8}) CLK_NP_RetProcess(code, 1, 2, "x");
-  EXPECT_THAT(t.lines(), ::testing::IsEmpty());
-  EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ::testing::IsEmpty());
-  const std::pair<int32_t, const char *> codes[] = {
-      {1, "1"},         {-1, "FFFFFFFF"},  {-5, "FFFFFFFB"},         {-9, "FFFFFFF7"},     {-16, "FFFFFFF0"},
-      {-4, "FFFFFFFC"}, {-99, "FFFFFF9D"}, {0x7FFFFFFF, "7FFFFFFF"}, {-5 - 4, "FFFFFFF7"}, {0xAB, "AB"}};
-  std::vector<std::string> expected;
-  for (const auto &[code, hex] : codes) {
-    CLK_NP_RetProcess(code, 5, 4000000000u, "do it");
-    expected.push_back(std::string("DBG Fe module error. (ErrCode=0x") + hex +
-                       ", Slot=2/14, Unit=5, Port=4000000000, Reason=Failed to do it.)");
-  }
-  EXPECT_EQ(t.lines(), expected);
-  const auto devm = fwmtest::callsSince(mark, "devm");
-  ASSERT_GE(devm.size(), 2u);
-  EXPECT_EQ(devm[0], "FWM_Srv_Get_ChassisId()");
-  EXPECT_EQ(devm[1], "FWM_Srv_Get_Slotid(2)");
+  EXPECT_THAT(fwmtest::callsSince(mark, "devm"), IsEmpty());
+  for (int32_t code : {-1, 0x7FFFFFFF, 0xAB}) CLK_NP_RetProcess(code, 5, 4000000000u, "do it");
+  const std::string line = ", Slot=2/14, Unit=5, Port=4000000000, Reason=Failed to do it.)";
+  EXPECT_THAT(t.lines(), ElementsAre("DBG Fe module error. (ErrCode=0xFFFFFFFF" + line,
+                                     "DBG Fe module error. (ErrCode=0x7FFFFFFF" + line,
+                                     "DBG Fe module error. (ErrCode=0xAB" + line));
+  std::vector<std::string> devm;
+  for (int i = 0; i < 3; ++i) devm.insert(devm.end(), {"FWM_Srv_Get_ChassisId()", "FWM_Srv_Get_Slotid(2)"});
+  EXPECT_EQ(fwmtest::callsSince(mark, "devm"), devm);
 }
 
 // Slot k of a table as an untyped pointer, for comparisons.
@@ -377,15 +352,11 @@ size_t filledSlots(const NpClkDriverFuncs &t) {
   return n;
 }
 
-class Install : public fwmtest::BoardTest {
- protected:
-  void SetUp() override {
-    fwmtest::BoardTest::SetUp();
-    std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
-  }
-};
+using Install = fwmtest::BoardTest;
 
 TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42AndNeverBeyondUnitSeven) {
+  FWM_SRV_1588_DriverInit();  // before start-up no engine is known: nothing is asked
+  EXPECT_THAT(fwmtest::callsSince(0, "devm"), IsEmpty());
   const std::pair<uint32_t, bool> cases[] = {{30, false}, {31, true},  {32, false}, {33, true},         {34, false},
                                              {35, false}, {38, false}, {39, false}, {40, true},         {41, false},
                                              {42, true},  {43, false}, {0, false},  {0xFFFFFFFF, false}};
@@ -399,7 +370,7 @@ TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42AndNeverBeyondUnitSeven) {
     for (uint32_t unit = 0; unit < CLK_NP_UNIT_NUM; ++unit)
       EXPECT_EQ(filledSlots(g_fnNpClkDriver[unit]), adapter && unit < 3 ? 45u : 0u) << chipType << " " << unit;
   }
-  EXPECT_THAT(fwmtest::callsSince(0, "oda"), ::testing::IsEmpty());
+  EXPECT_THAT(fwmtest::callsSince(0, "oda"), IsEmpty());
   fwmsim::board().chipType = 31;  // never beyond unit seven
   for (uint32_t feNum : {8u, 9u, 200u, 255u}) {
     std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
@@ -409,32 +380,16 @@ TEST_F(Install, AdapterOnlyForChipTypes31_33_40_42AndNeverBeyondUnitSeven) {
   }
 }
 
-TEST_F(Install, NoEnginesQueriesNothingAndEveryEntryFindsEmptySlots) {
-  fwmtest::adoptAgent();
-  (void)FWM_SRV_CLK_InitDbg();
-  const size_t mark = fwmsim::recorder().mark();
-  FWM_SRV_1588_DriverInit();  // before start-up no engine is known
-  EXPECT_THAT(fwmtest::callsSince(mark, "devm"), ::testing::IsEmpty());
-  nptest::Timeline t;
-  EXPECT_EQ(CLK_NP_1588_SetEncapDaSel(7, 1, 1, 0), CLK_NP_ERR_NO_FUNC);
-  EXPECT_THAT(t.lines(), ::testing::ElementsAre(nptest::report("FFFFFFF0", 7, 1, "NP_1588_SetEncapDaSel")));
-}
-
+// Slots beyond 44 keep what they held (markers in 45 and 64).
 TEST(AdapterTable, FillsSlotsZeroToFortyFourAndLeavesTheRest) {
-  // Slots beyond 44 keep what they held: prove it with a marker.
   NpClkDriverFuncs t;
   std::memset(&t, 0, sizeof t);
   t.reserved45 = +[](uint32_t) { return 45; };
   t.ptpGetChannelTs = +[](uint32_t, uint32_t, void *) { return 64; };
   clk_1588_driver_init(&t);
-  // Which adapter operation each slot holds shows in the engine-driver call
-  // every entry makes on the adapter (np_entries_test); here the extent.
   EXPECT_EQ(slotOf(t, 0), reinterpret_cast<const void *>(&clk_1588_init));
-  for (size_t k = 1; k < fwmclk::np::kAdapterSlots; ++k) EXPECT_NE(slotOf(t, k), nullptr) << "slot " << k;
-  for (size_t k = fwmclk::np::kAdapterSlots; k < kSlotCount; ++k) {
-    const bool marked = k == 45 || k == 64;
-    EXPECT_EQ(slotOf(t, k) != nullptr, marked) << "slot " << k;
-  }
+  for (size_t k = 1; k < kSlotCount; ++k)
+    EXPECT_EQ(slotOf(t, k) != nullptr, k < fwmclk::np::kAdapterSlots || k == 45 || k == 64) << "slot " << k;
   EXPECT_EQ(t.reserved45(0), 45);
   EXPECT_EQ(clk_1588_init(), 0);
 }
@@ -514,12 +469,9 @@ TEST_F(Adapter, RefusesWithMinusFourAndNoEngineCall) {
   }
 }
 
-// Slot 6: encapsulation, then destination port and board; the first failure stops.
-TEST_F(Adapter, EncapTypeProgramsDestinationPortAndBoardAndStopsAtTheFirstFailure) {
-  Timeline ok;
-  EXPECT_EQ(clk_1588_set_encap_type(1, 3, 0x55, 4), 0);
-  EXPECT_THAT(ok.lines(), ElementsAre("oda_1588_set_encap_type(1, 3, 4)", "oda_1588_set_ptp_control(1, 3, 32, 3, 0)",
-                                      "oda_1588_set_ptp_control(1, 3, 31, 85, 0)"));
+// Slot 6: encapsulation, then destination port and board (the calls are in the
+// service's encapsulation rows); the first failure stops.
+TEST_F(Adapter, EncapTypeStopsAtTheFirstFailure) {
   struct Step {
     int skip;
     const char *fn;
@@ -543,10 +495,6 @@ TEST_F(Adapter, EncapTypeProgramsDestinationPortAndBoardAndStopsAtTheFirstFailur
 // Slot 39: the port control precedes the enable; its outcome is not the enable's.
 TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
   ClkNpPortEnInfo info{};
-  info.fwdTarget = CLK_NP_FWD_TARGET_NONE;  // no forwarding target: the enable alone
-  Timeline none;
-  EXPECT_EQ(clk_1588_set_port_en(1, 3, 1, &info), 0);
-  EXPECT_THAT(none.lines(), ElementsAre("oda_1588_set_port_en(1, 3, 1)"));
   info.fwdTarget = 0xAB123456u;
   fwmsim::faults().inject("oda_port_set_control", 9, fwmsim::Faults::kAlways);
   Timeline t;
@@ -558,11 +506,10 @@ TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
   fwmsim::faults().inject("oda_1588_set_port_en", 10);
   Timeline failed;
   EXPECT_EQ(clk_1588_set_port_en(1, 6, 0, &info), -9);
-  EXPECT_EQ(failed.lines().back(), report("FFFFFFF7", 1, 6, "[1588]set port enable"));
-  const auto ctrl = fwmsim::engine().portControls();
-  ASSERT_EQ(ctrl.size(), 2u);
-  EXPECT_EQ(ctrl[1].portWord, 0x04000006u);
-  EXPECT_EQ(ctrl[1].words, (std::array<uint32_t, 6>{254, 0, 0, 0, 0, 0x3C123456}));
+  EXPECT_THAT(failed.lines(),
+              ElementsAre("oda_port_set_control(1, 0x4000006, {130, 0, 0, 0, 0, 0x3C123456})",
+                          "oda_port_set_control(1, 0x4000006, {254, 0, 0, 0, 0, 0x3C123456})",
+                          "oda_1588_set_port_en(1, 6, 0)", report("FFFFFFF7", 1, 6, "[1588]set port enable")));
 }
 
 // Reads through a local buffer leave the caller's record alone on failure,

@@ -41,7 +41,7 @@ struct Step {
   std::vector<std::string> lines;
 };
 
-class ServiceTest : public fwmtest::BoardTest {
+class Service : public fwmtest::BoardTest {
  protected:
   void SetUp() override {
     fwmtest::BoardTest::SetUp();
@@ -49,13 +49,6 @@ class ServiceTest : public fwmtest::BoardTest {
     ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
     ASSERT_FALSE(fwmsim::orchestrator().registrations.empty());
     orch = reinterpret_cast<const ClkSrvOrchIntf *>(fwmsim::orchestrator().registrations.back().data());
-    mark();
-  }
-
-  // Forgets what happened so far.
-  void mark() {
-    callMark_ = fwmsim::recorder().mark();
-    lineMark_ = fwmtest::agentLines().size();
   }
 
   // Log lines since the mark, without the NP layer's parameter lines and
@@ -88,7 +81,8 @@ class ServiceTest : public fwmtest::BoardTest {
   void run(const Step &s) {
     fwmsim::faults().clear();
     for (const Fault &f : s.faults) fwmsim::faults().inject(f.fn, f.code, 1, f.skip);
-    mark();
+    callMark_ = fwmsim::recorder().mark();
+    lineMark_ = fwmtest::agentLines().size();
     EXPECT_EQ(s.call(orch), s.ret) << s.name;
     EXPECT_EQ(calls(), s.calls) << s.name;
     EXPECT_EQ(lines(), s.lines) << s.name;
@@ -105,8 +99,6 @@ class ServiceTest : public fwmtest::BoardTest {
   size_t callMark_ = 0;
   size_t lineMark_ = 0;
 };
-
-using Service = ServiceTest;
 
 constexpr uint32_t kUnit = 1;
 constexpr uint32_t kPort = 5;
