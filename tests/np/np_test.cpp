@@ -1,6 +1,7 @@
 // Every NP entry against the common frame (unit check, required pointers,
 // parameter line, dispatch, report) and the entries that leave it; installation
 // of the driver tables; the driver adapter's own checks and multi-call slots.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <functional>
@@ -9,19 +10,81 @@
 #include <utility>
 #include <vector>
 
+#include "fwmclk/diag.h"
 #include "fwmclk/driver.h"
+#include "fwmclk/np.h"
 #include "fwmclk/service.h"
 #include "fwmsim/engine.hpp"
 #include "np/slots.hpp"
-#include "np_timeline.hpp"
+#include "testkit.hpp"
 
 namespace {
 
 using fwmclk::np::kSlotCount;
-using nptest::report;
-using nptest::Timeline;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+
+// What the NP layer and the adapter did, in order, as one list: engine-driver
+// calls as recorded, debug-print lines as "DBG <message>" (time stamp and line
+// end checked and removed) and delivered log lines as "LOG <LEVEL> <text>".
+class Timeline {
+ public:
+  Timeline() : mark_(fwmsim::recorder().mark()), delivered_(fwmsim::agent().delivered().size()) {}
+
+  std::vector<std::string> lines() const {
+    const auto deliveries = fwmsim::agent().delivered();
+    size_t next = delivered_;
+    std::vector<std::string> out;
+    const auto events = fwmsim::recorder().events();
+    for (size_t i = mark_; i < events.size(); ++i) {
+      const auto &e = events[i];
+      if (e.facility == "oda") {
+        out.push_back(e.text);
+      } else if (e.facility == "debug" && e.text.rfind("print(", 0) == 0) {
+        out.push_back("DBG " + message(e.text));
+      } else if (e.facility == "agent" && e.text.rfind("IM_Agent_Send(", 0) == 0 && next < deliveries.size()) {
+        out.push_back("LOG " + deliveries[next].level + " " + deliveries[next].text);
+        ++next;
+      }
+    }
+    return out;
+  }
+
+ private:
+  // "print(id, level, fmt) 2026-11-22 08:00:00 <message>\r\n" -> "<message>"
+  static std::string message(const std::string &text) {
+    // Every line of the NP layer goes to the registered module at debug level 2.
+    EXPECT_EQ(text.rfind("print(17, 2, ", 0), 0u) << text;
+    const std::string stamp = ") 2026-11-22 08:00:00 ";
+    const size_t at = text.find(stamp);
+    EXPECT_NE(at, std::string::npos) << text;
+    if (at == std::string::npos) return text;
+    std::string body = text.substr(at + stamp.size());
+    EXPECT_GE(body.size(), 2u);
+    EXPECT_EQ(body.substr(body.size() - 2), "\r\n");
+    return body.substr(0, body.size() - 2);
+  }
+
+  size_t mark_;
+  size_t delivered_;
+};
+
+// A board whose log agent and debug framework deliver, with empty driver tables.
+class NpBoard : public fwmtest::BoardTest {
+ protected:
+  void SetUp() override {
+    fwmtest::BoardTest::SetUp();
+    std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
+    fwmtest::adoptAgent();
+    (void)FWM_SRV_CLK_InitDbg();
+  }
+};
+
+// The report line for a code, unit, port and reason on the default board (chassis 1, slot 3).
+inline std::string report(const char *hex, uint32_t unit, uint32_t port, const std::string &reason) {
+  return "DBG Fe module error. (ErrCode=0x" + std::string(hex) + ", Slot=1/3, Unit=" + std::to_string(unit) +
+         ", Port=" + std::to_string(port) + ", Reason=Failed to " + reason + ".)";
+}
 
 // Two caller buffers; the fake driver names them b0 and b1.
 alignas(8) uint8_t gBuf[2][256];
@@ -168,10 +231,10 @@ void seedBuffers() {
   gBuf[0][4] = 12;  // identity word 1 / MAC byte 4
 }
 
-class Entries : public nptest::NpBoard {
+class Entries : public NpBoard {
  protected:
   void SetUp() override {
-    nptest::NpBoard::SetUp();
+    NpBoard::SetUp();
     seedBuffers();
   }
 };
@@ -265,7 +328,7 @@ TEST_F(Entries, OnTheAdapterEachSlotCallsTheEngineOnceAndBothReportItsFailure) {
 }
 
 // The entries that leave the frame.
-class NpExceptions : public nptest::NpBoard {};
+class NpExceptions : public NpBoard {};
 
 TEST_F(NpExceptions, GetPktTxEnLogsAfterTheCallWithTheWordItFinds) {
   uint32_t enable = 7;
@@ -394,7 +457,7 @@ TEST(AdapterTable, FillsSlotsZeroToFortyFourAndLeavesTheRest) {
   EXPECT_EQ(clk_1588_init(), 0);
 }
 
-class Adapter : public nptest::NpBoard {};
+class Adapter : public NpBoard {};
 
 TEST(ErrorMap, MapsEngineCodesAsTabled) {
   const int32_t expected[17] = {0, 1, -2, -4, -6, -5, -8, -7, -99, -30, -9, -14, -1, -14, 1, 1, -16};
@@ -512,8 +575,8 @@ TEST_F(Adapter, PortEnableProgramsPortControlTwiceFirst) {
                           "oda_1588_set_port_en(1, 6, 0)", report("FFFFFFF7", 1, 6, "[1588]set port enable")));
 }
 
-// Reads through a local buffer leave the caller's record alone on failure,
-// whatever the engine wrote into the buffer it was given.
+// Reads through a local buffer copy the caller's part back on success and
+// leave the record alone on failure, whatever the engine wrote into the buffer.
 struct ReadBack {
   const char *name;
   const char *fn;
@@ -537,6 +600,7 @@ TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
     uint8_t record[32];
     std::memset(record, 0x3C, sizeof record);
     EXPECT_EQ(r.call(record), 0) << r.name;
+    EXPECT_NE(std::count(record, record + r.size, 0x3C), static_cast<ptrdiff_t>(r.size)) << r.name;
     for (size_t i = r.size; i < sizeof record; ++i) ASSERT_EQ(record[i], 0x3C) << r.name << i;
     std::memset(record, 0x3C, sizeof record);
     fwmsim::faults().inject(r.fn, 1);
@@ -550,16 +614,18 @@ TEST_F(Adapter, LocalReadsCopyOnlyTheCallersSizeAndNothingOnFailure) {
   EXPECT_EQ(delay.word[0], 0xA5A5A5A5u);
 }
 
-// The last accepted values reach the engine; the port control alone always
-// answers 0; the control read hands word 0 in and returns two words; a null
-// MAC programs zeros.
+// The last accepted values reach the engine, a UDP port as its low 16 bits;
+// the port control alone always answers 0; the control read hands word 0 in
+// and returns two words; a null MAC programs zeros.
 TEST_F(Adapter, AcceptedValuesPortControlControlReadAndNullMac) {
   Timeline t;
   EXPECT_EQ(clk_1588_set_ptp_state(1, 3, 9), 0);
   EXPECT_EQ(clk_1588_set_encap_flagfield_sel(1, 3, 8, 0), 0);
   EXPECT_EQ(clk_1588_set_announce_alarm(1, 3, 1, 0), 0);
-  EXPECT_THAT(t.lines(), ElementsAre("oda_1588_set_ptp_state(1, 3, 9)", "oda_1588_set_encap_flagfield_sel(1, 3, 8, 0)",
-                                     "oda_1588_set_announce_alarm(1, 3, 1, 0)"));
+  EXPECT_EQ(clk_1588_set_encap_udp_sport(1, 3, 65536 + 319), 0);
+  EXPECT_THAT(t.lines(),
+              ElementsAre("oda_1588_set_ptp_state(1, 3, 9)", "oda_1588_set_encap_flagfield_sel(1, 3, 8, 0)",
+                          "oda_1588_set_announce_alarm(1, 3, 1, 0)", "oda_1588_set_encap_udp_sport(1, 3, 319)"));
   Timeline control;
   EXPECT_EQ(clk_oda_port_set_control(0, 0xFFFFFFFF, 0x00000001, 7), 0);
   EXPECT_EQ(clk_oda_port_set_control(0, 5, CLK_NP_FWD_TARGET_NONE, 1), 0);
