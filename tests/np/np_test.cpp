@@ -6,6 +6,7 @@
 #include <cstring>
 #include <functional>
 #include <ostream>
+#include <regex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -27,16 +28,15 @@ using ::testing::IsEmpty;
 // What the NP layer and the adapter did, in order, as one list: engine-driver
 // calls as recorded, debug-print lines as "DBG <message>" (time stamp and line
 // end checked and removed) and delivered log lines as "LOG <LEVEL> <text>".
-class Timeline {
- public:
-  Timeline() : mark_(fwmsim::recorder().mark()), delivered_(fwmsim::agent().delivered().size()) {}
+struct Timeline {
+  size_t mark = fwmsim::recorder().mark(), delivered = fwmsim::agent().delivered().size();
 
   std::vector<std::string> lines() const {
     const auto deliveries = fwmsim::agent().delivered();
-    size_t next = delivered_;
+    size_t next = delivered;
     std::vector<std::string> out;
     const auto events = fwmsim::recorder().events();
-    for (size_t i = mark_; i < events.size(); ++i) {
+    for (size_t i = mark; i < events.size(); ++i) {
       const auto &e = events[i];
       if (e.facility == "oda") {
         out.push_back(e.text);
@@ -50,26 +50,32 @@ class Timeline {
     return out;
   }
 
- private:
-  // "print(id, level, fmt) 2026-11-22 08:00:00 <message>\r\n" -> "<message>"
+  // "print(id, level, fmt) 2026-11-22 08:00:00 <message>\r\n" -> "<message>": every
+  // line of the NP layer goes to the registered module at debug level 2.
   static std::string message(const std::string &text) {
-    // Every line of the NP layer goes to the registered module at debug level 2.
-    EXPECT_EQ(text.rfind("print(17, 2, ", 0), 0u) << text;
-    const std::string stamp = ") 2026-11-22 08:00:00 ";
-    const size_t at = text.find(stamp);
-    EXPECT_NE(at, std::string::npos) << text;
-    if (at == std::string::npos) return text;
-    std::string body = text.substr(at + stamp.size());
-    EXPECT_GE(body.size(), 2u);
-    EXPECT_EQ(body.substr(body.size() - 2), "\r\n");
-    return body.substr(0, body.size() - 2);
+    static const std::regex line("print\\(17, 2, [\\s\\S]*\\) 2026-11-22 08:00:00 (.*)\r\n");
+    std::smatch m;
+    EXPECT_TRUE(std::regex_match(text, m, line)) << text;
+    return m.size() == 2 ? m[1].str() : text;
   }
-
-  size_t mark_;
-  size_t delivered_;
 };
 
-// A board whose log agent and debug framework deliver, with empty driver tables.
+// Two caller buffers; the fake driver names them b0 and b1.
+alignas(8) uint8_t gBuf[2][256];
+
+// Every entry in one process: the rows share the board, each call its own timeline.
+// The sample records; reads on the adapter overwrite them.
+void seedBuffers() {
+  std::memset(gBuf, 0, sizeof gBuf);
+  auto *info = reinterpret_cast<ClkNpPortEnInfo *>(gBuf[0]);
+  info->fwdUnit = 5;
+  info->fwdPort = 6;
+  gBuf[0][0] = 11;  // identity word 0 / MAC byte 0
+  gBuf[0][4] = 12;  // identity word 1 / MAC byte 4
+}
+
+// A board whose log agent and debug framework deliver, with empty driver tables
+// and the sample records in the caller buffers.
 class NpBoard : public fwmtest::BoardTest {
  protected:
   void SetUp() override {
@@ -77,17 +83,15 @@ class NpBoard : public fwmtest::BoardTest {
     std::memset(g_fnNpClkDriver, 0, sizeof g_fnNpClkDriver);
     fwmtest::adoptAgent();
     (void)FWM_SRV_CLK_InitDbg();
+    seedBuffers();
   }
 };
 
 // The report line for a code, unit, port and reason on the default board (chassis 1, slot 3).
-inline std::string report(const char *hex, uint32_t unit, uint32_t port, const std::string &reason) {
+std::string report(const char *hex, uint32_t unit, uint32_t port, const std::string &reason) {
   return "DBG Fe module error. (ErrCode=0x" + std::string(hex) + ", Slot=1/3, Unit=" + std::to_string(unit) +
          ", Port=" + std::to_string(port) + ", Reason=Failed to " + reason + ".)";
 }
-
-// Two caller buffers; the fake driver names them b0 and b1.
-alignas(8) uint8_t gBuf[2][256];
 
 template <class T>
 T *buf(int nullWhich, int index) {
@@ -99,12 +103,7 @@ std::vector<std::string> gFakeCalls;
 int32_t gFakeCode = 0;
 
 std::string show(uint32_t v) { return std::to_string(v); }
-std::string show(const void *p) {
-  if (p == nullptr) return "NULL";
-  if (p == gBuf[0]) return "b0";
-  if (p == gBuf[1]) return "b1";
-  return "?";
-}
+std::string show(const void *p) { return p == nullptr ? "NULL" : p == gBuf[0] ? "b0" : p == gBuf[1] ? "b1" : "?"; }
 
 template <size_t Slot, class... A>
 int32_t fake(uint32_t unit, A... args) {
@@ -220,24 +219,7 @@ std::vector<std::string> paramLines(const Row &r) {
   return {std::string("LOG MSG ") + r.param};
 }
 
-// Every entry in one process: the rows share the board, each call its own timeline.
-// The sample records; reads on the adapter overwrite them.
-void seedBuffers() {
-  std::memset(gBuf, 0, sizeof gBuf);
-  auto *info = reinterpret_cast<ClkNpPortEnInfo *>(gBuf[0]);
-  info->fwdUnit = 5;
-  info->fwdPort = 6;
-  gBuf[0][0] = 11;  // identity word 0 / MAC byte 0
-  gBuf[0][4] = 12;  // identity word 1 / MAC byte 4
-}
-
-class Entries : public NpBoard {
- protected:
-  void SetUp() override {
-    NpBoard::SetUp();
-    seedBuffers();
-  }
-};
+using Entries = NpBoard;
 
 // Units above seven are refused silently, before a null pointer's line, which
 // comes before anything else.
