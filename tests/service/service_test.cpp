@@ -1,6 +1,7 @@
 // The orchestrator's slots, one golden row per request: its result, the
 // engine-driver calls in order and the lines logged. Then start-up: its
 // sequence, the lifecycle events and the records handed to the host.
+#include <algorithm>
 #include <climits>
 #include <cstring>
 #include <functional>
@@ -436,11 +437,8 @@ TEST_F(Service, ClearWritesTheChangeAlarmAndReadClearsTheReceivedFields) {
 }
 
 // Every slot that takes a record refuses a null one before any engine call.
-#define N(slot, ...)                                                                                       \
-  {                                                                                                        \
-#slot, [](auto o) { return o->__VA_ARGS__; }, {}, 1, "", { "ERROR [FWM_SRV] " #slot ", null pointer" } \
-  }
 // clang-format off
+#define N(slot, ...) {#slot, [](auto o) { return o->__VA_ARGS__; }, {}, 1, "", {"ERROR [FWM_SRV] " #slot ", null pointer"}}
 const Step kNullCases[] = {
     N(SetPtpGlbCfg, setPtpGlbCfg(nullptr)), N(SetPtpPortCfg, setPtpPortCfg(0, 1, 0xFFFFFFFFu, nullptr)),
     N(SetPtpPktEncap, setPtpPktEncap(0, 1, 2, nullptr)), N(SetPtpRxCtl, setPtpRxCtl(0, 1, nullptr)),
@@ -629,9 +627,8 @@ TEST_P(StartupOutcome, StopsOrGoesOnAsTheStepDecides) {
   EXPECT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), o.notifyResult);
   EXPECT_EQ(fwmtest::agentLines(), o.lines);
   EXPECT_EQ(g_fwmClkMemPtNo, o.partition);
-  bool regCalled = false;
-  for (const auto &t : fwmsim::recorder().texts("debug")) regCalled |= t.rfind("moduleReg", 0) == 0;
-  EXPECT_EQ(regCalled, o.registered);
+  const auto debug = fwmsim::recorder().texts("debug");
+  EXPECT_EQ(std::ranges::any_of(debug, [](const std::string &t) { return t.starts_with("moduleReg"); }), o.registered);
   // A failed start-up leaves nothing in the way of the next one.
   if (o.notifyResult == 0) return;
   const size_t registrations = fwmsim::orchestrator().registrations.size();
