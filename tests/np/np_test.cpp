@@ -463,7 +463,7 @@ TEST(Conversions, PacketTypesBothWaysAndIntervals) {
 }
 
 // Each slot's engine-driver call and failure reports are checked through the
-// NP entries (np_entries_test); here the adapter's own checks and multi-call slots.
+// NP entries above; here the adapter's own checks and multi-call slots.
 // Values the adapter refuses before the engine is called.
 struct Refusal {
   const char *name;
