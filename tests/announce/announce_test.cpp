@@ -259,11 +259,19 @@ TEST_F(Supervision, ANotReadyTickRestartsTheWait) {
   EXPECT_EQ(alarmReads(m).size(), 2u);
 }
 
-// Only enable 1 is polled; starting again, or switching one port off while
-// another is on, keeps the timer; a restarted timer polls at its first tick.
+// A refused timer start is retried by the next enabling configuration; only
+// enable 1 is polled; starting again, or switching one port off while another
+// is on, keeps the timer; a restarted timer polls at its first tick.
 TEST_F(Supervision, OnlyEnableOneIsPolledAndTheTimerRunsWhileOneIs) {
+  fwmsim::faults().inject("ORIN_ReltmrCbkStart", 6);
   configure(0, 3, 2, 1);
   configure(0, 4, 1, 1);
+  EXPECT_EQ(g_clkAnndetectTmr, 0u);
+  EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=6"));
+  configure(0, 4, 1, 1);
+  EXPECT_THAT(
+      fwmsim::recorder().texts("orin"),
+      Contains("ORIN_ReltmrCbkStart(&, " + fwmsim::arg(fwmsim::Hex{FWM_SRV_BKF_GetMemHdl()}) + ", 500, 0, 0x0, 1, &)"));
   readyAndWaited();
   size_t m = mark();
   fwmsim::clock().advance(kTick);
@@ -284,7 +292,7 @@ TEST_F(Supervision, OnlyEnableOneIsPolledAndTheTimerRunsWhileOneIs) {
   EXPECT_EQ(alarmReads(m).size(), 2u);
 }
 
-TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
+TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLostAndATeardownDropsIt) {
   configure(0, 3, 1, 1);
   readyAndWaited();
   // The announce clear's read hands flag words 0..9 set, the supervision's none.
@@ -302,6 +310,13 @@ TEST_F(Supervision, ChangeWithoutGrandmasterIdentityCountsAsLost) {
   EXPECT_THAT(fwmsim::engine().port(0, 3).rxReadFlags.flag, ::testing::Each(0u));
   EXPECT_EQ(FWM_SRV_CLK_PtpFindPort(0, 3)->annState, CLK_ANN_STATE_LOST);
   EXPECT_THAT(fwmtest::agentLines(), Contains("MSG [FWM_SRV_BKF] Mira_PtpAnnAlmProc annState=3."));
+
+  // After a teardown acknowledgements are dropped, not encoded.
+  FWM_SRV_CLK_BkfUnInit();
+  fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
+  fwmsim::clock().advance(kTick);
+  EXPECT_FALSE(peer.pending());
+  EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] SendAckMsgProc fail, ret=1."));
 }
 
 TEST_F(Supervision, EitherIdentityMissingCountsAsLost) {
@@ -323,17 +338,6 @@ TEST_F(Supervision, EitherIdentityMissingCountsAsLost) {
   uint32_t state = 5;
   EXPECT_EQ(FWM_SRV_Mira_GetAnnounceState(0, 3, &state), 0u);
   EXPECT_EQ(state, 2u);
-}
-
-TEST_F(Supervision, AcknowledgementsAfterATeardownAreDroppedNotEncoded) {
-  configure(0, 3, 1, 1);
-  readyAndWaited();
-  FWM_SRV_CLK_BkfUnInit();
-  fwmsim::engine().setRxAnnounce(0, 3, grandmaster());
-  fwmsim::engine().setAnnounceAlarm(0, 3, 0, true);
-  fwmsim::clock().advance(kTick);
-  EXPECT_FALSE(peer.pending());
-  EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] SendAckMsgProc fail, ret=1."));
 }
 
 // A failing alarm read is reported three times and counts as no alarm.
@@ -359,18 +363,6 @@ TEST_F(Supervision, AlarmReadFailureIsReportedByTheEntryAndByTheSupervision) {
                                    r + alarm + " ANNOUNCE_CHANGE.)\r\n", r + "[1588]get announce alarm.)\r\n",
                                    r + alarm + ".)\r\n", r + alarm + " ANNOUNCE_TIMEOUT.)\r\n",
                                    r + "[1588]get announce field rx.)\r\n", r + rx, r + rx));
-}
-
-TEST_F(Supervision, TimerStartFailureIsRetriedByTheNextEnablingConfiguration) {
-  fwmsim::faults().inject("ORIN_ReltmrCbkStart", 6);
-  configure(0, 3, 1, 1);
-  EXPECT_EQ(g_clkAnndetectTmr, 0u);
-  EXPECT_THAT(fwmtest::agentLines(), Contains("ERROR [FWM_SRV_BKF] ORIN_ReltmrCbkStart failed, Ret=6"));
-  configure(0, 3, 1, 1);
-  EXPECT_NE(g_clkAnndetectTmr, 0u);
-  EXPECT_THAT(
-      fwmsim::recorder().texts("orin"),
-      Contains("ORIN_ReltmrCbkStart(&, " + fwmsim::arg(fwmsim::Hex{FWM_SRV_BKF_GetMemHdl()}) + ", 500, 0, 0x0, 1, &)"));
 }
 
 // Configuration on one thread while ticks run on another and the worker

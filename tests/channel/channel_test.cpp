@@ -7,7 +7,6 @@
 #include <set>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include "fwmclk/fwmclk.h"
@@ -320,24 +319,20 @@ TEST_P(WorkerStart, CallsLinesAndHandles) {
   EXPECT_EQ(g_clkBkfEpollFd, c.loops ? created.back() : -1);
   EXPECT_TRUE(created.empty() || fwmsim::epollOpen(created.back()) == c.loops);
   EXPECT_TRUE(g_ClkBkfQueueProcID == 0 || fwmsim::queueInfo(g_ClkBkfQueueProcID).has_value() == c.loops);
-  EXPECT_NE(g_FwmSrvBkfThreadId, 0u);
+  ASSERT_EQ(fwmsim::tasks().size(), 1u);
+  EXPECT_EQ(fwmsim::tasks()[0].id, g_FwmSrvBkfThreadId);
   EXPECT_EQ(channelBlocks(), (c.words & kChannel) != 0 ? 1u : 0u);
+  if ((c.words & kComm) != 0) EXPECT_EQ(fwmsim::framework().initRecord().epollFd, created.back());
+
+  // A second create does nothing, whatever the first left.
+  mark = fwmsim::recorder().mark();
+  const size_t lineCount = agentLines().size();
+  startWorker();
+  EXPECT_THAT(fwmsim::recorder().textsSince(mark), IsEmpty());
+  EXPECT_EQ(agentLines().size(), lineCount);
 }
 
 INSTANTIATE_TEST_SUITE_P(Channel, WorkerStart, testing::ValuesIn(kCases), kByName);
-
-// The framework waits on the worker's epoll; a second create does nothing.
-TEST_F(ChannelTest, WorkerHandsItsEpollToTheFrameworkAndIsCreatedOnce) {
-  startWorker();
-  EXPECT_EQ(fwmsim::framework().initRecord().epollFd, g_clkBkfEpollFd);
-  ASSERT_EQ(fwmsim::tasks().size(), 1u);
-  EXPECT_EQ(fwmsim::tasks()[0].id, g_FwmSrvBkfThreadId);
-  size_t mark = fwmsim::recorder().mark();
-  size_t lines = agentLines().size();
-  startWorker();
-  EXPECT_THAT(fwmsim::recorder().textsSince(mark), IsEmpty());
-  EXPECT_EQ(agentLines().size(), lines);
-}
 
 TEST_F(ChannelTest, FailedTaskCreationIsRetriedByTheNextCall) {
   fwmsim::faults().inject("FwmEpollTaskCreate", 6);
@@ -464,23 +459,16 @@ TEST_F(QueueTest, FullQueueRefusesAndTheWorkerDrainsTheRest) {
   EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=2, writeCnt=0."));
 }
 
-// Records delivered by the event layer for other sources.
-// (context, events, data, thread)
-using Delivery = std::tuple<uintptr_t, uint32_t, uint32_t, std::string>;
-std::vector<Delivery> gDelivered;
-
+// A handler of another source, recording what it is handed.
 uint32_t sourceHandler(uintptr_t context, uint32_t events, uint32_t data) {
-  gDelivered.emplace_back(context, events, data, fwmsim::threadName());
+  fwmsim::record("test", "source", context, fwmsim::Hex{events}, fwmsim::Hex{data});
   return 1;  // not examined
 }
 
 TEST_F(QueueTest, EventRecordsWithoutHandlerAreSkipped) {
-  gDelivered.clear();
   fwmsim::injectEvents(fd, {{0x11, sourceHandler, 0x21, 1}, {0x12, nullptr, 0x22, 2}, {0x13, sourceHandler, 0x23, 3}});
   fwmsim::clock().settle();
-  EXPECT_THAT(gDelivered,
-              ElementsAre(std::make_tuple(1u, 0x11u, 0x21u, kWorker), std::make_tuple(3u, 0x13u, 0x23u, kWorker)));
-  EXPECT_THAT(callsOn(kWorker, mark), ElementsAreArray(ids({kWait})));
+  EXPECT_THAT(callsOn(kWorker, mark), ElementsAreArray(ids({"source(1, 0x11, 0x21)", "source(3, 0x13, 0x23)", kWait})));
 }
 
 std::vector<uintptr_t> gFired;  // the parameters the callbacks ran with

@@ -232,15 +232,14 @@ TEST_F(DiagLog, DebugChannelGates) {
 }
 
 TEST(DebugSwitch, AcceptsLevelsUpToFiveAndValuesUpToOne) {
-  struct {
-    uint32_t level, value, result;
-  } cases[] = {{5, 1, 0}, {0, 1, 0}, {5, 0, 0}, {6, 1, 1}, {5, 2, 1}, {0xFFFFFFFFu, 0, 1}};
-  for (const auto &c : cases) {
+  // (level, value, result)
+  for (auto [level, value, result] : std::initializer_list<std::array<uint32_t, 3>>{
+           {5, 1, 0}, {0, 1, 0}, {5, 0, 0}, {6, 1, 1}, {5, 2, 1}, {0xFFFFFFFFu, 0, 1}}) {
     std::array<uint32_t, 6> want;
     std::memcpy(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want);
-    if (c.result == 0) want[c.level] = c.value;  // and nothing else changes
-    EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(c.level, c.value), c.result) << c.level << "/" << c.value;
-    EXPECT_EQ(std::memcmp(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want), 0) << c.level << "/" << c.value;
+    if (result == 0) want[level] = value;  // and nothing else changes
+    EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(level, value), result) << level << "/" << value;
+    EXPECT_EQ(std::memcmp(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want), 0) << level << "/" << value;
   }
 }
 
