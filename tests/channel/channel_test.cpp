@@ -1,23 +1,21 @@
-// The negotiation channel on the simulated board: the hooks lent to the
-// framework and the records it is handed; starting the worker (its calls on its
-// own thread, its log lines and the handle words it leaves, for success and for
-// each step that can fail); posting to its queue, dispatching by type and
-// releasing (every message's two channel blocks come back, whatever happens to
-// it); the framework's one-shot timers; and announce acknowledgements, queued
-// by any thread, encoded on the worker and received by the peer byte for byte.
+// The negotiation channel on the simulated board: the framework's hooks and
+// records, the worker's start-up and queue, one-shot timers, and announce
+// acknowledgements received by the peer byte for byte.
 #include <algorithm>
 #include <array>
 #include <cstring>
 #include <set>
 #include <string>
 #include <thread>
-#include <tuple>
 #include <vector>
 
 #include "fwmclk/fwmclk.h"
 #include "fwmclk/platform/negoinfo.h"
 #include "fwmsim/channel.hpp"
 #include "testkit.hpp"
+
+// Records are built with designated initializers; the fields left out are zero.
+#pragma GCC diagnostic ignored "-Wmissing-field-initializers"
 
 namespace {
 
@@ -31,6 +29,7 @@ constexpr uint32_t kMemHandle = 0xFFFFFFFFu;
 constexpr uint8_t kMemPtNo = 0xFF;
 const std::string kWorker = "CLK_FWM_BKF";
 const std::string kTaskOk = "MSG [FWM_SRV_BKF] CreateBkfTask success.";
+const std::string kInvalid = "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!";
 
 // Blocks held from the channel's memory handle and partition.
 size_t channelBlocks() { return fwmsim::memory().outstanding(kMemHandle, kMemPtNo); }
@@ -56,14 +55,24 @@ fwmsim::Event lastEvent(const std::string &prefix) {
   return {};
 }
 
-// Expected calls with "{fd}" and "{q}" standing for the worker's epoll and queue.
+const std::string kMsgSize = std::to_string(sizeof(ClkBkfQueMsg));
+
+// Expected calls with "{fd}", "{q}" and "{m}" standing for the worker's epoll,
+// its queue and the size of a queued message.
 std::vector<std::string> withIds(std::vector<std::string> calls, const std::string &fd, uint32_t queue) {
   for (auto &s : calls)
-    for (const auto &[key, value] : {std::pair<std::string, std::string>{"{fd}", fd}, {"{q}", std::to_string(queue)}})
+    for (const auto &[key, value] :
+         {std::pair<std::string, std::string>{"{fd}", fd}, {"{q}", std::to_string(queue)}, {"{m}", kMsgSize}})
       for (size_t at = s.find(key); at != std::string::npos; at = s.find(key, at + value.size()))
         s.replace(at, key.size(), value);
   return calls;
 }
+
+// Names a parameterised case after its row, in test names and listings.
+constexpr auto kByName = [](const auto &info) { return std::string(info.param.name); };
+template <class T>
+requires requires(const T &c) { c.name; }
+void PrintTo(const T &c, std::ostream *os) { *os << c.name; }
 
 std::string hexArg(const void *p) { return fwmsim::arg(fwmsim::Hex{reinterpret_cast<uintptr_t>(p)}); }
 
@@ -110,9 +119,10 @@ class WorkerTest : public ChannelTest {
     return {all.begin() + static_cast<std::ptrdiff_t>(lineMark), all.end()};
   }
 
-  std::string fdArg() const { return std::to_string(fd); }
-  std::string queueArg() const { return std::to_string(queue); }
-  std::string waitCall() const { return "MESH_EpollWait(" + fdArg() + ", &, 32, -1)"; }
+  // Expected calls on this worker's epoll and queue.
+  std::vector<std::string> ids(std::vector<std::string> calls) const {
+    return withIds(std::move(calls), std::to_string(fd), queue);
+  }
 
   int32_t fd = -1;
   uint32_t queue = 0;
@@ -140,21 +150,17 @@ TEST_F(ChannelTest, MemoryAndLogHooksAndRefusedInitComm) {
   size_t mark = fwmsim::recorder().mark();
   void *block = FWM_SRV_BkfMalloc(99, 40);
   ASSERT_NE(block, nullptr);
-  EXPECT_EQ(channelBlocks(), 1u);
   FWM_SRV_BkfFree(99, nullptr);
   FWM_SRV_BkfFree(99, block);
-  EXPECT_THAT(callsSince(mark, "orin"), ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, 40)", "ORIN_MemFree(0xFF, &)"));
-  EXPECT_EQ(fwmsim::memory().outstanding(), 0u);
-
   // The host may assign the channel's memory; the hooks follow.
   g_clkMemHandle = 0x1234;
   g_clkMemPtNo = 9;
   fwmsim::memory().failAllocation(1);
   EXPECT_EQ(FWM_SRV_BkfMalloc(0, 8), nullptr);
-  block = FWM_SRV_BkfMalloc(0, 8);
-  FWM_SRV_BkfFree(0, block);
-  EXPECT_THAT(callsSince(mark + 2, "orin"),
-              ElementsAre("ORIN_MemAlloc(0x1234, 9, 8)", "ORIN_MemAlloc(0x1234, 9, 8)", "ORIN_MemFree(0x9, &)"));
+  FWM_SRV_BkfFree(0, FWM_SRV_BkfMalloc(0, 8));
+  EXPECT_THAT(callsSince(mark, "orin"),
+              ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, 40)", "ORIN_MemFree(0xFF, &)", "ORIN_MemAlloc(0x1234, 9, 8)",
+                          "ORIN_MemAlloc(0x1234, 9, 8)", "ORIN_MemFree(0x9, &)"));
   EXPECT_EQ(fwmsim::memory().outstanding(), 0u);
 
   FWM_SRV_BkfRecordLog(7, "peer 3 up");
@@ -166,15 +172,11 @@ TEST_F(ChannelTest, MemoryAndLogHooksAndRefusedInitComm) {
   ClkBkfInitCommParam nullSlot{nullptr, "fwm_clk", 3};
   ClkBkfInitCommParam occupied{&taken, "fwm_clk", 3};
   mark = fwmsim::recorder().mark();
-  for (ClkBkfInitCommParam *p : {static_cast<ClkBkfInitCommParam *>(nullptr), &nullSlot, &occupied}) {
+  for (ClkBkfInitCommParam *p : {static_cast<ClkBkfInitCommParam *>(nullptr), &nullSlot, &occupied})
     FWM_SRV_CLK_BkfInitComm(p);
-  }
   EXPECT_EQ(taken, 0x77u);
   EXPECT_THAT(callsSince(mark, "bkf"), IsEmpty());
-  EXPECT_THAT(agentLines(),
-              ElementsAre("MSG [FWM_SRV_BKF] peer 3 up", "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
-                          "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!",
-                          "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!"));
+  EXPECT_THAT(agentLines(), ElementsAre("MSG [FWM_SRV_BKF] peer 3 up", kInvalid, kInvalid, kInvalid));
 }
 
 TEST_F(ChannelTest, FrameworkRecordCarriesTheHooks) {
@@ -184,28 +186,16 @@ TEST_F(ChannelTest, FrameworkRecordCarriesTheHooks) {
   EXPECT_EQ(slot, fwmsim::kCommHandle);
   EXPECT_EQ(fwmsim::framework().componentName(), "fwm_clk");
 
-  ClkBkfCommInitRec expected;
-  std::memset(&expected, 0, sizeof expected);
-  expected.opt04 = 1;
-  expected.handles = &g_fwmClkBkfHandle;
-  expected.memAlloc = FWM_SRV_BkfMalloc;
-  expected.memFree = FWM_SRV_BkfFree;
-  expected.opt18 = 2048;
-  expected.opt1C = 1;
-  expected.recordLog = FWM_SRV_BkfRecordLog;
-  expected.opt24 = 4;
-  expected.epollFd = 42;
-  expected.timerStartOnce = FWM_SRV_BKF_TimerStartOnce;
-  expected.timerStartLoop = FWM_SRV_BKF_TimerStartLoop;
-  expected.timerStop = FWM_SRV_BKF_TimerStop;
-  expected.opt3C = 1;
-  expected.opt4C = 64;
-  expected.sysLogPrintf = FWM_SRV_BkfSysLogPrintf;
-  expected.opt64 = 4;
-  expected.sliceKeyCmp = CLOCK_NegoinfoiSliceKeyCmp;
-  expected.sliceKeyGetStr = CLOCK_NegoinfoiSliceKeyGetStr;
-  expected.sliceKeyCodec = CLOCK_NegoinfoiSliceKeyCodec;
-  expectRecord("BKF_CommInit(", expected);
+  // Static storage, so that the padding compares as zero too.
+  // clang-format off
+  static const ClkBkfCommInitRec kExpected{.opt04 = 1, .handles = &g_fwmClkBkfHandle, .memAlloc = FWM_SRV_BkfMalloc,
+      .memFree = FWM_SRV_BkfFree, .opt18 = 2048, .opt1C = 1, .recordLog = FWM_SRV_BkfRecordLog, .opt24 = 4,
+      .epollFd = 42, .timerStartOnce = FWM_SRV_BKF_TimerStartOnce, .timerStartLoop = FWM_SRV_BKF_TimerStartLoop,
+      .timerStop = FWM_SRV_BKF_TimerStop, .opt3C = 1, .opt4C = 64, .sysLogPrintf = FWM_SRV_BkfSysLogPrintf,
+      .opt64 = 4, .sliceKeyCmp = CLOCK_NegoinfoiSliceKeyCmp, .sliceKeyGetStr = CLOCK_NegoinfoiSliceKeyGetStr,
+      .sliceKeyCodec = CLOCK_NegoinfoiSliceKeyCodec};
+  // clang-format on
+  expectRecord("BKF_CommInit(", kExpected);
 }
 
 // The whole sequence run directly, over a dirtied stack, to examine the
@@ -216,15 +206,9 @@ TEST_F(ChannelTest, ChannelAndClientRecords) {
   ASSERT_NE(handles().client, 0u);
 
   EXPECT_EQ(fwmsim::framework().initRecord().epollFd, -1);  // no worker, no epoll yet
-  ClkBkfChInitRec ch;
-  std::memset(&ch, 0, sizeof ch);
-  ch.opt04 = 1;
-  EXPECT_STREQ(expectRecord("BKF_MeshCliChInit(", ch), "fwm_clk_ntfy");
-  ClkNtfyCliInitRec cli;
-  std::memset(&cli, 0, sizeof cli);
-  cli.opt08 = 1;
-  cli.channel = fwmsim::kChannelHandle;
-  cli.comm = fwmsim::kCommHandle;
+  static const ClkBkfChInitRec kCh{.opt04 = 1};
+  EXPECT_STREQ(expectRecord("BKF_MeshCliChInit(", kCh), "fwm_clk_ntfy");
+  static ClkNtfyCliInitRec cli{.opt08 = 1, .channel = fwmsim::kChannelHandle, .comm = fwmsim::kCommHandle};
   const fwmsim::UrlArea url{0x7F000001u, 39011u, "fwm_ntfy"};
   std::memcpy(cli.url, &url, sizeof url);
   EXPECT_STREQ(expectRecord("CLOCK_NegoinfoiNtfyCliInit(", cli), "fwm_ntfy");
@@ -235,7 +219,7 @@ TEST_F(ChannelTest, ChannelAndClientRecords) {
   EXPECT_EQ(FWM_SRV_CLK_BkfNtfyCliInit(), 0u);
   EXPECT_THAT(fwmsim::recorder().textsSince(mark), testing::Not(testing::Contains(testing::HasSubstr("Negoinfoi"))));
   EXPECT_EQ(handles().client, before.client);
-  EXPECT_EQ(agentLines().back(), "ERROR [FWM_SRV_BKF] BkfInitComm invalid parameter!");
+  EXPECT_EQ(agentLines().back(), kInvalid);
 }
 
 TEST_F(ChannelTest, TeardownReleasesClientFrameworkAndBuilder) {
@@ -293,9 +277,6 @@ struct StartCase {
   bool loops;                      // the worker reached its event loop
 };
 
-// Names the case in test listings.
-void PrintTo(const StartCase &c, std::ostream *os) { *os << c.name; }
-
 // clang-format off
 const StartCase kCases[] = {
     {"Success", nullptr, 0, {kCreate, kQueNew, kQueReg, kCommInit, kChInit, kChState, kUrlSet, kCliInit, kConnect, kMonInit, kMonReg, kWait}, {kQueOk, kInitOk}, kAll, true},
@@ -338,32 +319,22 @@ TEST_P(WorkerStart, CallsLinesAndHandles) {
   EXPECT_EQ(g_clkBkfEpollFd, c.loops ? created.back() : -1);
   EXPECT_TRUE(created.empty() || fwmsim::epollOpen(created.back()) == c.loops);
   EXPECT_TRUE(g_ClkBkfQueueProcID == 0 || fwmsim::queueInfo(g_ClkBkfQueueProcID).has_value() == c.loops);
-  EXPECT_NE(g_FwmSrvBkfThreadId, 0u);
-  EXPECT_EQ(channelBlocks(), (c.words & kChannel) != 0 ? 1u : 0u);
-}
-
-INSTANTIATE_TEST_SUITE_P(Channel, WorkerStart, testing::ValuesIn(kCases),
-                         [](const testing::TestParamInfo<StartCase> &i) { return std::string(i.param.name); });
-
-TEST_F(ChannelTest, WorkerQueueIsRegisteredOnItsEpollAndCreatedOnce) {
-  startWorker();
-  auto info = fwmsim::queueInfo(g_ClkBkfQueueProcID);
-  ASSERT_TRUE(info.has_value());
-  EXPECT_EQ(info->name, "CLK_Q_BKF");
-  EXPECT_EQ(info->epollFd, g_clkBkfEpollFd);
-  EXPECT_EQ(fwmsim::framework().initRecord().epollFd, g_clkBkfEpollFd);
-  EXPECT_THAT(fwmsim::framework().channels(), ElementsAre("fwm_clk_ntfy"));
   ASSERT_EQ(fwmsim::tasks().size(), 1u);
-  EXPECT_EQ(fwmsim::tasks()[0].name, kWorker);
   EXPECT_EQ(fwmsim::tasks()[0].id, g_FwmSrvBkfThreadId);
-  // A second create does nothing.
-  size_t mark = fwmsim::recorder().mark();
-  size_t lines = agentLines().size();
-  FWM_SRV_CLK_CreateBkfTask();
-  fwmsim::clock().settle();
+  EXPECT_EQ(channelBlocks(), (c.words & kChannel) != 0 ? 1u : 0u);
+  if ((c.words & kComm) != 0) {  // the framework waits on the worker's epoll
+    EXPECT_EQ(fwmsim::framework().initRecord().epollFd, created.back());
+  }
+
+  // A second create does nothing, whatever the first left.
+  mark = fwmsim::recorder().mark();
+  const size_t lineCount = agentLines().size();
+  startWorker();
   EXPECT_THAT(fwmsim::recorder().textsSince(mark), IsEmpty());
-  EXPECT_EQ(agentLines().size(), lines);
+  EXPECT_EQ(agentLines().size(), lineCount);
 }
+
+INSTANTIATE_TEST_SUITE_P(Channel, WorkerStart, testing::ValuesIn(kCases), kByName);
 
 TEST_F(ChannelTest, FailedTaskCreationIsRetriedByTheNextCall) {
   fwmsim::faults().inject("FwmEpollTaskCreate", 6);
@@ -375,8 +346,6 @@ TEST_F(ChannelTest, FailedTaskCreationIsRetriedByTheNextCall) {
   EXPECT_NE(handles().client, 0u);
   EXPECT_THAT(agentLines(), testing::Contains(kTaskOk));
 }
-
-const std::string kMsgSize = std::to_string(sizeof(ClkBkfQueMsg));
 
 // A dispatch-table handler that records what it was given.
 struct Handled {
@@ -411,101 +380,72 @@ class QueueTest : public WorkerTest {
     g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_END].proc = nullptr;
   }
 
-  std::vector<std::string> readCalls(std::vector<std::string> dispatch) const {
-    std::vector<std::string> calls = {"FWM_QUE_AsyRead(" + queueArg() + ", &, 1)", "dm_opers(0)"};
-    calls.insert(calls.end(), dispatch.begin(), dispatch.end());
-    calls.insert(calls.end(), {"dm_opers(1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)", waitCall()});
-    return calls;
-  }
-
   static constexpr uint32_t kPayloadLen = 5;
   const std::array<uint8_t, kPayloadLen> payload{1, 2, 3, 4, 5};
 };
 
-struct DispatchCase {
+// One message posted to the worker's queue ("{m}": the message's size). A
+// refused post answers 1 and reaches no worker; every block comes back.
+struct PostCase {
   const char *name;
   uint32_t type;
-  uint32_t handlerResult;
-  bool dropRow1;  // the table's handler of type 1 missing
-  bool handled;
-  std::vector<std::string> lines;
-};
-
-// Names the case in test listings.
-void PrintTo(const DispatchCase &c, std::ostream *os) { *os << c.name; }
-
-const DispatchCase kDispatch[] = {
-    {"Handled", CLK_BKF_QUE_MSG_SEND_ACK, 0, false, true, {}},
-    {"HandlerFails", CLK_BKF_QUE_MSG_SEND_ACK, 5, false, true, {"ERROR [FWM_SRV_BKF] msg proc fail, ret=5."}},
-    {"MissingHandler", CLK_BKF_QUE_MSG_SEND_ACK, 0, true, false, {}},
-    {"EndOfTable", CLK_BKF_QUE_MSG_END, 0, false, false, {}},
-    {"UnknownType", 7, 0, false, false, {}},
-};
-
-class Dispatch : public QueueTest, public testing::WithParamInterface<DispatchCase> {};
-
-TEST_P(Dispatch, MessageIsDispatchedOnTheWorkerAndReleased) {
-  const DispatchCase &c = GetParam();
-  gHandlerResult = c.handlerResult;
-  if (c.dropRow1) g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_SEND_ACK].proc = nullptr;
-
-  EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(c.type, payload.data(), kPayloadLen), 0u);
-  fwmsim::clock().settle();
-
-  EXPECT_THAT(callsOn("host", mark),
-              ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, " + kMsgSize + ")",
-                          "FWM_QUE_AsyWrite(" + queueArg() + ", &, 1)"));
-  EXPECT_THAT(callsOn(kWorker, mark), ElementsAreArray(readCalls(c.handled ? std::vector<std::string>{"handler(5)"}
-                                                                           : std::vector<std::string>{})));
-  EXPECT_EQ(gHandled, std::vector<Handled>(c.handled ? 1 : 0, Handled{{1, 2, 3, 4, 5}, 5, kWorker}));
-  EXPECT_THAT(newLines(), ElementsAreArray(c.lines));
-  EXPECT_EQ(channelBlocks(), blocks);
-}
-
-INSTANTIATE_TEST_SUITE_P(Channel, Dispatch, testing::ValuesIn(kDispatch),
-                         [](const testing::TestParamInfo<DispatchCase> &i) { return std::string(i.param.name); });
-
-struct RefusedCase {
-  const char *name;
   bool nullData;
   uint32_t length;
-  int failAlloc;                   // 0: memory holds
-  const char *faultFn;             // the queue refusing
-  std::vector<std::string> calls;  // "{fd}" stands for the message's size here
+  int failAlloc;        // 0: memory holds
+  const char *faultFn;  // the queue refusing a write or handing an empty read
+  uint32_t handlerResult;
+  bool dropRow1;  // the table's handler of type 1 missing
+  std::vector<std::string> host, worker;
   std::vector<std::string> lines;
 };
 
-// Names the case in test listings.
-void PrintTo(const RefusedCase &c, std::ostream *os) { *os << c.name; }
+const char kAlloc5[] = "ORIN_MemAlloc(0xFFFFFFFF, 255, 5)";
+const char kAllocMsg[] = "ORIN_MemAlloc(0xFFFFFFFF, 255, {m})";
+const char kWrite[] = "FWM_QUE_AsyWrite({q}, &, 1)";
+const char kRead[] = "FWM_QUE_AsyRead({q}, &, 1)";
+const char kFree[] = "ORIN_MemFree(0xFF, &)";
+const std::vector<std::string> kPosted = {kAlloc5, kAllocMsg, kWrite};
+const std::vector<std::string> kUnhandled = {kRead, "dm_opers(0)", "dm_opers(1)", kFree, kFree, kWait};
+const std::vector<std::string> kHandled = {kRead, "dm_opers(0)", "handler(5)", "dm_opers(1)", kFree, kFree, kWait};
+constexpr uint32_t kAck = CLK_BKF_QUE_MSG_SEND_ACK;
 
 // clang-format off
-const RefusedCase kRefused[] = {
-    {"NullData", true, 5, 0, nullptr, {}, {}},
-    {"ZeroLength", false, 0, 0, nullptr, {}, {}},
-    {"NoMemoryForCopy", false, 5, 1, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)"}, {}},
-    {"NoMemoryForMessage", false, 5, 2, nullptr, {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {fd})", "ORIN_MemFree(0xFF, &)"}, {}},
-    {"QueueRefuses", false, 5, 0, "FWM_QUE_AsyWrite", {"ORIN_MemAlloc(0xFFFFFFFF, 255, 5)", "ORIN_MemAlloc(0xFFFFFFFF, 255, {fd})", "FWM_QUE_AsyWrite({q}, &, 1)", "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)"}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
+const PostCase kPosts[] = {
+    {"Handled", kAck, false, 5, 0, nullptr, 0, false, kPosted, kHandled, {}},
+    {"HandlerFails", kAck, false, 5, 0, nullptr, 5, false, kPosted, kHandled, {"ERROR [FWM_SRV_BKF] msg proc fail, ret=5."}},
+    {"MissingHandler", kAck, false, 5, 0, nullptr, 0, true, kPosted, kUnhandled, {}},
+    {"EndOfTable", CLK_BKF_QUE_MSG_END, false, 5, 0, nullptr, 0, false, kPosted, kUnhandled, {}},
+    {"UnknownType", 7, false, 5, 0, nullptr, 0, false, kPosted, kUnhandled, {}},
+    {"EmptyReadThenMessage", kAck, false, 5, 0, "FWM_QUE_AsyRead", 0, false, kPosted, {kRead, kWait, kRead, "dm_opers(0)", "handler(5)", "dm_opers(1)", kFree, kFree, kWait}, {"ERROR [FWM_SRV_BKF] Read epoll que failed, readCnt=0."}},
+    {"NullData", kAck, true, 5, 0, nullptr, 0, false, {}, {}, {}},
+    {"ZeroLength", kAck, false, 0, 0, nullptr, 0, false, {}, {}, {}},
+    {"NoMemoryForCopy", kAck, false, 5, 1, nullptr, 0, false, {kAlloc5}, {}, {}},
+    {"NoMemoryForMessage", kAck, false, 5, 2, nullptr, 0, false, {kAlloc5, kAllocMsg, kFree}, {}, {}},
+    {"QueueRefuses", kAck, false, 5, 0, "FWM_QUE_AsyWrite", 0, false, {kAlloc5, kAllocMsg, kWrite, kFree, kFree}, {}, {"ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=1, writeCnt=0."}},
 };
 // clang-format on
 
-class Refused : public QueueTest, public testing::WithParamInterface<RefusedCase> {};
+class Post : public QueueTest, public testing::WithParamInterface<PostCase> {};
 
-TEST_P(Refused, NothingStaysAllocated) {
-  const RefusedCase &c = GetParam();
+TEST_P(Post, CallsLinesAndEveryBlockBack) {
+  const PostCase &c = GetParam();
+  gHandlerResult = c.handlerResult;
+  if (c.dropRow1) g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_SEND_ACK].proc = nullptr;
   if (c.failAlloc != 0) fwmsim::memory().failAllocation(c.failAlloc);
   if (c.faultFn != nullptr) fwmsim::faults().inject(c.faultFn, 0);
-  EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_SEND_ACK, c.nullData ? nullptr : payload.data(), c.length), 1u);
+  EXPECT_EQ(FWM_SRV_BKF_QueProcWrite(c.type, c.nullData ? nullptr : payload.data(), c.length),
+            c.worker.empty() ? 1u : 0u);
   fwmsim::clock().settle();
 
-  EXPECT_THAT(callsOn("host", mark), ElementsAreArray(withIds(c.calls, kMsgSize, queue)));
-  EXPECT_THAT(callsOn(kWorker, mark), IsEmpty());
+  EXPECT_THAT(callsOn("host", mark), ElementsAreArray(ids(c.host)));
+  EXPECT_THAT(callsOn(kWorker, mark), ElementsAreArray(ids(c.worker)));
+  const auto handled = static_cast<size_t>(std::count(c.worker.begin(), c.worker.end(), "handler(5)"));
+  EXPECT_EQ(gHandled, std::vector<Handled>(handled, Handled{{1, 2, 3, 4, 5}, 5, kWorker}));
   EXPECT_THAT(newLines(), ElementsAreArray(c.lines));
-  EXPECT_THAT(gHandled, IsEmpty());
   EXPECT_EQ(channelBlocks(), blocks);
 }
 
-INSTANTIATE_TEST_SUITE_P(Channel, Refused, testing::ValuesIn(kRefused),
-                         [](const testing::TestParamInfo<RefusedCase> &i) { return std::string(i.param.name); });
+INSTANTIATE_TEST_SUITE_P(Channel, Post, testing::ValuesIn(kPosts), kByName);
 
 TEST_F(QueueTest, FullQueueRefusesAndTheWorkerDrainsTheRest) {
   {
@@ -521,36 +461,16 @@ TEST_F(QueueTest, FullQueueRefusesAndTheWorkerDrainsTheRest) {
   EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] QueProcWrite fail, msgtype=2, writeCnt=0."));
 }
 
-TEST_F(QueueTest, EmptyReadIsLoggedAndTheMessageStillArrives) {
-  fwmsim::faults().inject("FWM_QUE_AsyRead", 0);
-  ASSERT_EQ(FWM_SRV_BKF_QueProcWrite(CLK_BKF_QUE_MSG_SEND_ACK, payload.data(), kPayloadLen), 0u);
-  fwmsim::clock().settle();
-  std::vector<std::string> calls = {"FWM_QUE_AsyRead(" + queueArg() + ", &, 1)", waitCall()};
-  auto rest = readCalls({"handler(5)"});
-  calls.insert(calls.end(), rest.begin(), rest.end());
-  EXPECT_THAT(callsOn(kWorker, mark), ElementsAreArray(calls));
-  EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] Read epoll que failed, readCnt=0."));
-  EXPECT_EQ(gHandled.size(), 1u);
-  EXPECT_EQ(channelBlocks(), blocks);
-}
-
-// Records delivered by the event layer for other sources.
-// (context, events, data, thread)
-using Delivery = std::tuple<uintptr_t, uint32_t, uint32_t, std::string>;
-std::vector<Delivery> gDelivered;
-
+// A handler of another source, recording what it is handed.
 uint32_t sourceHandler(uintptr_t context, uint32_t events, uint32_t data) {
-  gDelivered.emplace_back(context, events, data, fwmsim::threadName());
+  fwmsim::record("test", "source", context, fwmsim::Hex{events}, fwmsim::Hex{data});
   return 1;  // not examined
 }
 
 TEST_F(QueueTest, EventRecordsWithoutHandlerAreSkipped) {
-  gDelivered.clear();
   fwmsim::injectEvents(fd, {{0x11, sourceHandler, 0x21, 1}, {0x12, nullptr, 0x22, 2}, {0x13, sourceHandler, 0x23, 3}});
   fwmsim::clock().settle();
-  EXPECT_THAT(gDelivered,
-              ElementsAre(std::make_tuple(1u, 0x11u, 0x21u, kWorker), std::make_tuple(3u, 0x13u, 0x23u, kWorker)));
-  EXPECT_THAT(callsOn(kWorker, mark), ElementsAre(waitCall()));
+  EXPECT_THAT(callsOn(kWorker, mark), ElementsAreArray(ids({"source(1, 0x11, 0x21)", "source(3, 0x13, 0x23)", kWait})));
 }
 
 std::vector<uintptr_t> gFired;  // the parameters the callbacks ran with
@@ -564,6 +484,7 @@ const char kStarted[] = "DEBUG [FWM_SRV_BKF] BKF_TimerStartLoop success.";
 const char kStopped[] = "DEBUG [FWM_SRV_BKF] BKF_TimerStop success.";
 const char kEnd[] = "DEBUG [FWM_SRV_BKF] ProcQueueNegoiTimer End.";
 const char kStopFailed[] = "ERROR [FWM_SRV_BKF] BKF_TimerStop failed.";
+const char kStartFailed[] = "ERROR [FWM_SRV_BKF] BKF_TimerStartLoop failed, Ret=7";
 
 class TimerTest : public WorkerTest {
  protected:
@@ -578,23 +499,21 @@ class TimerTest : public WorkerTest {
 TEST_F(TimerTest, OneShotRunsItsCallbackOnceOnTheWorker) {
   void *timer = fw.startTimerOnce(onTimer, 100, 0x77);
   ASSERT_NE(timer, nullptr);
-  EXPECT_THAT(callsOn(kWorker, mark),
-              ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, " + std::to_string(sizeof(ClkBkfTimer)) + ")",
-                          "ORIN_ReltmrCbkStart(&, 0xFFFFFFFF, 100, 0, " + hexArg(timer) + ", 0, &)", waitCall()));
+  EXPECT_THAT(
+      callsOn(kWorker, mark),
+      ElementsAreArray(ids({"ORIN_MemAlloc(0xFFFFFFFF, 255, " + std::to_string(sizeof(ClkBkfTimer)) + ")",
+                            "ORIN_ReltmrCbkStart(&, 0xFFFFFFFF, 100, 0, " + hexArg(timer) + ", 0, &)", kWait})));
   EXPECT_EQ(channelBlocks(), blocks + 1);
 
   fwmsim::clock().advance(99);
   EXPECT_THAT(gFired, IsEmpty());
   size_t expiry = fwmsim::recorder().mark();
   fwmsim::clock().advance(1);  // runs on the worker
-  const std::string payload = std::to_string(sizeof(ClkBkfTimerQueMsg));
-  EXPECT_THAT(callsOn("reltmr", expiry),
-              ElementsAre("ORIN_MemAlloc(0xFFFFFFFF, 255, " + payload + ")",
-                          "ORIN_MemAlloc(0xFFFFFFFF, 255, " + std::to_string(sizeof(ClkBkfQueMsg)) + ")",
-                          "FWM_QUE_AsyWrite(" + queueArg() + ", &, 1)"));
-  EXPECT_THAT(callsOn(kWorker, expiry), ElementsAre("FWM_QUE_AsyRead(" + queueArg() + ", &, 1)", "dm_opers(0)",
-                                                    "onTimer(0x77)", "ORIN_MemFree(0xFF, &)", "dm_opers(1)",
-                                                    "ORIN_MemFree(0xFF, &)", "ORIN_MemFree(0xFF, &)", waitCall()));
+  const std::string payload = "ORIN_MemAlloc(0xFFFFFFFF, 255, " + std::to_string(sizeof(ClkBkfTimerQueMsg)) + ")";
+  EXPECT_THAT(callsOn("reltmr", expiry), ElementsAreArray(ids({payload, kAllocMsg, kWrite})));
+  EXPECT_THAT(
+      callsOn(kWorker, expiry),
+      ElementsAreArray(ids({kRead, "dm_opers(0)", "onTimer(0x77)", kFree, "dm_opers(1)", kFree, kFree, kWait})));
   EXPECT_THAT(newLines(), ElementsAre(kStarted, kEnd));
   EXPECT_EQ(channelBlocks(), blocks);
 
@@ -604,58 +523,50 @@ TEST_F(TimerTest, OneShotRunsItsCallbackOnceOnTheWorker) {
 
 // A stopped timer is released silently when its platform timer expires; a
 // null callback is still released; expiry follows each timer's own delay; a
-// stop with a released handle writes nothing while other timers live.
-TEST_F(TimerTest, StoppedNullAndOrderedTimers) {
+// stop with a released handle writes nothing while other timers live; a stop
+// without a framework or without a timer is refused and the timer runs on.
+TEST_F(TimerTest, StoppedRefusedNullAndOrderedTimers) {
   void *a = fw.startTimerOnce(onTimer, 30, 0xA);
   void *b = fw.startTimerOnce(onTimer, 10, 0xB);
   void *c = fw.startTimerOnce(onTimer, 20, 0xC);
   ASSERT_TRUE(a != nullptr && b != nullptr && c != nullptr && fw.startTimerOnce(nullptr, 20, 3) != nullptr);
+  fw.stopTimer(0, a);
+  fw.stopTimer(1, nullptr);
   fwmsim::clock().advance(10);
   fw.stopTimer(b);  // the record is gone; nothing may be written into it
   fw.stopTimer(c);
   EXPECT_EQ(fwmsim::clock().runningTimers(), 3u);  // c's platform timer still runs
   fwmsim::clock().advance(20);
   EXPECT_THAT(gFired, ElementsAre(0xBu, 0xAu));
-  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStarted, kStarted, kStarted, kEnd, kStopped, kEnd, kEnd));
+  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStarted, kStarted, kStarted, kStopFailed, kStopFailed, kEnd, kStopped,
+                                      kEnd, kEnd));
   EXPECT_EQ(channelBlocks(), blocks);
 }
 
-// A stop without a framework or without a timer is refused; the timer runs on.
-TEST_F(TimerTest, StopRefusedLogsAndLeavesTheTimerRunning) {
-  void *a = fw.startTimerOnce(onTimer, 10, 5);
-  void *b = fw.startTimerOnce(onTimer, 10, 6);
-  fw.stopTimer(0, a);
-  fw.stopTimer(1, nullptr);
-  fwmsim::clock().advance(10);
-  EXPECT_EQ(gFired.size(), 2u);
-  EXPECT_THAT(newLines(), ElementsAre(kStarted, kStarted, kStopFailed, kStopFailed, kEnd, kEnd));
-  EXPECT_NE(b, nullptr);
-}
-
 // Refused starts: the platform timer refused (the record released), no memory
-// for the record, and any periodic start.
-TEST_F(TimerTest, RefusedStartsLeaveNothing) {
+// for the record, and any periodic start. An expiry that cannot be queued is
+// lost and its record kept.
+TEST_F(TimerTest, RefusedStartsLeaveNothingAndALostExpiryKeepsTheRecord) {
   fwmsim::faults().inject("ORIN_ReltmrCbkStart", 7);
   EXPECT_EQ(fw.startTimerOnce(onTimer, 10, 6), nullptr);
-  EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] BKF_TimerStartLoop failed, Ret=7"));
+  EXPECT_THAT(newLines(), ElementsAre(kStartFailed));
   EXPECT_EQ(channelBlocks(), blocks);
   fwmsim::memory().failAllocation(1);
   EXPECT_EQ(fw.startTimerOnce(onTimer, 10, 6), nullptr);
   EXPECT_EQ(newLines().size(), 1u);
   const size_t loop = fwmsim::recorder().mark();
   EXPECT_EQ(fw.startTimerLoop(onTimer, 10, 6), nullptr);
-  EXPECT_THAT(callsOn(kWorker, loop), ElementsAre(waitCall()));
+  EXPECT_THAT(callsOn(kWorker, loop), ElementsAreArray(ids({kWait})));
   EXPECT_EQ(fwmsim::clock().runningTimers(), 0u);
-}
 
-TEST_F(TimerTest, LostExpiryKeepsTheRecord) {
   auto *timer = static_cast<ClkBkfTimer *>(fw.startTimerOnce(onTimer, 10, 8));
   fwmsim::memory().failAllocation(1);
   fwmsim::clock().advance(10);
   EXPECT_THAT(gFired, IsEmpty());
   EXPECT_EQ(timer->periodic, 0u);  // a one-shot record
-  EXPECT_THAT(newLines(), ElementsAre(kStarted, "ERROR [FWM_SRV_BKF] QueProcWrite failed, ret=1, timerName=" +
-                                                    std::to_string(timer->platformTimer) + "."));
+  EXPECT_THAT(newLines(), ElementsAre(kStartFailed, kStarted,
+                                      "ERROR [FWM_SRV_BKF] QueProcWrite failed, ret=1, timerName=" +
+                                          std::to_string(timer->platformTimer) + "."));
   EXPECT_EQ(channelBlocks(), blocks + 1);
 }
 
@@ -692,13 +603,10 @@ TEST_P(AckBytes, RecordOnTheWire) {
   std::memset(&info, 0xEE, sizeof info);
   fwmsim::clock().settle();
 
-  auto event = lastEvent("CLOCK_NegoinfoiNtfyCliMsgSend(");
-  EXPECT_EQ(event.text, "CLOCK_NegoinfoiNtfyCliMsgSend(0xC11E0001, &, 100)");
-  EXPECT_EQ(event.thread, kWorker);
-  EXPECT_THAT(event.bytes, ElementsAreArray(wire(sent)));
-  auto got = peer.receive();
+  EXPECT_THAT(callsOn(kWorker, mark), testing::Contains("CLOCK_NegoinfoiNtfyCliMsgSend(0xC11E0001, &, 100)"));
+  auto got = peer.receive();  // the bytes handed to the send, as the peer reads them
   ASSERT_TRUE(got.has_value());
-  EXPECT_THAT(*got, ElementsAreArray(wire(sent)));
+  EXPECT_EQ(*got, wire(sent));
   EXPECT_FALSE(peer.pending());
   EXPECT_THAT(newLines(), ElementsAre(sendLine(ifIndex, 0)));
   EXPECT_EQ(channelBlocks(), blocks);
@@ -707,32 +615,24 @@ TEST_P(AckBytes, RecordOnTheWire) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Channel, AckBytes,
-                         testing::Values(std::pair<uint32_t, uint32_t>{5, 96}, std::pair<uint32_t, uint32_t>{0, 0},
-                                         std::pair<uint32_t, uint32_t>{0xFFFFFFFFu, 0x12345678u},
-                                         std::pair<uint32_t, uint32_t>{17, 88}));
+                         testing::ValuesIn(std::vector<std::pair<uint32_t, uint32_t>>{
+                             {5, 96}, {0, 0}, {0xFFFFFFFFu, 0x12345678u}, {17, 88}}));
 
-TEST_F(AckTest, FailedSendLogsThreeLinesAndTheNextStillGoes) {
+// A refused post still answers 0; a failed send logs three lines; the next one goes.
+TEST_F(AckTest, RefusedPostAndFailedSendAreLoggedAndTheNextStillGoes) {
+  ClkAnnInfo first = annInfo(1, 96, 1), second = annInfo(2, 96, 2), refused = annInfo(3, 96, 3);
+  fwmsim::memory().failAllocation(1);
+  EXPECT_EQ(FWM_SRV_BKF_SendAckMsg(&refused), 0u);
   fwmsim::faults().inject("CLOCK_NegoinfoiNtfyCliMsgSend", 42);
-  ClkAnnInfo first = annInfo(1, 96, 1);
-  ClkAnnInfo second = annInfo(2, 96, 2);
   FWM_SRV_BKF_SendAckMsg(&first);
   FWM_SRV_BKF_SendAckMsg(&second);
   fwmsim::clock().settle();
-  EXPECT_THAT(newLines(), ElementsAre(sendLine(1, 42), "ERROR [FWM_SRV_BKF] SendAckMsgProc fail, ret=42.",
+  EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] QueProcWrite failed, ret=1.", sendLine(1, 42),
+                                      "ERROR [FWM_SRV_BKF] SendAckMsgProc fail, ret=42.",
                                       "ERROR [FWM_SRV_BKF] msg proc fail, ret=1.", sendLine(2, 0)));
   auto got = peer.receive();
   ASSERT_TRUE(got.has_value());
   EXPECT_THAT(*got, ElementsAreArray(wire(second)));
-  EXPECT_FALSE(peer.pending());
-  EXPECT_EQ(channelBlocks(), blocks);
-}
-
-TEST_F(AckTest, RefusedPostStillAnswersZero) {
-  ClkAnnInfo info = annInfo(3, 96, 3);
-  fwmsim::memory().failAllocation(1);
-  EXPECT_EQ(FWM_SRV_BKF_SendAckMsg(&info), 0u);
-  fwmsim::clock().settle();
-  EXPECT_THAT(newLines(), ElementsAre("ERROR [FWM_SRV_BKF] QueProcWrite failed, ret=1."));
   EXPECT_FALSE(peer.pending());
   EXPECT_EQ(channelBlocks(), blocks);
 }

@@ -18,6 +18,11 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
+// Names a parameterised case after its row in test listings.
+template <class T>
+requires requires(const T &c) { c.name; }
+void PrintTo(const T &c, std::ostream *os) { *os << c.name; }
+
 class Agent : public fwmtest::BoardTest {
  protected:
   // Calls of the agent task, without the log path's own traffic.
@@ -30,16 +35,6 @@ class Agent : public fwmtest::BoardTest {
     return out;
   }
 };
-
-TEST_F(Agent, AdoptsTheProcessAgentWithoutATask) {
-  fwmsim::agent().existingHandle = 0x77;
-  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentInit(), 0u);
-  EXPECT_EQ(g_clkSrvImAgentHandle, 0x77u);
-  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentIsInitOk(), 1u);
-  EXPECT_THAT(fwmsim::recorder().texts("orin"), IsEmpty());
-  FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "at once");
-  EXPECT_THAT(fwmtest::agentLines(), ElementsAre("MSG at once"));
-}
 
 TEST_F(Agent, StartupTaskWaitsForAddressesAndRetriesOnTheBoardClock) {
   // Memory order of the address bytes: 0A 00 00 01.
@@ -99,7 +94,7 @@ TEST_F(Agent, EachUpdateRequestSetsTheMasterAddressOnce) {
 }
 
 // A task that cannot be created: its result returned, no handle; release
-// calls the agent only when there is one.
+// calls the agent only when there is one; after it nothing is logged.
 TEST_F(Agent, TaskFailureAndReleaseOnlyWhenThereIsAnAgent) {
   fwmsim::faults().inject("ORIN_TaskCreate", 0x30);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentInit(), 0x30u);
@@ -114,8 +109,9 @@ TEST_F(Agent, TaskFailureAndReleaseOnlyWhenThereIsAnAgent) {
 
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUnInit(), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentIsInitOk(), 0u);
-  FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "after release");
-  EXPECT_THAT(fwmsim::agent().delivered(), IsEmpty());
+  const size_t mark = fwmsim::recorder().mark();  // without an agent every level is dropped silently
+  for (uint32_t level = 0; level <= 6; ++level) EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(level, "x"), 0);
+  EXPECT_THAT(fwmtest::callsSince(mark, "agent"), IsEmpty());
 }
 
 constexpr uint32_t kHandle = 0x00A6E0F0u;
@@ -124,14 +120,17 @@ class DiagLog : public fwmtest::BoardTest {
  protected:
   void SetUp() override {
     BoardTest::SetUp();
-    fwmtest::adoptAgent(kHandle);
+    fwmsim::agent().existingHandle = kHandle;  // the process's agent, adopted without a task
+    ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentInit(), 0u);
+    ASSERT_THAT(fwmsim::recorder().texts("orin"), IsEmpty());
     mark_ = fwmsim::recorder().mark();
   }
   std::vector<std::string> agentCalls() const { return fwmtest::callsSince(mark_, "agent"); }
   size_t mark_ = 0;
 };
 
-// Only switched-on levels are delivered, each with its name.
+// Only switched-on levels are delivered, each with its name; the text fills
+// the whole zeroed buffer of its parameter.
 TEST_F(DiagLog, DeliversOnlySwitchedOnLevelsWithTheirNames) {
   const std::pair<uint32_t, const char *> levels[] = {{0, nullptr}, {1, nullptr},          {2, "MSG"},
                                                       {3, "ERROR"}, {4, "SYSBOOT"},        {5, "PROCINIT"},
@@ -146,19 +145,12 @@ TEST_F(DiagLog, DeliversOnlySwitchedOnLevelsWithTheirNames) {
               "IM_Agent_AddPara(&, 25, 512, \"port 7 up\", 0xA6E0F0)", "IM_Agent_Send(&, 0xA6E0F0)"};
     EXPECT_EQ(agentCalls(), want) << level;
     EXPECT_EQ(fwmsim::agent().liveObjects(), 0u);
+    if (name == nullptr) continue;
+    auto events = fwmsim::recorder().events();
+    auto text = std::find_if(events.rbegin(), events.rend(), [](auto &e) { return e.bytes.size() == 512; });
+    ASSERT_NE(text, events.rend());
+    EXPECT_EQ(std::string(text->bytes.begin(), text->bytes.end()), "port 7 up" + std::string(503, '\0'));
   }
-}
-
-TEST_F(DiagLog, TextFillsTheWholeZeroedBuffer) {
-  ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_MSG, "ab"), 0);
-  auto events = fwmsim::recorder().events();
-  auto last = std::find_if(events.rbegin(), events.rend(),
-                           [](const fwmsim::Event &e) { return e.text.rfind("IM_Agent_AddPara", 0) == 0; });
-  ASSERT_NE(last, events.rend());
-  std::vector<uint8_t> want(512, 0);  // the third parameter
-  want[0] = 'a';
-  want[1] = 'b';
-  EXPECT_EQ(last->bytes, want);
 }
 
 TEST_F(DiagLog, LongestLineFitsLongerOneIsSentAsLeftAndSwitchesAreHonoured) {
@@ -174,13 +166,6 @@ TEST_F(DiagLog, LongestLineFitsLongerOneIsSentAsLeftAndSwitchesAreHonoured) {
   EXPECT_THAT(fwmtest::agentLines(), ElementsAre("ERROR " + fits, "ERROR ", "DEBUG d"));
 }
 
-TEST(DiagLogNotReady, DropsEveryLevelSilently) {
-  fwmsim::resetBoard();
-  for (uint32_t level = 0; level <= 6; ++level) EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(level, "x"), 0);
-  EXPECT_THAT(fwmsim::recorder().texts("agent"), IsEmpty());
-  EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentIsInitOk(), 0u);
-}
-
 // A failing agent: what is called, what the debug channel says when it is on.
 struct AgentFailure {
   const char *name;
@@ -189,7 +174,6 @@ struct AgentFailure {
   uint32_t code;
   std::vector<std::string> calls;  // "": where the report goes
   const char *debugLine;
-  friend void PrintTo(const AgentFailure &f, std::ostream *os) { *os << f.name; }
 };
 
 class DiagFailure : public DiagLog, public ::testing::WithParamInterface<AgentFailure> {};
@@ -248,19 +232,19 @@ TEST_F(DiagLog, DebugChannelGates) {
 }
 
 TEST(DebugSwitch, AcceptsLevelsUpToFiveAndValuesUpToOne) {
-  struct {
-    uint32_t level, value, result;
-  } cases[] = {{5, 1, 0}, {0, 1, 0}, {5, 0, 0}, {6, 1, 1}, {5, 2, 1}, {0xFFFFFFFFu, 0, 1}};
-  for (const auto &c : cases) {
+  // (level, value, result)
+  for (auto [level, value, result] : std::initializer_list<std::array<uint32_t, 3>>{
+           {5, 1, 0}, {0, 1, 0}, {5, 0, 0}, {6, 1, 1}, {5, 2, 1}, {0xFFFFFFFFu, 0, 1}}) {
     std::array<uint32_t, 6> want;
     std::memcpy(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want);
-    if (c.result == 0) want[c.level] = c.value;  // and nothing else changes
-    EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(c.level, c.value), c.result) << c.level << "/" << c.value;
-    EXPECT_EQ(std::memcmp(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want), 0) << c.level << "/" << c.value;
+    if (result == 0) want[level] = value;  // and nothing else changes
+    EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(level, value), result) << level << "/" << value;
+    EXPECT_EQ(std::memcmp(want.data(), g_clkSrvImAgentDebugSwitch, sizeof want), 0) << level << "/" << value;
   }
 }
 
-TEST(AgentCallbacks, MemoryGoesThroughTheServiceHandleOnlyWhenThereIsOne) {
+// Memory goes through the service's handle only when there is one.
+TEST(AgentCallbacks, MemoryLogTraceAndSystemTime) {
   fwmsim::resetBoard();
   for (uint32_t none : {0xFFFFFFFFu, 0xFFu}) {
     g_fwmSrvClkHandle = none;
@@ -271,28 +255,24 @@ TEST(AgentCallbacks, MemoryGoesThroughTheServiceHandleOnlyWhenThereIsOne) {
   g_fwmClkMemPtNo = 7;
   void *p = FWM_SRV_ORCH_CLK_ImAgentMemAlloc(24);
   ASSERT_NE(p, nullptr);
-  EXPECT_EQ(fwmsim::memory().outstanding(0x101, 7), 1u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentMemFree(p), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentMemFree(nullptr), 0u);
   EXPECT_THAT(fwmsim::recorder().texts("orin"), ElementsAre("ORIN_MemAlloc(0x101, 7, 24)", "ORIN_MemFree(0x101, &)"));
   EXPECT_EQ(fwmsim::memory().outstanding(), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentLogTrace("anything %d", 1), 0u);
-}
 
-using Fields = std::array<uint32_t, 8>;
-Fields fields(const ClkImAgentSysTime &t) {
-  return {t.year, t.month, t.day, t.hour, t.minute, t.second, t.week, t.millisecond};
-}
+  // The system time, field by field; a failing clock leaves every field zero.
+  using Fields = std::array<uint32_t, 8>;
+  const auto fields = [](const ClkImAgentSysTime &t) {
+    return Fields{t.year, t.month, t.day, t.hour, t.minute, t.second, t.week, t.millisecond};
+  };
 
-TEST(AgentCallbacks, SystemTimeIsCopiedFieldByField) {
-  fwmsim::resetBoard();
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentGetSysTime(nullptr), 1u);
   fwmsim::clock().advance(3723250);  // 1 h 2 min 3.25 s after 08:00:00
   ClkImAgentSysTime t;
   std::memset(&t, 0xAA, sizeof t);
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentGetSysTime(&t), 0u);
   EXPECT_EQ(fields(t), (Fields{2026, 11, 22, 9, 2, 3, 0, 250}));
-  // A failing clock leaves every field zero.
   fwmsim::faults().inject("ORIN_SystimeGet", 1);
   std::memset(&t, 0xAA, sizeof t);
   ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentGetSysTime(&t), 0u);
@@ -309,7 +289,6 @@ class DebugPrint : public fwmtest::BoardTest {
 };
 
 struct Registration {
-  friend void PrintTo(const Registration &r, std::ostream *os) { *os << r.name; }
   const char *name;
   void (*arrange)();
   const char *line;  // the line after "Start register CLK FWM_SRV_CLK..."
@@ -336,25 +315,12 @@ INSTANTIATE_TEST_SUITE_P(Framework, DebugRegistration, ::testing::Values(
     [](const auto &tp) { return std::string(tp.param.name); });
 // clang-format on
 
-TEST_F(DebugPrint, SecondRegistrationLeavesTheFrameworkAlone) {
-  (void)FWM_SRV_CLK_InitDbg();
-  size_t mark = fwmsim::recorder().mark();
-  (void)FWM_SRV_CLK_InitDbg();
-  EXPECT_THAT(fwmtest::callsSince(mark, "comp"), IsEmpty());
-  EXPECT_THAT(fwmtest::callsSince(mark, "debug"), IsEmpty());
-  EXPECT_EQ(fwmtest::agentLines().back(), "INFO clk FWM_SRV_CLK has been registered, g_clkFwmSrvDbgId=17");
-}
-
-TEST_F(DebugPrint, NothingReachesTheFrameworkBeforeRegistration) {
-  FWM_SRV_CLK_PrintDbg(2, "[CLK_NP] GetTimestamp, null pointer");
-  EXPECT_THAT(fwmsim::registry().printed(), IsEmpty());
-  EXPECT_THAT(fwmtest::agentLines(), IsEmpty());
-}
-
 // Each line carries the id, its level and the local time; one of more than
 // 255 characters is dropped whole; a level above four goes to the diagnostic
-// log instead.
+// log instead. Before registration nothing is printed anywhere.
 TEST_F(DebugPrint, LinesCarryIdLevelAndLocalTime) {
+  FWM_SRV_CLK_PrintDbg(2, "[CLK_NP] GetTimestamp, null pointer");  // nothing goes before registration
+  EXPECT_THAT(fwmtest::agentLines(), IsEmpty());
   (void)FWM_SRV_CLK_InitDbg();
   std::string fits(255, 'a');
   std::string tooLong(256, 'b');
@@ -373,12 +339,17 @@ TEST_F(DebugPrint, LinesCarryIdLevelAndLocalTime) {
                                std::make_tuple(17u, 4u, "2026-11-22 15:00:09 four\r\n")));
 }
 
-TEST_F(DebugPrint, MissingPrintEntryIsSilent) {
+// Without a print entry lines are dropped silently; a second registration
+// leaves the framework alone.
+TEST_F(DebugPrint, MissingPrintEntryAndSecondRegistration) {
   fwmsim::registry().printEntry = false;
   (void)FWM_SRV_CLK_InitDbg();
-  ASSERT_NE(g_clkFwmSrvDbgId, 0xFFFFFFFFu);
   FWM_SRV_CLK_PrintDbg(2, "x");
+  size_t mark = fwmsim::recorder().mark();
+  (void)FWM_SRV_CLK_InitDbg();
+  EXPECT_THAT(fwmtest::callsSince(mark, "comp"), IsEmpty());
   EXPECT_THAT(fwmsim::recorder().texts("debug"), ElementsAre("moduleReg(\"FWM_SRV_CLK\", &)"));
+  EXPECT_EQ(fwmtest::agentLines().back(), "INFO clk FWM_SRV_CLK has been registered, g_clkFwmSrvDbgId=17");
 }
 
 }  // namespace
