@@ -194,9 +194,10 @@ TEST_F(Story, AcknowledgementsReachTheNegotiationPeer) {
   }
 
   if (!fwmtest::haveTool("tshark")) GTEST_SKIP() << "tshark is not installed";
-  EXPECT_EQ(fwmtest::dissect(pcapPath_, {"frame.time_epoch", "eth.src", "vlan.priority", "vlan.id", "ip.src", "ip.dst",
-                                         "ip.dsfield.dscp", "ptp.v2.an.grandmasterclockidentity", "ptp.v2.an.priority1",
-                                         "ptp.v2.an.localstepsremoved"}),
+  EXPECT_EQ(fwmtest::dissect(pcapPath_,
+                             "frame.time_epoch eth.src vlan.priority vlan.id ip.src ip.dst ip.dsfield.dscp "
+                             "ptp.v2.an.grandmasterclockidentity ptp.v2.an.priority1 "
+                             "ptp.v2.an.localstepsremoved"),
             "1795334403.000000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x001b19fffe00a001,128,1\n"
             "1795334403.500000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x7c2e0dfffe1f0002,100,2\n");
 }

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -99,13 +100,8 @@ Outcome runTool(const std::vector<std::string> &argv, std::chrono::milliseconds 
 
 std::vector<std::string> splitLines(const std::string &s) {
   std::vector<std::string> lines;
-  size_t start = 0;
-  while (start < s.size()) {
-    size_t nl = s.find('\n', start);
-    if (nl == std::string::npos) nl = s.size();
-    lines.push_back(s.substr(start, nl - start));
-    start = nl + 1;
-  }
+  std::istringstream in(s);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
 }
 
@@ -116,9 +112,10 @@ std::string readFile(const std::string &path) {
 
 bool haveTool(const char *name) { return ::access(("/usr/bin/" + std::string(name)).c_str(), X_OK) == 0; }
 
-std::string dissect(const std::string &pcap, const std::vector<std::string> &fields) {
+std::string dissect(const std::string &pcap, const std::string &fields) {
   std::vector<std::string> argv = {"/usr/bin/tshark", "-r", pcap, "-T", "fields", "-E", "separator=,"};
-  for (const auto &f : fields) argv.insert(argv.end(), {"-e", f});
+  std::istringstream words(fields);
+  for (std::string f; words >> f;) argv.insert(argv.end(), {"-e", f});
   auto o = runTool(argv);
   return o.exitCode == 0 ? o.out : "tshark failed: " + o.err;
 }

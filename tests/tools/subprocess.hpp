@@ -46,7 +46,8 @@ std::string readFile(const std::string &path);
 // Whether /usr/bin/<name> can be run.
 bool haveTool(const char *name);
 
-// What tshark reads from a capture: a line of comma-separated fields per frame.
-std::string dissect(const std::string &pcap, const std::vector<std::string> &fields);
+// What tshark reads from a capture: a line of comma-separated fields (named
+// in `fields`, separated by spaces) per frame.
+std::string dissect(const std::string &pcap, const std::string &fields);
 
 }  // namespace fwmtest

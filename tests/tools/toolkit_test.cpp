@@ -12,33 +12,25 @@
 
 namespace {
 
-using fwmtools::Ack;
 using fwmtools::Announce;
-
 using fwmtest::sampleAnnounce;
 
 // The root header (ifIndex, pktLen), then the image as the line card lays it
 // out: header constants, the flag field's two octets in order, identities as
-// native little-endian words.
+// native little-endian words. (clkpeer's test decodes these bytes back.)
 TEST(Ack, MessageIsRootHeaderThenTheRecordUnchanged) {
-  auto bytes = fwmtools::encodeAck({0, 5, 96, sampleAnnounce()});
-  EXPECT_EQ(fwmtest::hex(bytes),
+  EXPECT_EQ(fwmtest::hex(fwmtools::encodeAck({0, 5, 96, sampleAnnounce()})),
             "000000000500000060000000000b00024000180002080000000000000000000000000000000000000000000001a000feff19"
             "1b000100000005010000000000000000000000002500006406215d4e80000000000002001ffeff0d2e7c0200200000000000");
-  auto back = fwmtools::decodeAck(bytes);
-  ASSERT_TRUE(back);
-  EXPECT_EQ(back->ifIndex, 5u);
-  EXPECT_EQ(back->pktLen, 96u);
-  EXPECT_EQ(fwmtools::encodeAck(*back), bytes);
 }
 
 TEST(Ack, DescribesTheAnnounceInIeee1588Terms) {
-  auto lines = fwmtools::describeAck({0, 3, 96, sampleAnnounce()});
-  EXPECT_THAT(lines, ::testing::Contains("grandmaster 7c2e0d.fffe.1f0002  priority1 100  priority2 128"));
-  EXPECT_THAT(lines,
-              ::testing::Contains("clockClass 6  clockAccuracy 0x21 (within 100 ns)  offsetScaledLogVariance 0x4e5d"));
-  EXPECT_THAT(lines, ::testing::Contains("stepsRemoved 2  timeSource 0x20 (GPS)  currentUtcOffset 37"));
-  EXPECT_THAT(lines, ::testing::Contains("sourcePortIdentity 001b19.fffe.00a001-1"));
+  EXPECT_THAT(
+      fwmtools::describeAck({0, 3, 96, sampleAnnounce()}),
+      ::testing::IsSupersetOf({"grandmaster 7c2e0d.fffe.1f0002  priority1 100  priority2 128",
+                               "clockClass 6  clockAccuracy 0x21 (within 100 ns)  offsetScaledLogVariance 0x4e5d",
+                               "stepsRemoved 2  timeSource 0x20 (GPS)  currentUtcOffset 37",
+                               "sourcePortIdentity 001b19.fffe.00a001-1"}));
 }
 
 TEST(Identity, PrintsAndParsesTheDottedForm) {
@@ -94,31 +86,15 @@ TEST(Pcap, TsharkDissectsTheAnnounceAsFramed) {
       {ethVlan, "1704067202.500000000,02:00:00:00:00:07,01:1b:19:00:00:00,5,100,0x88f7,,,,," + ptp},
       {udp, "1704067202.500000000,02:00:00:00:00:07,01:00:5e:00:01:81,,,,10.3.0.1,224.0.1.129,46,2,2" + ptp}};
   for (const auto &[addr, expected] : cases)
-    EXPECT_EQ(fwmtest::dissect(writeSamplePcap("framed.pcap", addr), {"frame.time_epoch",
-                                                                      "eth.src",
-                                                                      "eth.dst",
-                                                                      "vlan.priority",
-                                                                      "vlan.id",
-                                                                      "vlan.etype",
-                                                                      "ip.src",
-                                                                      "ip.dst",
-                                                                      "ip.dsfield.dscp",
-                                                                      "ip.checksum.status",
-                                                                      "udp.checksum.status",
-                                                                      "ptp.v2.messagetype",
-                                                                      "ptp.v2.domainnumber",
-                                                                      "ptp.v2.an.grandmasterclockidentity",
-                                                                      "ptp.v2.an.grandmasterclockclass",
-                                                                      "ptp.v2.an.grandmasterclockaccuracy",
-                                                                      "ptp.v2.an.grandmasterclockvariance",
-                                                                      "ptp.v2.an.priority1",
-                                                                      "ptp.v2.an.priority2",
-                                                                      "ptp.v2.an.localstepsremoved",
-                                                                      "ptp.v2.timesource",
-                                                                      "ptp.v2.clockidentity",
-                                                                      "ptp.v2.sourceportid",
-                                                                      "ptp.v2.an.origincurrentutcoffset"}),
-              expected);
+    EXPECT_EQ(
+        fwmtest::dissect(writeSamplePcap("framed.pcap", addr),
+                         "frame.time_epoch eth.src eth.dst vlan.priority vlan.id vlan.etype ip.src ip.dst "
+                         "ip.dsfield.dscp ip.checksum.status udp.checksum.status ptp.v2.messagetype "
+                         "ptp.v2.domainnumber ptp.v2.an.grandmasterclockidentity ptp.v2.an.grandmasterclockclass "
+                         "ptp.v2.an.grandmasterclockaccuracy ptp.v2.an.grandmasterclockvariance ptp.v2.an.priority1 "
+                         "ptp.v2.an.priority2 ptp.v2.an.localstepsremoved ptp.v2.timesource ptp.v2.clockidentity "
+                         "ptp.v2.sourceportid ptp.v2.an.origincurrentutcoffset"),
+        expected);
 }
 
 }  // namespace
