@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "fwmptp/event.hpp"
 #include "fwmptp/frame.hpp"
 #include "sample_announce.hpp"
+#include "testkit.hpp"
 
 namespace {
 
@@ -42,23 +44,11 @@ TEST(Codec, AnnounceEncodesToTheExactBytesAndDecodesBack) {
   EXPECT_TRUE(fwmptp::decodeAnnounce(longer, 24));
 }
 
-std::string hex(std::span<const uint8_t> b) {
-  std::string s;
-  for (uint8_t v : b) s += "0123456789abcdef"[v >> 4], s += "0123456789abcdef"[v & 15];
-  return s;
-}
+constexpr fwmptp::PortIdentity kSource{0x001B19FFFE00A001, 5}, kRequesting{0x7C2E0DFFFE000300, 1};
 
 fwmptp::EventMessage sampleEvent(uint8_t type) {
-  fwmptp::EventMessage m{type,
-                         0,
-                         24,
-                         fwmptp::kFlagTwoStep,
-                         0x18000,
-                         {0x001B19FFFE00A001, 5},
-                         0x1234,
-                         -4,
-                         {0x000102030405, 999999999},
-                         {0x7C2E0DFFFE000300, 1}};
+  fwmptp::EventMessage m{type,    0,      24, fwmptp::kFlagTwoStep,        0x18000,
+                         kSource, 0x1234, -4, {0x000102030405, 999999999}, kRequesting};
   m.messageLength = static_cast<uint16_t>(fwmptp::eventSize(type));
   if (fwmptp::eventSize(type) == 44) m.requesting = {};  // only the answers carry one
   return m;
@@ -122,7 +112,7 @@ TEST(Codec, EventMessagesEncodeToTheExactBytesAndDecodeBack) {
     auto m = sampleEvent(c.type);
     if (c.type == fwmptp::kMsgPdelayReq) m.requesting = {};
     const auto wire = fwmptp::encodeEvent(m);
-    EXPECT_EQ(hex(wire.view()), c.wire) << fwmptp::messageTypeName(c.type);
+    EXPECT_EQ(fwmtest::hex(wire.view()), c.wire) << fwmptp::messageTypeName(c.type);
     Reject why = Reject::Short;
     EXPECT_EQ(fwmptp::decodeEvent(wire.view(), 24, &why), m) << fwmptp::messageTypeName(c.type);
     EXPECT_EQ(why, Reject::None);
@@ -130,35 +120,25 @@ TEST(Codec, EventMessagesEncodeToTheExactBytesAndDecodeBack) {
   EXPECT_EQ(fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgAnnounce)).size, 0u);
 }
 
+// The frame's headers whole (IPv4 and UDP checksums included), and the fields
+// read back; a UDP port other than PTP's and a runt are no PTP frame.
 TEST(Codec, FramesCarryThePayloadAsProgrammed) {
-  fwmptp::FrameLayout udp;
-  udp.dstMac = {0x01, 0x00, 0x5E, 0x00, 0x01, 0x81};
-  udp.srcMac = {0x02, 0, 0, 0, 0, 7};
-  udp.ipv4 = true;
-  udp.srcIp = 0xC0A84D01;
-  udp.dstIp = fwmptp::kPrimaryGroup;
-  udp.dscp = 46;
-  udp.vlanTag = 0x8100A064;
-  fwmptp::FrameLayout eth;
-  eth.dstMac = fwmptp::kPrimaryMac;
-  for (const auto &layout : {udp, eth}) {
+  fwmptp::FrameLayout udp{{0x01, 0x00, 0x5E, 0x00, 0x01, 0x81}, {2, 0, 0, 0, 0, 7}, 0x8100A064, true};
+  udp.srcIp = 0xC0A84D01, udp.dstIp = fwmptp::kPrimaryGroup, udp.dscp = 46;
+  auto check = [](const fwmptp::FrameLayout &layout, const std::string &headers, const std::string &parsed) {
     Bytes f = fwmptp::buildFrame(kSampleWire, layout);
+    EXPECT_EQ(fwmtest::hex(f), headers + fwmtest::hex(kSampleWire));
     auto p = fwmptp::parseFrame(f);
     ASSERT_TRUE(p);
-    EXPECT_EQ(Bytes(p->payload.begin(), p->payload.end()), kSampleWire);
-    EXPECT_EQ(p->ipv4, layout.ipv4);
-    EXPECT_EQ(p->srcMac, layout.srcMac);
-    if (layout.ipv4) {
-      EXPECT_EQ(p->vlanTci, 0xA064);
-      EXPECT_EQ(p->srcIp, layout.srcIp);
-      EXPECT_EQ(p->udpPort, 320);
-      EXPECT_EQ(f[19], 46 << 2);  // DSCP in the TOS byte
-      EXPECT_EQ(f[26], 1);        // TTL
-      EXPECT_EQ(fwmptp::internetChecksum(std::span<const uint8_t>(f).subspan(18, 20)), 0);
-    } else {
-      EXPECT_EQ(Bytes(f.begin() + 12, f.begin() + 14), (Bytes{0x88, 0xF7}));
-    }
-  }
+    EXPECT_EQ(fwmtest::hex(p->payload), fwmtest::hex(kSampleWire));
+    std::ostringstream got;  // source MAC, IPv4, VLAN TCI, source address (hex); UDP port
+    got << fwmtest::hex(p->srcMac) << std::hex << ' ' << p->ipv4 << ' ' << p->vlanTci.value_or(0) << ' ' << p->srcIp
+        << std::dec << ' ' << p->udpPort;
+    EXPECT_EQ(got.str(), parsed);
+  };
+  check(udp, "01005e0001810200000000078100a064080045b8005c00004000011189aec0a84d01e0000181014001400048f169",
+        "020000000007 1 a064 c0a84d01 320");
+  check({fwmptp::kPrimaryMac}, "011b1900000000000000000088f7", "000000000000 0 0 0 0");
   Bytes other = fwmptp::buildFrame(kSampleWire, udp);
   other[18 + 20 + 3] = 53;  // UDP to the DNS port: not PTP
   EXPECT_FALSE(fwmptp::parseFrame(other));
