@@ -12,6 +12,8 @@
 
 namespace {
 
+using Bytes = std::vector<uint8_t>;
+
 TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   const std::string pcap = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-peer.pcap";
   fwmtest::Child peer({CLKPEER_PATH, "--listen", "127.0.0.1:0", "--format", "jsonl", "--count", "2", "--idle-exit-ms",
@@ -27,7 +29,7 @@ TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   const fwmtools::Ack ack{0, 21, 96, fwmtest::sampleAnnounce()};
   const auto good = fwmtools::encodeAck(ack);
   auto with = [&](size_t at, uint8_t value) {
-    std::vector<uint8_t> b(good.begin(), good.end());
+    Bytes b(good.begin(), good.end());
     b[at] = value;
     return b;
   };
@@ -36,14 +38,10 @@ TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   const auto loss = fwmtools::encodeAck(lossAck);
   fwmtools::UdpSocket sender;
   ASSERT_TRUE(sender.bind({"127.0.0.1", 0}));
-  const std::vector<std::vector<uint8_t>> datagrams = {{},
-                                                       std::vector<uint8_t>(good.begin(), good.begin() + 99),
-                                                       std::vector<uint8_t>(101, 0),
-                                                       std::vector<uint8_t>(3000, 0xFF),
-                                                       with(13, 0),
-                                                       with(15, 1),
-                                                       std::vector<uint8_t>(loss.begin(), loss.end()),
-                                                       std::vector<uint8_t>(good.begin(), good.end())};
+  auto cut = [&](size_t n) { return Bytes(good.begin(), good.begin() + static_cast<long>(n)); };
+  const std::vector<Bytes> datagrams = {
+      cut(0),  cut(99), Bytes(101, 0), Bytes(3000, 0xFF), with(13, 0), with(15, 1), Bytes(loss.begin(), loss.end()),
+      cut(100)};
   for (const auto &d : datagrams) ASSERT_TRUE(sender.sendTo(to, d.data(), d.size()));
 
   auto o = peer.finish(std::chrono::seconds(20));

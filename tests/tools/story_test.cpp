@@ -45,17 +45,12 @@ class Story : public ::testing::Test {
     return out;
   }
 
-  static std::vector<std::string> texts(const std::vector<json> &recs, const std::string &kind) {
+  // The texts of the records of `kind` (of `layer` only, if given).
+  static std::vector<std::string> texts(const std::vector<json> &recs, const std::string &kind,
+                                        const std::string &layer = "") {
     std::vector<std::string> out;
     for (const auto &j : recs)
-      if (j["kind"] == kind) out.push_back(j.value("text", ""));
-    return out;
-  }
-
-  static std::vector<std::string> engineCalls(const std::vector<json> &recs) {
-    std::vector<std::string> out;
-    for (const auto &j : recs)
-      if (j["kind"] == "call" && j["layer"] == "driver") out.push_back(j["text"]);
+      if (j["kind"] == kind && (layer.empty() || j.value("layer", "") == layer)) out.push_back(j.value("text", ""));
     return out;
   }
 
@@ -94,7 +89,7 @@ TEST_F(Story, StartUpRegistersTheOperationTable) {
 TEST_F(Story, RequestsRunOnTheOrchestratorsThreadDownToTheEngineDriver) {
   auto glb = step("set_ptp_glb_cfg");
   EXPECT_EQ(end(glb)["result"], 0);
-  EXPECT_THAT(engineCalls(glb), ElementsAre("oda_1588_set_ptp_control(0, 3, 8, 3, 0)"));
+  EXPECT_THAT(texts(glb, "call", "driver"), ElementsAre("oda_1588_set_ptp_control(0, 3, 8, 3, 0)"));
   // Only the announce tick reaches the engine from elsewhere: its alarm and
   // received-field reads run on the platform's timer thread.
   for (const auto &j : lines_) {

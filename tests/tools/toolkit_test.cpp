@@ -12,8 +12,8 @@
 
 namespace {
 
-using fwmtools::Announce;
 using fwmtest::sampleAnnounce;
+using fwmtools::Announce;
 
 // The root header (ifIndex, pktLen), then the image as the line card lays it
 // out: header constants, the flag field's two octets in order, identities as
