@@ -78,14 +78,6 @@ TEST_F(Story, RunsToTheEndWithAScenarioHeaderAndASummary) {
   for (const auto &[key, value] : want.items()) EXPECT_EQ(summary()[key], value) << key;
 }
 
-TEST_F(Story, StartUpRegistersTheOperationTable) {
-  auto recs = step("notify", 1);
-  EXPECT_EQ(end(recs)["result"], 0);
-  EXPECT_THAT(texts(recs, "call"),
-              ::testing::IsSupersetOf({"ORIN_HandleInitialize(\"fwm.srv.clk\", &)", "FWM_ORCH_CLK_RegSrvIntf(&)"}));
-  EXPECT_THAT(texts(recs, "log"), ::testing::Contains("clk init finish."));
-}
-
 TEST_F(Story, RequestsRunOnTheOrchestratorsThreadDownToTheEngineDriver) {
   auto glb = step("set_ptp_glb_cfg");
   EXPECT_EQ(end(glb)["result"], 0);

@@ -70,25 +70,19 @@ Child::~Child() {
 }
 
 std::optional<std::string> Child::errLine(std::chrono::milliseconds limit) {
-  auto deadline = Clock::now() + limit;
-  pump(fds_, sinks_, deadline, [&] { return errBuf_.find('\n') != std::string::npos; });
-  auto nl = errBuf_.find('\n');
+  auto &err = result_.err;
+  pump(fds_, sinks_, Clock::now() + limit, [&] { return err.find('\n', errRead_) != std::string::npos; });
+  const auto nl = err.find('\n', errRead_);
   if (nl == std::string::npos) return std::nullopt;
-  std::string line = errBuf_.substr(0, nl);
-  result_.err += errBuf_.substr(0, nl + 1);
-  errBuf_.erase(0, nl + 1);
-  return line;
+  const auto from = std::exchange(errRead_, nl + 1);
+  return err.substr(from, nl - from);
 }
 
 Outcome Child::finish(std::chrono::milliseconds limit) {
-  auto deadline = Clock::now() + limit;
-  bool ended = pump(fds_, sinks_, deadline, [] { return false; });
+  bool ended = pump(fds_, sinks_, Clock::now() + limit, [] { return false; });
   int status = 0;
   if (!ended) ::kill(pid_, SIGKILL);
-  ::waitpid(pid_, &status, 0);
-  pid_ = -1;
-  result_.err += errBuf_;
-  errBuf_.clear();
+  ::waitpid(std::exchange(pid_, -1), &status, 0);
   result_.exitCode = ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return result_;
 }

@@ -33,9 +33,9 @@ class Child {
  private:
   pid_t pid_ = -1;
   int fds_[2] = {-1, -1};  // standard output, standard error
-  std::string errBuf_;
   Outcome result_;
-  std::string *sinks_[2] = {&result_.out, &errBuf_};
+  std::string *sinks_[2] = {&result_.out, &result_.err};
+  size_t errRead_ = 0;  // standard error up to here was handed out by errLine()
 };
 
 std::vector<std::string> splitLines(const std::string &s);
