@@ -1,9 +1,6 @@
 #!/usr/bin/env bash
-# Checks the dynamic interface of libfwmclk.so:
-#  - every undefined symbol is a platform function or comes from the C library
-#    (or libgcc_s);
-#  - every exported symbol is one of the system's C names (no C++ names);
-#  - the only libraries it needs are the C library and libgcc_s.
+# libfwmclk.so imports only platform functions and the C library (and libgcc_s),
+# exports only the system's C names, and needs no other library.
 # Usage: check_symbols.sh NM READELF CC LIBRARY PLATFORM_DOC PLATFORM_HEADER_DIR
 set -euo pipefail
 nm=$1 readelf=$2 cc=$3 lib=$4 doc=$5 hdrdir=$6

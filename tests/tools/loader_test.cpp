@@ -157,10 +157,6 @@ TEST(Loader, EveryBuiltInScenarioLoads) {
   }
 }
 
-}  // namespace
-
-namespace {
-
 std::string writeTemp(const std::string &name, const char *text) {
   std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
   std::ofstream(path) << text;

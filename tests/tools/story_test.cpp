@@ -189,10 +189,6 @@ TEST_F(Story, AcknowledgementsReachTheNegotiationPeer) {
             "1795334403.500000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x7c2e0dfffe1f0002,100,2\n");
 }
 
-}  // namespace
-
-namespace {
-
 // Every clksim, clkpeer, tshark and jq command of the README and the docs, run
 // as written in a directory laid out like the repository (scripts/clksim.sh
 // as it is, with the build left out: it runs the clksim under test), and
