@@ -460,13 +460,13 @@ TEST(Docs, EveryToolCommandRunsAsWritten) {
   namespace fs = std::filesystem;
   const fs::path root = ::testing::TempDir() + "/docs-" + std::to_string(::getpid());
   fs::create_directories(root / "elsewhere");
-  std::string script = "set -euo pipefail; trap 'echo \"failed: $BASH_COMMAND\" >&2' ERR; ip link set lo up; cd " +
-                       root.string() + "; peer=''; PATH=$PWD/scripts/bin:$PATH\n" +
-                       "mkdir -p build/clksim/tools/clkpeer build/clksim/tools/clksim scripts/bin; cp " +
-                       FWMCLK_SOURCE_DIR + "/scripts/clksim.sh scripts/; echo 'exit 0' >scripts/deps.sh\n" +
-                       "printf '#!/bin/sh\\nexit 0\\n' >scripts/bin/cmake; chmod +x scripts/bin/cmake; ln -s " +
-                       CLKSIM_PATH + " build/clksim/tools/clksim/clksim; ln -s " + CLKPEER_PATH +
-                       " build/clksim/tools/clkpeer/clkpeer\n";
+  std::string script = fmt::format(
+      R"(set -euo pipefail; trap 'echo "failed: $BASH_COMMAND" >&2' ERR; ip link set lo up; cd {}; peer=''
+PATH=$PWD/scripts/bin:$PATH; mkdir -p build/clksim/tools/clkpeer build/clksim/tools/clksim scripts/bin
+cp {}/scripts/clksim.sh scripts/; echo 'exit 0' >scripts/deps.sh; printf '#!/bin/sh\nexit 0\n' >scripts/bin/cmake
+chmod +x scripts/bin/cmake; ln -s {} build/clksim/tools/clksim/clksim; ln -s {} build/clksim/tools/clkpeer/clkpeer
+)",
+      root.string(), FWMCLK_SOURCE_DIR, CLKSIM_PATH, CLKPEER_PATH);
   std::set<std::string> done;  // each command once; the peer's client for each peer
   for (size_t i = 0; i < commands.size(); ++i) {
     const std::string c = commands[i].substr(0, commands[i].find_last_not_of(' ') + 1);
