@@ -27,7 +27,7 @@ class Child {
   Child &operator=(const Child &) = delete;
   // The next line of standard error, waiting at most `limit`.
   std::optional<std::string> errLine(std::chrono::milliseconds limit);
-  // Waits for the end (kills after `limit`) and returns the rest of the output.
+  // Waits for the end (kills after `limit`) and returns all the output.
   Outcome finish(std::chrono::milliseconds limit);
 
  private:
