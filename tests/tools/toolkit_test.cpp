@@ -17,7 +17,6 @@
 namespace {
 
 using fwmtest::sampleAnnounce;
-using fwmtools::Announce;
 using Bytes = std::vector<uint8_t>;
 
 // The root header (ifIndex, pktLen), then the image as the line card lays it
@@ -51,7 +50,7 @@ std::string writeSamplePcap(const char *name, const fwmtools::FrameAddressing &a
   fwmtools::PcapWriter w;
   EXPECT_TRUE(w.open(path));
   // Loss reports are no announce and stay out: no grandmaster, or no source.
-  Announce noGm = sampleAnnounce(), noSource = sampleAnnounce();
+  fwmtools::Announce noGm = sampleAnnounce(), noSource = sampleAnnounce();
   noGm.grandmasterIdentity = 0;
   noSource.sourceClockIdentity = 0;
   EXPECT_FALSE(w.writeAnnounce(1704067200000000ull, noGm, addr));
