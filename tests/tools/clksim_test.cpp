@@ -108,18 +108,14 @@ TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
 // Where each field lands in the record the library reads, and the third
 // argument's default per operation (no forwarding target; read, not read-clear).
 TEST(Loader, PlacesFieldsWhereTheLibraryReadsThem) {
-  const std::pair<const char *, const char *> cases[] = {
+  const std::pair<const char *, std::string> cases[] = {
       {"set_ptp_port_cfg: {unit: 1, port: 5, fwdTarget: 7, enable: 1, portState: 9, stateFlag: 1, "
        "rxSrcPortIdentity: [1, 2, 0xfffffffe], ctrlType33Value: 0xbeef, ifIndex: 21}",
        "slot 1 unit 1 port 5 arg 0x7 "
        "010000000000000009000080000000000000000000000000000000000100000002000000feffffff0000000000000000efbe0000"
        "15000000"},
-      {"set_ptp_port_cfg: {unit: 0, port: 3}",
-       "slot 1 unit 0 port 3 arg 0xffffffff "
-       "00000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000000"
-       "00000000"},
-      {"get_ptp_t2_sub_t1: {unit: 0, port: 3}",
-       "slot 11 unit 0 port 3 arg 0x0 000000000000000000000000000000000000000000000000"},
+      {"set_ptp_port_cfg: {unit: 0, port: 3}", "slot 1 unit 0 port 3 arg 0xffffffff " + std::string(112, '0')},
+      {"get_ptp_t2_sub_t1: {unit: 0, port: 3}", "slot 11 unit 0 port 3 arg 0x0 " + std::string(48, '0')},
       {"set_ptp_pkt_encap: {unit: 0, port: 3, destMac: 01:00:5e:00:01:81, srcIp: 10.3.0.1}",
        "slot 2 unit 0 port 3 arg 0x0 "
        "000000000000000000000000000000000000000001005e00018100000000000000000000000000000100030a"},
@@ -430,10 +426,9 @@ TEST(Docs, EveryToolCommandRunsAsWritten) {
   const std::regex tool("^(bash scripts/clksim\\.sh|build/clksim/tools/clkpeer/clkpeer|tshark)\\b.*");
   std::vector<std::string> commands;
   for (const char *doc : {"/README.md", "/docs/clksim.md"}) {
-    std::ifstream in(std::string(FWMCLK_SOURCE_DIR) + doc);
-    std::string line, joined;
+    std::string joined;
     bool sh = false;
-    while (std::getline(in, line)) {
+    for (const auto &line : fwmtest::splitLines(fwmtest::readFile(std::string(FWMCLK_SOURCE_DIR) + doc))) {
       if (line.rfind("```", 0) == 0) {
         sh = line == "```sh";
       } else if (sh && !line.empty() && line.back() == '\\') {
