@@ -1,9 +1,6 @@
 #!/usr/bin/env bash
-# Checks the dynamic interface of libfwmclk.so:
-#  - every undefined symbol is a platform function or comes from the C library
-#    (or libgcc_s);
-#  - every exported symbol is one of the system's C names (no C++ names);
-#  - the only libraries it needs are the C library and libgcc_s.
+# libfwmclk.so imports only platform functions and the C library (and libgcc_s),
+# exports only the system's C names, and needs no other library.
 # Usage: check_symbols.sh NM READELF CC LIBRARY PLATFORM_DOC PLATFORM_HEADER_DIR
 set -euo pipefail
 nm=$1 readelf=$2 cc=$3 lib=$4 doc=$5 hdrdir=$6
@@ -21,29 +18,14 @@ fi
 system_lib() { "$nm" -D --defined-only "$("$cc" -print-file-name="$1")" 2>/dev/null | awk '{print $NF}' | sed 's/@.*//'; }
 clib=$( (system_lib libc.so.6; system_lib libgcc_s.so.1) | sort -u)
 
-while read -r kind sym; do
-  sym=${sym%%@*}
-  [ "$kind" = w ] && continue  # weak references are optional by nature
-  if ! grep -qxF "$sym" <<<"$platform" && ! grep -qxF "$sym" <<<"$clib"; then
-    echo "undefined symbol neither platform nor C library: $sym"
-    fail=1
-  fi
-done < <("$nm" -D --undefined-only "$lib" | awk '{print $(NF-1), $NF}')
-
-while read -r sym; do
-  case "$sym" in
-    FWM_* | CLK_* | clk_* | g_*) ;;
-    _init | _fini | __bss_start | _edata | _end) ;;
-    *) echo "exported symbol outside the system's names: $sym"; fail=1 ;;
-  esac
-done < <("$nm" -D --defined-only "$lib" | awk '{print $NF}')
-
-while read -r needed; do
-  case "$needed" in
-    libc.so.* | libgcc_s.so.* | ld-linux*) ;;
-    *) echo "needs a library other than the C library: $needed"; fail=1 ;;
-  esac
-done < <("$readelf" -d "$lib" | sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p')
+# Each check lists what it finds wrong; weak references are optional by nature.
+report() { [ -z "$2" ] || { printf '%s:\n%s\n' "$1" "$2"; fail=1; }; }
+report "undefined symbols neither platform nor C library" "$("$nm" -D --undefined-only "$lib" |
+  awk '$(NF-1) != "w" { sub(/@.*/, "", $NF); print $NF }' | grep -vxF -f <(printf '%s\n' "$platform" "$clib"))"
+report "exported symbols outside the system's names" "$("$nm" -D --defined-only "$lib" | awk '{ print $NF }' |
+  grep -vE '^(FWM_|CLK_|clk_|g_)|^(_init|_fini|__bss_start|_edata|_end)$')"
+report "needed libraries other than the C library" "$("$readelf" -d "$lib" |
+  sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' | grep -vE '^(libc\.so\.|libgcc_s\.so\.|ld-linux)')"
 
 [ $fail -eq 0 ] && echo "libfwmclk.so: imports, exports and needed libraries are as they should be"
 exit $fail

@@ -30,6 +30,8 @@ cleanup() {
 trap cleanup EXIT
 trap 'exit 1' INT TERM
 fail() { failed=1; echo "FAIL: $*"; exit 1; }
+# Starts a command in the background (its redirections as given), to be ended with the script.
+bg() { "$@" & pids+=($!); }
 
 # Polls `cmd` every 0.1 s for at most `seconds`.
 ms() { echo $(($(date +%s%N) / 1000000)); }
@@ -44,9 +46,8 @@ wait_for() {
 # This namespace holds clksim on clk0; a second one, held by `sleep`, the peer side.
 ip link set lo up
 ip link add clk0 type veth peer name peer0
-unshare -n sleep 60 &
+bg unshare -n sleep 60
 holder=$!
-pids+=("$holder")
 apart() { [ "$(readlink "/proc/$holder/ns/net")" != "$(readlink /proc/self/ns/net)" ]; }
 wait_for 5 apart || fail "no peer namespace"
 ip link set peer0 netns "$holder"
@@ -56,9 +57,8 @@ peer ip link set lo up && peer ip addr add 192.168.77.2/24 dev peer0 && peer ip 
 
 ptp4l_start() {  # name priority1 clockIdentity [options...]
   local name=$1 p1=$2 id=$3; shift 3
-  nsenter -t "$holder" -n ptp4l -f "$examples/ptp4l.cfg" -i peer0 -m -q --priority1 "$p1" --clockIdentity "$id" \
-    --uds_address "$tmp/$name.sock" "${transport_opt[@]}" "$@" >"$tmp/$name.log" 2>&1 &
-  pids+=($!)
+  bg nsenter -t "$holder" -n ptp4l -f "$examples/ptp4l.cfg" -i peer0 -m -q --priority1 "$p1" --clockIdentity "$id" \
+    --uds_address "$tmp/$name.sock" "${transport_opt[@]}" "$@" >"$tmp/$name.log" 2>&1
   eval "pid_$name=$!"
 }
 
@@ -75,10 +75,8 @@ pmc_shows() {
 
 case $case in
   slave)
-    "$clkpeer" --listen 127.0.0.1:39011 --format jsonl >"$tmp/peer.jsonl" 2>"$tmp/clkpeer.log" &
-    pids+=($!)
-    "$clksim" --live 0:3=clk0 --peer 127.0.0.1:39011 --format jsonl "$tmp/slave-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
-    pids+=($!)
+    bg "$clkpeer" --listen 127.0.0.1:39011 --format jsonl >"$tmp/peer.jsonl" 2>"$tmp/clkpeer.log"
+    bg "$clksim" --live 0:3=clk0 --peer 127.0.0.1:39011 --format jsonl "$tmp/slave-port.yaml" >"$tmp/sim.jsonl" 2>&1
     ptp4l_start gm1 100 7c2e0d.fffe.000100
     wait_for 15 acked 7c2e0d.fffe.000100 6 100 || fail "no acknowledgement of ptp4l's grandmaster"
     kill "$pid_gm1"
@@ -88,8 +86,7 @@ case $case in
     ;;
   master)
     ptp4l_start slave 128 7c2e0d.fffe.000300 --slaveOnly 1
-    "$clksim" --live 1:5=clk0 --format jsonl "$tmp/master-port.yaml" >"$tmp/sim.jsonl" 2>&1 &
-    pids+=($!)
+    bg "$clksim" --live 1:5=clk0 --format jsonl "$tmp/master-port.yaml" >"$tmp/sim.jsonl" 2>&1
     wait_for 14 pmc_shows 001b19.fffe.00a001 90 6 || fail "pmc does not show clksim's grandmaster"
     rewritten() { [ "$(grep '"kind":"step_end"' "$tmp/sim.jsonl" | grep -c '"name":"set_ptp_port_pkt"')" -ge 2 ]; }
     wait_for 20 rewritten || fail "the orchestrator never rewrote priority1"
@@ -108,13 +105,11 @@ case $case in
     ;;
   measure)
     # tshark counts what crosses clk0 while ptp4l is the grandmaster for ten seconds.
-    tshark -i clk0 -w "$tmp/wire.pcap" -q >"$tmp/tshark.log" 2>&1 &
+    bg tshark -i clk0 -w "$tmp/wire.pcap" -q >"$tmp/tshark.log" 2>&1
     capture=$!
-    pids+=($capture)
     wait_for 10 grep -q "Capturing on" "$tmp/tshark.log" || fail "tshark does not capture"
-    "$clksim" --live 0:3=clk0 --format jsonl "$tmp/slave-measure.yaml" >"$tmp/sim.jsonl" 2>&1 &
+    bg "$clksim" --live 0:3=clk0 --format jsonl "$tmp/slave-measure.yaml" >"$tmp/sim.jsonl" 2>&1
     sim=$!
-    pids+=($sim)
     configured() { grep '"kind":"step_end"' "$tmp/sim.jsonl" | grep -q '"name":"set_ptp_tx_ctl"'; }
     wait_for 5 configured || fail "clksim did not configure its port"
     ptp4l_start gm 100 7c2e0d.fffe.000100 --logSyncInterval -2

@@ -6,27 +6,12 @@
 
 namespace fwmtest {
 
+// In field order: type 11, version 2, length 64, domain 24, flags, correction 0,
+// source clock and port, sequence 0, control 5, log interval 1, UTC offset 37,
+// priority1, class, accuracy, variance, priority2, grandmaster, steps removed, time source.
 inline fwmptp::Announce sampleAnnounce() {
-  fwmptp::Announce a;
-  a.messageType = 11;
-  a.versionPtp = 2;
-  a.messageLength = 64;
-  a.domainNumber = 24;
-  a.flagField = 0x0208;
-  a.sourceClockIdentity = 0x001B19FFFE00A001ull;
-  a.sourcePortNumber = 1;
-  a.controlField = 5;
-  a.logMessageInterval = 1;
-  a.currentUtcOffset = 37;
-  a.grandmasterPriority1 = 100;
-  a.clockClass = 6;
-  a.clockAccuracy = 0x21;
-  a.offsetScaledLogVariance = 0x4E5D;
-  a.grandmasterPriority2 = 128;
-  a.grandmasterIdentity = 0x7C2E0DFFFE1F0002ull;
-  a.stepsRemoved = 2;
-  a.timeSource = 0x20;
-  return a;
+  return {11, 2,   64, 24,   0x0208, 0,   0x001B19FFFE00A001ull, 1, 0,   5, 1,
+          37, 100, 6,  0x21, 0x4E5D, 128, 0x7C2E0DFFFE1F0002ull, 2, 0x20};
 }
 
 }  // namespace fwmtest

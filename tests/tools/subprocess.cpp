@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 #include <stdexcept>
 #include <utility>
 
@@ -69,25 +70,19 @@ Child::~Child() {
 }
 
 std::optional<std::string> Child::errLine(std::chrono::milliseconds limit) {
-  auto deadline = Clock::now() + limit;
-  pump(fds_, sinks_, deadline, [&] { return errBuf_.find('\n') != std::string::npos; });
-  auto nl = errBuf_.find('\n');
+  auto &err = result_.err;
+  pump(fds_, sinks_, Clock::now() + limit, [&] { return err.find('\n', errRead_) != std::string::npos; });
+  const auto nl = err.find('\n', errRead_);
   if (nl == std::string::npos) return std::nullopt;
-  std::string line = errBuf_.substr(0, nl);
-  result_.err += errBuf_.substr(0, nl + 1);
-  errBuf_.erase(0, nl + 1);
-  return line;
+  const auto from = std::exchange(errRead_, nl + 1);
+  return err.substr(from, nl - from);
 }
 
 Outcome Child::finish(std::chrono::milliseconds limit) {
-  auto deadline = Clock::now() + limit;
-  bool ended = pump(fds_, sinks_, deadline, [] { return false; });
+  bool ended = pump(fds_, sinks_, Clock::now() + limit, [] { return false; });
   int status = 0;
   if (!ended) ::kill(pid_, SIGKILL);
-  ::waitpid(pid_, &status, 0);
-  pid_ = -1;
-  result_.err += errBuf_;
-  errBuf_.clear();
+  ::waitpid(std::exchange(pid_, -1), &status, 0);
   result_.exitCode = ended && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return result_;
 }
@@ -99,13 +94,8 @@ Outcome runTool(const std::vector<std::string> &argv, std::chrono::milliseconds 
 
 std::vector<std::string> splitLines(const std::string &s) {
   std::vector<std::string> lines;
-  size_t start = 0;
-  while (start < s.size()) {
-    size_t nl = s.find('\n', start);
-    if (nl == std::string::npos) nl = s.size();
-    lines.push_back(s.substr(start, nl - start));
-    start = nl + 1;
-  }
+  std::istringstream in(s);
+  for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
 }
 
@@ -116,9 +106,10 @@ std::string readFile(const std::string &path) {
 
 bool haveTool(const char *name) { return ::access(("/usr/bin/" + std::string(name)).c_str(), X_OK) == 0; }
 
-std::string dissect(const std::string &pcap, const std::vector<std::string> &fields) {
+std::string dissect(const std::string &pcap, const std::string &fields) {
   std::vector<std::string> argv = {"/usr/bin/tshark", "-r", pcap, "-T", "fields", "-E", "separator=,"};
-  for (const auto &f : fields) argv.insert(argv.end(), {"-e", f});
+  std::istringstream words(fields);
+  for (std::string f; words >> f;) argv.insert(argv.end(), {"-e", f});
   auto o = runTool(argv);
   return o.exitCode == 0 ? o.out : "tshark failed: " + o.err;
 }

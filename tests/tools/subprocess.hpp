@@ -27,15 +27,15 @@ class Child {
   Child &operator=(const Child &) = delete;
   // The next line of standard error, waiting at most `limit`.
   std::optional<std::string> errLine(std::chrono::milliseconds limit);
-  // Waits for the end (kills after `limit`) and returns the rest of the output.
+  // Waits for the end (kills after `limit`) and returns all the output.
   Outcome finish(std::chrono::milliseconds limit);
 
  private:
   pid_t pid_ = -1;
   int fds_[2] = {-1, -1};  // standard output, standard error
-  std::string errBuf_;
   Outcome result_;
-  std::string *sinks_[2] = {&result_.out, &errBuf_};
+  std::string *sinks_[2] = {&result_.out, &result_.err};
+  size_t errRead_ = 0;  // standard error up to here was handed out by errLine()
 };
 
 std::vector<std::string> splitLines(const std::string &s);
@@ -46,7 +46,8 @@ std::string readFile(const std::string &path);
 // Whether /usr/bin/<name> can be run.
 bool haveTool(const char *name);
 
-// What tshark reads from a capture: a line of comma-separated fields per frame.
-std::string dissect(const std::string &pcap, const std::vector<std::string> &fields);
+// What tshark reads from a capture: a line of comma-separated fields (named
+// in `fields`, separated by spaces) per frame.
+std::string dissect(const std::string &pcap, const std::string &fields);
 
 }  // namespace fwmtest

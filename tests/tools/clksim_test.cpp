@@ -1,0 +1,480 @@
+// clksim: what a wrong scenario is told (place and expectation), where a
+// right one puts each field in the record the library reads, the exit codes;
+// then the built-in story read back from its JSON lines (start-up, the
+// requests and the engine calls they make, the failures and their report
+// lines, the acknowledgements the negotiation peer receives) and the
+// documentation's commands run as written.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <regex>
+#include <set>
+#include <sstream>
+
+#include "builtin.hpp"
+#include "fwmtools/cli.hpp"
+#include "fwmtools/udp_peer.hpp"
+#include "loader.hpp"
+#include "subprocess.hpp"
+#include "testkit.hpp"
+
+namespace {
+
+using nlohmann::json;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+const std::string kBoard = "board: {chipType: 40, engines: 2}\n";
+
+std::string times(int n, std::string_view s) {
+  std::string r;
+  while (n-- > 0) r += s;
+  return r;
+}
+
+// A step under the board above, or (with a line break, or empty) the whole
+// file; where the refusal points; what it says.
+struct Refusal {
+  std::string yaml;
+  const char *at, *message;
+};
+const Refusal kRefusals[] = {
+    {"set_ptp_prot_cfg: {unit: 0, port: 3}", "3:5",
+     "unknown operation 'set_ptp_prot_cfg' (did you mean 'set_ptp_port_cfg'?)"},
+    {"set_ptp_port_cfg: {unit: 0, port: 3, enabled: 1}", "3:42",
+     "unknown field 'enabled' of set_ptp_port_cfg (did you mean 'enable'?); expected one of: unit, port, fwdTarget"},
+    {"set_ptp_port_cfg: {unit: 0, port: 3, enable: yes}", "3:50",
+     "field 'enable' of set_ptp_port_cfg (ClkPtpPortCfg): expected an unsigned integer (decimal, 0x.. or 0b..), got "
+     "'yes'"},
+    {"steps:\n  - advance: 1s\n", "1:1", "missing 'board': the line card to simulate"},
+    {"set_ptp_rx_ctl: {unit: 0, pktType: 2}", "3:21", "set_ptp_rx_ctl: missing field 'port'"},
+    {"set_ptp_port_cfg: {unit: 0, port: 3, ctrlType33Value: 70000}", "3:59", "does not fit (at most 65535)"},
+    {"set_ptp_glb_cfg: {slavePort: -1}", "3:34", "expected an unsigned integer"},
+    {"advance: soon", "3:14", "advance: expected a duration like 2s, 500ms or 1.5s, got 'soon'"},
+    {"set_ptp_pkt_encap: {unit: 0, port: 3, srcMac: 00:1b}", "3:51", "expected a MAC address like 00:1b:19:00:00:01"},
+    {"announce_received: {unit: 0, port: 3, grandmasterIdentity: 12.34}", "3:64",
+     "expected a clock identity like 001b19.fffe.000001"},
+    {"board: {chipType: 40, cores: 2}\nsteps: []\n", "1:23", "unknown field 'cores' of board"},
+    {"board: {engines: 9}\nsteps: []\n", "1:18", "does not fit (at most 8)"},
+    {"board: {wirePorts: [\"0:3\"]}\nsteps: []\n", "1:21",
+     "board field 'wirePorts': expected a list of UNIT:PORT=IFACE"},
+    {"advance", "3:5", "a step is one 'name: value' pair"},
+    {"board: {chipType: 40, engines: 2}\nsteps: [\n", "3:1", "not valid YAML"},
+    {"get_ptp_pkt_stat: {unit: 0, port: 3, words: [1]}", "3:42", "unknown field 'words' of get_ptp_pkt_stat"},
+    {"fail: {code: 3}", "3:11", "fail: missing field 'function'"},
+    {"notify: shutdown", "3:13", "notify: expected startup, master_ip or an event number, got 'shutdown'"},
+    {"announce_received: {unit: 0, port: 3, logMessageInterval: -129}", "3:63",
+     "logMessageInterval' of announce_received (ClkNpAnnFields): -129 does not fit (-128 to -1)"},
+    {"fail: {function: oda_1588_set_ptp_contrl}", "3:22",
+     "the board cannot fail 'oda_1588_set_ptp_contrl' (did you mean 'oda_1588_set_ptp_control'?)"},
+    {"fail: {function: IM_Agent_ObjCreate, code: 0}", "3:48", "code 0 means success for IM_Agent_ObjCreate"},
+    {"fail: {function: FWM_QUE_AsyRead, code: 1}", "3:45",
+     "FWM_QUE_AsyRead fails only with 0 or less (nothing read); 1 claims entries it never wrote"},
+    {"fail: {function: ORIN_MemAlloc, code: 3}", "3:43", "ORIN_MemAlloc fails only with 0 (nothing made)"},
+    {"board: {selfIp: 4294967296.0.0.1}\nsteps: []\n", "1:17", "expected an IPv4 address like 10.0.0.1"},
+    {"set_ptp_pkt_encap: {unit: 0, port: 3, srcMac: 100:1b:19:0:0:1}", "3:51",
+     "expected a MAC address like 00:1b:19:00:00:01"},
+    {"board: {chipType: 40, chipType: 41}\nsteps: []\n", "1:23", "field 'chipType' of board given twice"},
+    {"board: {chipType: 40, engines: 2}\nsteps: []\n---\nname: x\n", "3:1", "a second YAML document"},
+    {"{[a]: 1}", "3:6", "a step: a field name is a plain word, not a list"},
+    {"", "1:1", "expected a scenario"},
+    {"set_ssm_port_cfg: {unit: 0, port: 3, nullRecord: 1}", "3:42", "unknown field 'nullRecord' of set_ssm_port_cfg"},
+    {"advance: 1441min", "3:14", "advance: 1441min is more than a day"},
+    {"\"ad\\e[2Jvance\": 1s", "3:5", "unknown operation 'ad\\x1b[2Jvance'"},
+    {kBoard + "# " + times(2000, "[") + "\nsteps: [\"" + times(2000, "{") + "\", " + times(1000, "[ ") + "][", "3:4011",
+     "nested more than 500 levels deep; a scenario nests its lists and mappings 5 levels at most"},
+    {kBoard + "steps:\n  " + times(600, "- "), "3:1000", "nested more than"},
+};
+
+TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
+  for (const auto &c : kRefusals) {
+    const std::string yaml =
+        c.yaml.empty() || c.yaml.find('\n') != std::string::npos ? c.yaml : kBoard + ("steps:\n  - " + c.yaml + "\n");
+    auto r = clksim::loadScenario(yaml, "bad.yaml");
+    ASSERT_TRUE(std::holds_alternative<clksim::LoadError>(r)) << yaml;
+    const auto &e = std::get<clksim::LoadError>(r);
+    EXPECT_EQ(std::to_string(e.pos.line) + ":" + std::to_string(e.pos.column), c.at) << e.text();
+    EXPECT_THAT(e.text(), HasSubstr(c.message));
+    EXPECT_THAT(e.text(), HasSubstr(std::string("bad.yaml:") + c.at + ": error: "));
+  }
+}
+
+// Where each field lands in the record the library reads, and the third
+// argument's default per operation (no forwarding target; read, not read-clear).
+TEST(Loader, PlacesFieldsWhereTheLibraryReadsThem) {
+  const std::pair<const char *, std::string> cases[] = {
+      {"set_ptp_port_cfg: {unit: 1, port: 5, fwdTarget: 7, enable: 1, portState: 9, stateFlag: 1, "
+       "rxSrcPortIdentity: [1, 2, 0xfffffffe], ctrlType33Value: 0xbeef, ifIndex: 21}",
+       "slot 1 unit 1 port 5 arg 0x7 "
+       "010000000000000009000080000000000000000000000000000000000100000002000000feffffff0000000000000000efbe0000"
+       "15000000"},
+      {"set_ptp_port_cfg: {unit: 0, port: 3}", "slot 1 unit 0 port 3 arg 0xffffffff " + std::string(112, '0')},
+      {"get_ptp_t2_sub_t1: {unit: 0, port: 3}", "slot 11 unit 0 port 3 arg 0x0 " + std::string(48, '0')},
+      {"set_ptp_pkt_encap: {unit: 0, port: 3, destMac: 01:00:5e:00:01:81, srcIp: 10.3.0.1}",
+       "slot 2 unit 0 port 3 arg 0x0 "
+       "000000000000000000000000000000000000000001005e00018100000000000000000000000000000100030a"},
+      {"set_ptp_port_asym: {unit: 0, port: 3, asymmetry: -100}", "slot 7 unit 0 port 3 arg 0x0 9cffffff"},
+      {"set_ptp_port_pkt: {unit: 0, port: 3, grandmasterIdentity: 001b19.fffe.00a001, clockClass: 248}",
+       "slot 8 unit 0 port 3 arg 0x0 "
+       "00000000000000000000000000000000000000000000000000000000f8000000ff191b0001a000fe0000000000000000"},
+      {"announce_received: {unit: 0, port: 3, sourcePortIdentity: 7c2e0d.fffe.1f0002-9, flagField: 0x0208, "
+       "logMessageInterval: -3}",
+       "unit 0 port 3 "
+       "0000000000000000000000000000000000000000000000000000000000000000000000000000000000000802fd000000ff0d2e7c"
+       "02001ffe0900000000000000000000000000000000000000000000000000000000000000"},
+  };
+  for (const auto &[step, expected] : cases) {
+    auto r = clksim::loadScenario(kBoard + ("steps:\n  - " + std::string(step) + "\n"), "ok.yaml");
+    ASSERT_TRUE(std::holds_alternative<clksim::Scenario>(r)) << std::get<clksim::LoadError>(r).text();
+    const auto &body = std::get<clksim::Scenario>(r).steps.at(0).body;
+    std::string got;
+    if (const auto *q = std::get_if<clksim::Request>(&body))
+      got = fmt::format("slot {} unit {} port {} arg {:#x} ", q->op->slot, q->unit, q->port, q->arg) +
+            fwmtest::hex(q->record);
+    if (const auto *a = std::get_if<clksim::AnnounceReceived>(&body))
+      got = fmt::format("unit {} port {} ", a->unit, a->port) + fwmtest::hex(a->fields);
+    EXPECT_EQ(got, expected) << step;
+  }
+}
+
+TEST(Loader, ReadsDurations) {
+  const std::pair<const char *, int64_t> cases[] = {{"2s", 2000}, {"500ms", 500}, {"1.5s", 1500}, {"1min", 60000},
+                                                    {"250", 250}, {"", -1},       {"s", -1},      {"2h", -1},
+                                                    {"-1s", -1},  {"0.5ms", -1}};  // -1: refused
+  for (const auto &[text, ms] : cases) {
+    uint64_t got = 0;
+    EXPECT_EQ(clksim::parseDuration(text, got) ? static_cast<int64_t>(got) : -1, ms) << text;
+  }
+}
+
+TEST(Loader, EveryBuiltInScenarioLoads) {
+  ASSERT_NE(clksim::findBuiltin(clksim::kDefaultScenario), nullptr);
+  for (const auto &b : clksim::builtinScenarios()) {
+    auto r = clksim::loadScenario(b.yaml, std::string(b.name));
+    EXPECT_TRUE(std::holds_alternative<clksim::Scenario>(r)) << b.name << ": " << std::get<clksim::LoadError>(r).text();
+  }
+}
+
+std::string writeTemp(const std::string &name, const char *text) {
+  std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
+  std::ofstream(path) << text;
+  return path;
+}
+
+// Every exit code of the table, from both tools, as --help and the docs state it.
+TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
+  const std::string bad = writeTemp("bad.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {slavePort: x}\n");
+  const std::string early = writeTemp("early.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {}\n");
+  const std::string unsent =
+      writeTemp("unsent.yaml",
+                "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 7}\n"
+                "  - notify: startup\n  - set_ptp_port_cfg: {unit: 0, port: 3, enable: 1, portState: 9, ifIndex: 3}\n"
+                "  - announce_received: {unit: 0, port: 3, clockClass: 6}\n  - advance: 3s\n");
+  fwmtools::UdpSocket busy;
+  ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
+  const std::string taken = "127.0.0.1:" + std::to_string(busy.localPort());
+  struct Case {
+    char tool;         // 's' clksim, 'p' clkpeer
+    std::string args;  // separated by spaces
+    int code;
+    std::string err;       // what standard error says (a part of it)
+    std::string out = "";  // a part of standard output; "" = nothing ran
+  };
+  const std::string s = CLKSIM_PATH, p = CLKPEER_PATH;
+  const Case cases[] = {
+      {'s', "--list-scenarios", 0, "", "mira-story"},
+      {'p', "--listen 127.0.0.1:0 --idle-exit-ms 1", 0, "0 datagrams"},
+      {'s', early, 1, "", "0 requests (0 failed, 1 more could not be made)"},
+      {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 7): ifIndex 3: announce lost"},
+      {'s', bad, 2, bad + ":3:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned"},
+      {'s', "/nonexistent/scenario.yaml", 2, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
+      {'s', "--builtin no-such-story", 2, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
+      {'s', "--dump-scenario no-such-story", 2, "clksim: no built-in scenario 'no-such-story'"},
+      {'s', "--peer 127.0.0.1", 2, "clksim: --peer 127.0.0.1: expected HOST:PORT, e.g. 127.0.0.1:39011\n"},
+      {'s', "--peer 10.0.0.1:39011", 2, "clksim: --peer 10.0.0.1:39011: the negotiation client reaches 127.0.0.1 only"},
+      {'s', "--bogus", 2, "The following argument was not expected: --bogus"},
+      {'s', "-f xml", 2, "--format: xml not in {text,jsonl}"},
+      {'s', "--timeline /nonexistent/t.json", 3,
+       "clksim: --timeline /nonexistent/t.json: cannot create the file: No such"},
+      {'s', "--pcap /nonexistent/a.pcap", 3,
+       "clksim: --pcap /nonexistent/a.pcap: cannot create the file: No such file"},
+      {'s', "--pcap /dev/full", 3, "clksim: --pcap /dev/full: cannot write the file: No space left on device\n"},
+      {'s', "--timeline /dev/full", 3, "clksim: --timeline /dev/full: writing the file failed\n", "summary: 40 steps"},
+      {'p', "--listen 127.0.0.1:notaport", 2, "clkpeer: --listen 127.0.0.1:notaport: expected HOST:PORT\n"},
+      {'p', "--port 39011", 2, "The following arguments were not expected: 39011 --port"},
+      {'p', "--count x", 2, "Could not convert: --count = x"},
+      {'p', "--pcap /nonexistent/a.pcap", 3, "clkpeer: --pcap /nonexistent/a.pcap: cannot create the file"},
+      {'p', "--listen " + taken, 4, "clkpeer: "},
+      {'s', "--live 8:3=lo", 2, "clksim: --live 8:3=lo: expected UNIT:PORT=IFACE with unit 0..7, e.g. 0:3=veth0\n"},
+      {'s', "--live 0:3=nosuch9", 2, "clksim: wire port 0:3=nosuch9: no network interface named 'nosuch9'\n"},
+  };
+  std::set<std::pair<std::string, int>> seen;
+  for (const auto &c : cases) {
+    std::vector<std::string> argv = {c.tool == 's' ? s : p};
+    std::istringstream words(c.args);
+    argv.insert(argv.end(), std::istream_iterator<std::string>(words), {});
+    auto o = fwmtest::runTool(argv);
+    EXPECT_EQ(o.exitCode, c.code) << c.args << ": " << o.err;
+    EXPECT_THAT(o.err, HasSubstr(c.err)) << c.args;
+    EXPECT_EQ(o.out.empty(), c.out.empty()) << c.args << ": " << o.out;
+    EXPECT_THAT(o.out, HasSubstr(c.out)) << c.args;
+    seen.insert({argv[0], o.exitCode});
+  }
+  const std::string docs = fwmtest::readFile(std::string(FWMCLK_SOURCE_DIR) + "/docs/clksim.md");
+  for (auto [tool, path] : {std::pair{fwmtools::Tool::Clksim, s}, std::pair{fwmtools::Tool::Clkpeer, p}}) {
+    auto help = fwmtest::runTool({path, "--help"});
+    EXPECT_EQ(help.exitCode, 0);
+    EXPECT_THAT(help.out, HasSubstr(fwmtools::exitCodeHelp(tool)));
+    for (const auto &e : fwmtools::kExitCodes) {
+      EXPECT_THAT(docs, HasSubstr(fmt::format("| {} | {} |", e.code, e.meaning)));
+      if (e.tools & static_cast<unsigned>(tool)) {
+        EXPECT_TRUE(seen.count({path, e.code})) << path << " " << e.code;
+      }
+    }
+  }
+}
+
+TEST(Cli, DumpsTheStoryAsTheFileInScenarios) {
+  const std::string story = std::string(CLKSIM_SCENARIOS_DIR) + "/mira-story.yaml";
+  const std::string file = fwmtest::readFile(story);
+  auto o = fwmtest::runTool({CLKSIM_PATH, "--dump-scenario"});
+  EXPECT_EQ(o.exitCode, 0);
+  EXPECT_EQ(o.out, file);
+  auto checked = fwmtest::runTool({CLKSIM_PATH, "--check", story});
+  EXPECT_EQ(checked.exitCode, 0);
+  EXPECT_THAT(checked.out, ::testing::HasSubstr("40 steps, good"));
+}
+
+// One run of the story for the whole suite: the process is the expensive part.
+class Story : public ::testing::Test {
+ protected:
+  static void SetUpTestSuite() {
+    // Each test case is a process of its own and they run side by side.
+    const std::string stem = ::testing::TempDir() + "/story-" + std::to_string(::getpid());
+    pcapPath_ = stem + ".pcap";
+    timelinePath_ = stem + ".json";
+    run_ = fwmtest::runTool({CLKSIM_PATH, "--format", "jsonl", "--pcap", pcapPath_, "--timeline", timelinePath_});
+    for (const auto &l : fwmtest::splitLines(run_.out)) lines_.push_back(json::parse(l));
+  }
+
+  // Records of the nth step (1-based) named `name`.
+  static std::vector<json> step(const std::string &name, int nth = 1) {
+    size_t index = 0;
+    for (const auto &j : lines_)
+      if (j.value("kind", "") == "step_begin" && j.value("name", "") == name && --nth == 0) index = j["step"];
+    std::vector<json> out;
+    for (const auto &j : lines_)
+      if (j.contains("step") && j["step"] == index && index != 0) out.push_back(j);
+    return out;
+  }
+
+  // The texts of the records of `kind` (of `layer` only, if given).
+  static std::vector<std::string> texts(const std::vector<json> &recs, const std::string &kind,
+                                        const std::string &layer = "") {
+    std::vector<std::string> out;
+    for (const auto &j : recs)
+      if (j["kind"] == kind && (layer.empty() || j.value("layer", "") == layer)) out.push_back(j.value("text", ""));
+    return out;
+  }
+
+  static json end(const std::vector<json> &recs) {
+    for (const auto &j : recs)
+      if (j["kind"] == "step_end") return j;
+    return nullptr;
+  }
+
+  static const json &summary() { return lines_.back(); }
+
+  static inline std::vector<json> lines_;
+  static inline fwmtest::Outcome run_;
+  static inline std::string pcapPath_, timelinePath_;
+};
+
+TEST_F(Story, RunsToTheEndWithAScenarioHeaderAndASummary) {
+  EXPECT_EQ(run_.exitCode, 0) << run_.err;
+  ASSERT_GE(lines_.size(), 3u);
+  EXPECT_EQ(lines_.front(), json::parse(R"({"kind": "scenario", "name": "mira-story", "source": "builtin:mira-story",
+      "steps": 40, "board": {"chassis": 1, "chipType": 40, "coldAgent": false, "engines": 2,
+                             "masterIp": 167772414, "selfIp": 167772163, "slot": 3}})"));
+  const json want = json::parse(R"({"kind": "summary", "requests": 13, "failedRequests": 2, "feModuleErrors": 4,
+                                    "virtualMs": 5500, "acks": 3, "peerReceived": 3})");
+  for (const auto &[key, value] : want.items()) EXPECT_EQ(summary()[key], value) << key;
+}
+
+TEST_F(Story, RequestsRunOnTheOrchestratorsThreadDownToTheEngineDriver) {
+  auto glb = step("set_ptp_glb_cfg");
+  EXPECT_EQ(end(glb)["result"], 0);
+  EXPECT_THAT(texts(glb, "call", "driver"), ElementsAre("oda_1588_set_ptp_control(0, 3, 8, 3, 0)"));
+  // Only the announce tick reaches the engine from elsewhere: its alarm and
+  // received-field reads run on the platform's timer thread.
+  const std::regex tick(R"(oda_1588_get_announce_(alarm\(.*|field_rx\(.*, 0, &, &\)))");
+  for (const auto &j : lines_) {
+    if (j.value("kind", "") == "call" && j["layer"] == "driver") {
+      EXPECT_EQ(j["thread"], std::regex_match(j["text"].get<std::string>(), tick) ? "reltmr" : "orchestrator")
+          << j.dump();
+      EXPECT_TRUE(j.contains("result")) << j.dump();
+    }
+  }
+}
+
+TEST_F(Story, QueriesReturnWhatTheEngineWasGiven) {
+  auto ts = end(step("get_ptp_timestamp"));
+  EXPECT_EQ(ts["result"], 0);
+  EXPECT_EQ(ts["reply"], json({0, 1, 2, 3, 4, 5, 6, 9, 10, 11, 12, 13, 14, 7, 8, 15, 16}));
+  EXPECT_EQ(end(step("get_ptp_pkt_stat"))["reply"][0], 120);
+}
+
+TEST_F(Story, AFailingEngineCallIsReportedTwiceThenByTheService) {
+  auto recs = step("set_ptp_port_asym");
+  EXPECT_EQ(end(recs)["result"], 0xFFFFFFFBu);
+  std::vector<std::string> story;
+  for (const auto &j : recs) {
+    if (j["kind"] == "log") story.push_back(j["level"].get<std::string>() + " " + j["text"].get<std::string>());
+    if (j["kind"] == "debug") story.push_back("debug " + j["text"].get<std::string>().substr(20));
+    if (j["kind"] == "call" && j["layer"] == "driver")
+      story.push_back("oda " + j["text"].get<std::string>() + " = " + j["result"].dump());
+  }
+  EXPECT_THAT(story, ElementsAre("MSG 1588.(parameter in SetPtpCtrl: Unit=[1], Port=[5], Type=[5], Value=[100]).",
+                                 "oda oda_1588_set_ptp_control(1, 5, 5, 100, 0) = 5",
+                                 "debug Fe module error. (ErrCode=0xFFFFFFFB, Slot=1/3, Unit=1, Port=5, "
+                                 "Reason=Failed to [1588]set ptp control.)",
+                                 "debug Fe module error. (ErrCode=0xFFFFFFFB, Slot=1/3, Unit=1, Port=5, "
+                                 "Reason=Failed to NP_1588_SetPtpCtrl.)",
+                                 "ERROR [FWM_SRV_CLK] SetPtpPortAsym failed, Ret=4294967291"));
+}
+
+TEST_F(Story, TimelineHasATrackPerThreadAndASliceForEachEngineCall) {
+  std::ifstream in(timelinePath_);
+  json doc = json::parse(in);
+  std::map<int, std::string> tracks;
+  size_t odaSlices = 0, steps = 0;
+  for (const auto &e : doc["traceEvents"]) {
+    if (e["ph"] == "M" && e["name"] == "thread_name") tracks[e["tid"]] = e["args"]["name"];
+    if (e["ph"] == "X" && e.value("cat", "") == "driver") {
+      ++odaSlices;
+      EXPECT_THAT(tracks.at(e["tid"]), ::testing::AnyOf("orchestrator", "reltmr"));
+    }
+    if (e["ph"] == "X" && e.value("cat", "") == "step") ++steps;
+  }
+  EXPECT_EQ(odaSlices, summary()["engineCalls"]);
+  EXPECT_EQ(steps, summary()["steps"]);
+  using ::testing::_, ::testing::Pair;
+  EXPECT_THAT(tracks, ::testing::IsSupersetOf({Pair(_, "host"), Pair(_, "orchestrator"), Pair(_, "reltmr"),
+                                               Pair(_, "CLK_FWM_BKF"), Pair(_, "ClkSrvIMAgentUpdateMasterIp")}));
+}
+
+// The library sends each acknowledgement from its channel task and the peer
+// receives those bytes when they are sent; the capture holds the announces,
+// framed as port 3 was programmed, and not the loss report.
+TEST_F(Story, AcknowledgementsReachTheNegotiationPeer) {
+  std::vector<std::string> acks, sent, received;
+  for (const auto &j : lines_) {
+    const std::string kind = j.value("kind", ""), at = std::to_string(j.value("t_ms", 0)) + " ";
+    if (kind == "ack") {
+      acks.push_back(at + j["text"].get<std::string>() + " accuracy " + j["ack"]["clockAccuracy"].dump() + " source " +
+                     j["ack"]["timeSource"].dump());
+      acks.push_back(j["bytes"]);
+    }
+    if (kind == "peer_rx") received.push_back(at + j["bytes"].get<std::string>());
+    if (kind == "call" && j["text"].get<std::string>().starts_with("CLOCK_NegoinfoiNtfyCliMsgSend("))
+      sent.push_back(at + j["bytes"].get<std::string>() + " " + j["thread"].get<std::string>() + " " +
+                     j["layer"].get<std::string>());
+  }
+  EXPECT_THAT(
+      acks,
+      ElementsAre(
+          "3000 ifIndex 3: GM 001b19.fffe.00a001 class 6 priority1 128 steps 1 from 001b19.fffe.00a001-1 accuracy 33 "
+          "source 32",
+          "000000000300000060000000000b00024000180000080000000000000000000000000000000000000000000001a000feff19"
+          "1b000100000005010000000000000000000000002500008006215d4e80000000000001a000feff191b000100200000000000",
+          "3500 ifIndex 3: GM 7c2e0d.fffe.1f0002 class 6 priority1 100 steps 2 from 001b19.fffe.00a001-1 accuracy 32 "
+          "source 16",
+          "000000000300000060000000000b00024000180000080000000000000000000000000000000000000000000001a000feff19"
+          "1b000100000005010000000000000000000000002500006406205d4e80000000000002001ffeff0d2e7c0200100000000000",
+          "4500 ifIndex 3: announce lost (no grandmaster) accuracy 0 source 0",
+          "000000000300000060000000000b000240000000000000000000000000000000000000000000000000000000000000000000"
+          "0000000000000500000000000000000000000000000000000000000000000000000000000000000000000000000000000000"));
+  ASSERT_EQ(received.size(), 3u);
+  for (size_t i = 0; i < 3; ++i) {
+    EXPECT_EQ(received[i], acks[2 * i].substr(0, 5) + acks[2 * i + 1]);
+    EXPECT_EQ(sent.at(i), received[i] + " CLK_FWM_BKF platform");
+  }
+
+  if (!fwmtest::haveTool("tshark")) GTEST_SKIP() << "tshark is not installed";
+  EXPECT_EQ(fwmtest::dissect(pcapPath_,
+                             "frame.time_epoch eth.src vlan.priority vlan.id ip.src ip.dst ip.dsfield.dscp "
+                             "ptp.v2.an.grandmasterclockidentity ptp.v2.an.priority1 "
+                             "ptp.v2.an.localstepsremoved"),
+            "1795334403.000000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x001b19fffe00a001,128,1\n"
+            "1795334403.500000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x7c2e0dfffe1f0002,100,2\n");
+}
+
+// Every clksim, clkpeer, tshark and jq command of the README and the docs, run
+// as written in a directory laid out like the repository (scripts/clksim.sh
+// as it is, with the build left out: it runs the clksim under test), and
+// once more from elsewhere; in a network namespace of the test's own.
+TEST(Docs, EveryToolCommandRunsAsWritten) {
+  if (!fwmtest::haveTool("tshark") || !fwmtest::haveTool("jq")) GTEST_SKIP() << "tshark or jq is not installed";
+  if (fwmtest::runTool({"/usr/bin/unshare", "-rn", "true"}).exitCode != 0) GTEST_SKIP() << "no network namespaces";
+  const std::regex inlined("`((bash scripts/clksim\\.sh|build/clksim/tools/clkpeer/clkpeer|tshark) [^`]*)`");
+  const std::regex tool("^(bash scripts/clksim\\.sh|build/clksim/tools/clkpeer/clkpeer|tshark)\\b.*");
+  std::vector<std::string> commands;
+  for (const char *doc : {"/README.md", "/docs/clksim.md"}) {
+    std::string joined;
+    bool sh = false;
+    for (const auto &line : fwmtest::splitLines(fwmtest::readFile(std::string(FWMCLK_SOURCE_DIR) + doc))) {
+      if (line.rfind("```", 0) == 0) {
+        sh = line == "```sh";
+      } else if (sh && !line.empty() && line.back() == '\\') {
+        joined += line.substr(0, line.size() - 1);
+      } else if (sh) {
+        std::string cmd = joined + line.substr(0, line.find("   #"));
+        joined.clear();
+        if (std::regex_match(cmd, tool)) commands.push_back(cmd);
+      } else {
+        for (std::sregex_iterator m(line.begin(), line.end(), inlined), end; m != end; ++m) commands.push_back((*m)[1]);
+      }
+    }
+  }
+  ASSERT_GE(commands.size(), 15u);
+
+  // The layout, with a cmake that does nothing and the tools under test in the build.
+  namespace fs = std::filesystem;
+  const fs::path root = ::testing::TempDir() + "/docs-" + std::to_string(::getpid());
+  fs::create_directories(root / "elsewhere");
+  std::string script = fmt::format(
+      R"(set -euo pipefail; trap 'echo "failed: $BASH_COMMAND" >&2' ERR; ip link set lo up; cd {}; peer=''
+PATH=$PWD/scripts/bin:$PATH; mkdir -p build/clksim/tools/clkpeer build/clksim/tools/clksim scripts/bin
+cp {}/scripts/clksim.sh scripts/; echo 'exit 0' >scripts/deps.sh; printf '#!/bin/sh\nexit 0\n' >scripts/bin/cmake
+chmod +x scripts/bin/cmake; ln -s {} build/clksim/tools/clksim/clksim; ln -s {} build/clksim/tools/clkpeer/clkpeer
+)",
+      root.string(), FWMCLK_SOURCE_DIR, CLKSIM_PATH, CLKPEER_PATH);
+  std::set<std::string> done;  // each command once; the peer's client for each peer
+  for (size_t i = 0; i < commands.size(); ++i) {
+    const std::string c = commands[i].substr(0, commands[i].find_last_not_of(' ') + 1);
+    if (!done.insert(c).second && c.find("--peer") == std::string::npos) continue;
+    if (c.rfind("build/clksim/tools/clkpeer/clkpeer", 0) == 0) {  // the peer in its own terminal
+      script += "[ -z \"$peer\" ] || { kill $peer; wait $peer; }\n" + c + " >peer.out 2>peer.err & peer=$!\n" +
+                "for i in $(seq 100); do grep -q listening peer.err && break; sleep 0.1; done\n";
+      continue;
+    }
+    script += "{ " + c + "; } >out" + std::to_string(i) + "\n";
+    if (c.find("| jq") != std::string::npos) script += "[ $(wc -l <out" + std::to_string(i) + ") = 2 ]\n";
+  }
+  script +=
+      "kill $peer; wait $peer\ncd elsewhere; bash ../scripts/clksim.sh --dump-scenario >my.yaml\n"
+      "bash ../scripts/clksim.sh my.yaml --pcap ../here.pcap >/dev/null; test -s ../here.pcap\n";
+  auto o = fwmtest::runTool({"/usr/bin/unshare", "-rn", "/bin/bash", "-c", script}, std::chrono::seconds(120));
+  EXPECT_EQ(o.exitCode, 0) << o.err;
+  EXPECT_THAT(fwmtest::readFile(root / "peer.out"),
+              HasSubstr("ack 3 (datagram 3): ifIndex 3: announce lost (no grandmaster)"));
+  fs::remove_all(root);
+}
+
+}  // namespace
