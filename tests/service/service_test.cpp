@@ -217,6 +217,19 @@ TEST_F(Service, MiraHookGoesOnWithoutAPortNode) {
   EXPECT_NE(g_FwmSrvBkfThreadId, 0u);
 }
 
+// On other chips the hook stays silent and sets nothing going.
+TEST_F(Service, NonMiraHookStaysSilent) {
+  fwmsim::resetBoard();
+  fwmsim::board().chipType = 31;
+  fwmtest::adoptAgent();
+  ASSERT_EQ(FWM_Srv_Clk_Notify(FWM_CLK_EVENT_STARTUP), 0);
+  orch = reinterpret_cast<const ClkSrvOrchIntf *>(fwmsim::orchestrator().registrations.back().data());
+  ClkPtpPortCfg cfg = portCfg(1, 9, 1);
+  run("NonMira", [&](auto o) { return o->setPtpPortCfg(kUnit, kPort, kNoTarget, &cfg); }, {}, 0, kOnSlave, {});
+  EXPECT_EQ(g_clkCreateListCnt, 0u);
+  EXPECT_EQ(g_clkAnndetectTmr, 0u);
+}
+
 constexpr uint32_t kBoard = 2;
 
 uint32_t setEncap(const ClkSrvOrchIntf *o, uint32_t type, uint32_t priority, uint32_t vlanId) {
