@@ -9,11 +9,13 @@ fail=0
 # The platform's names: from the published prototypes when they are beside the
 # tree, else from our own declarations of them.
 if [ -f "$doc" ]; then
-  platform=$(grep -oE '\b[A-Za-z_][A-Za-z0-9_]*\(' "$doc" | tr -d '(' | sort -u)
+  platform=$(grep -oE '\b[A-Za-z_][A-Za-z0-9_]*\(' "$doc" | tr -d '(' | sort -u || true)
 else
   echo "note: $doc not found; using the declarations in $hdrdir"
   platform=$(cat "$hdrdir"/*.h | grep -oE '\b[A-Za-z_][A-Za-z0-9_]*\(' | tr -d '(' | sort -u)
 fi
+# An empty list would pass every import as a platform one.
+[ -n "$platform" ] || { echo "no platform function names found in $doc or $hdrdir" >&2; exit 1; }
 
 system_lib() { "$nm" -D --defined-only "$("$cc" -print-file-name="$1")" 2>/dev/null | awk '{print $NF}' | sed 's/@.*//'; }
 clib=$( (system_lib libc.so.6; system_lib libgcc_s.so.1) | sort -u)
