@@ -2,6 +2,7 @@
 // timers on the board clock, and system time.
 #include <atomic>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <memory>
 
@@ -75,6 +76,8 @@ void *Memory::alloc(uint32_t handle, uint8_t partition, uint32_t size) {
   }
   void *p = std::malloc(size == 0 ? 1 : size);
   if (p == nullptr) return nullptr;
+  // A partition hands a block back as its last owner left it: never zeroed.
+  std::memset(p, 0xA5, size == 0 ? 1 : size);
   if ((used_ + 1) * 2 > slots_.size()) grow();
   Slot &s = slots_[slotOf(p)];
   used_ += s.block == nullptr ? 1 : 0;
