@@ -8,13 +8,14 @@ set -euo pipefail
 
 pkgs_core=(cmake ninja-build g++ googletest libgtest-dev libgmock-dev python3 binutils)
 pkgs_cross=(g++-arm-linux-gnueabihf qemu-user binutils-arm-linux-gnueabihf)
-pkgs_tools=(libyaml-cpp-dev libfmt-dev libcli11-dev nlohmann-json3-dev)
+pkgs_tools=(libyaml-cpp-dev libfmt-dev libcli11-dev nlohmann-json3-dev libpcap-dev)
 pkgs_bench=(libbenchmark-dev valgrind)
 # The header-only CLI11 and nlohmann-json serve every architecture as they are.
 # Debian's libyaml-cpp-dev cannot be installed for two architectures at once:
 # the cross build takes its (architecture-free) headers from the host's package
 # and links the armhf runtime library.
-pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc++6:armhf libcli11-dev nlohmann-json3-dev)
+pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc++6:armhf libcli11-dev nlohmann-json3-dev
+                  libpcap0.8-dev:armhf)
 pkgs_check=(tshark jq clang-format clang-tidy)
 pkgs_package=(dpkg-dev lintian pkgconf file help2man jq)
 pkgs_interop=(linuxptp iproute2 util-linux tshark)

@@ -85,21 +85,13 @@ std::optional<uint8_t> peekMessageType(std::span<const uint8_t> b) {
   return static_cast<uint8_t>(b[0] & 0x0F);
 }
 
-std::optional<EventMessage> decodeEvent(std::span<const uint8_t> b, std::optional<uint8_t> domain, Reject *why) {
-  auto refuse = [&](Reject r) -> std::optional<EventMessage> {
-    if (why) *why = r;
-    return std::nullopt;
-  };
+std::optional<EventMessage> decodeHeader(std::span<const uint8_t> b, Reject *why) {
   Reject header{};
   const uint16_t length = detail::checkHeader(b, header);
-  if (header != Reject::None) return refuse(header);
-  const auto type = static_cast<uint8_t>(b[0] & 0x0F);
-  const size_t need = eventSize(type);
-  if (need == 0) return refuse(Reject::MessageType);
-  if (length < need) return refuse(Reject::Length);
-  if (domain && b[4] != *domain) return refuse(Reject::Domain);
+  if (why) *why = header;
+  if (header != Reject::None) return std::nullopt;
   EventMessage m;
-  m.messageType = type;
+  m.messageType = b[0] & 0x0F;
   m.messageLength = length;
   m.domainNumber = b[4];
   m.flagField = static_cast<uint16_t>(getBe(b, 6, 2));
@@ -107,8 +99,24 @@ std::optional<EventMessage> decodeEvent(std::span<const uint8_t> b, std::optiona
   m.source = {getBe(b, 20, 8), static_cast<uint16_t>(getBe(b, 28, 2))};
   m.sequenceId = static_cast<uint16_t>(getBe(b, 30, 2));
   m.logMessageInterval = static_cast<int8_t>(b[33]);
-  m.timestamp = {getBe(b, kBodyAt, 6), static_cast<uint32_t>(getBe(b, kBodyAt + 6, 4))};
-  if (answers(type)) m.requesting = {getBe(b, kRequestingAt, 8), static_cast<uint16_t>(getBe(b, kRequestingAt + 8, 2))};
+  return m;
+}
+
+std::optional<EventMessage> decodeEvent(std::span<const uint8_t> b, std::optional<uint8_t> domain, Reject *why) {
+  auto refuse = [&](Reject r) -> std::optional<EventMessage> {
+    if (why) *why = r;
+    return std::nullopt;
+  };
+  Reject header{};
+  auto m = decodeHeader(b, &header);
+  if (!m) return refuse(header);
+  const size_t need = eventSize(m->messageType);
+  if (need == 0) return refuse(Reject::MessageType);
+  if (m->messageLength < need) return refuse(Reject::Length);
+  if (domain && m->domainNumber != *domain) return refuse(Reject::Domain);
+  m->timestamp = {getBe(b, kBodyAt, 6), static_cast<uint32_t>(getBe(b, kBodyAt + 6, 4))};
+  if (answers(m->messageType))
+    m->requesting = {getBe(b, kRequestingAt, 8), static_cast<uint16_t>(getBe(b, kRequestingAt + 8, 2))};
   if (why) *why = Reject::None;
   return m;
 }

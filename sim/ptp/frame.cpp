@@ -81,6 +81,7 @@ std::vector<uint8_t> buildFrame(std::span<const uint8_t> payload, const FrameLay
 std::optional<ParsedFrame> parseFrame(std::span<const uint8_t> f) {
   if (f.size() < kEthHeader) return std::nullopt;
   ParsedFrame p;
+  std::copy(f.begin(), f.begin() + 6, p.dstMac.begin());
   std::copy(f.begin() + 6, f.begin() + 12, p.srcMac.begin());
   size_t at = 12;
   uint16_t type = get16(f, at);
@@ -100,7 +101,9 @@ std::optional<ParsedFrame> parseFrame(std::span<const uint8_t> f) {
   if ((f[at] >> 4) != 4 || ihl < kIpHeader || f[at + 9] != kUdp || f.size() < at + ihl + kUdpHeader)
     return std::nullopt;
   p.ipv4 = true;
+  p.dscp = static_cast<uint8_t>(f[at + 1] >> 2);
   p.srcIp = static_cast<uint32_t>(get16(f, at + 12)) << 16 | get16(f, at + 14);
+  p.dstIp = static_cast<uint32_t>(get16(f, at + 16)) << 16 | get16(f, at + 18);
   const size_t udp = at + ihl;
   p.udpPort = get16(f, udp + 2);
   if (p.udpPort != kEventPort && p.udpPort != kGeneralPort) return std::nullopt;

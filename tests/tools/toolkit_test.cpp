@@ -63,8 +63,8 @@ std::string writeSamplePcap(const char *name, const fwmtools::FrameAddressing &a
 TEST(Pcap, FrameCarriesTheAnnounceToUdpPort320WithValidChecksums) {
   const std::string file = fwmtest::readFile(writeSamplePcap("frame.pcap"));
   EXPECT_EQ(fwmtest::hex(std::vector<uint8_t>(file.begin(), file.end())),
-            "d4c3b2a1020004000000000000000000ffff000001000000"  // microseconds, Ethernet
-            "8200926520a107006a0000006a000000"                  // at 2024-01-01 00:00:02.5, 106 bytes
+            "4d3cb2a1020004000000000000000000ffff000001000000"  // nanoseconds, Ethernet
+            "820092650065cd1d6a0000006a000000"                  // at 2024-01-01 00:00:02.5, 106 bytes
             "01005e000181001b190000010800"                      // to the PTP group, IPv4
             "4500005c0001400001118e0e0a000001e0000181"          // TTL 1, UDP, header checksum
             "0140014000480843" +                                // port 320 to 320, checksum

@@ -78,6 +78,11 @@ std::optional<uint8_t> peekMessageType(std::span<const uint8_t> bytes);
 std::optional<EventMessage> decodeEvent(std::span<const uint8_t> bytes, std::optional<uint8_t> domain = std::nullopt,
                                         Reject *why = nullptr);
 
+// The header alone, of any message type (Announce, Signaling and Management
+// too), refused only for what every message must pass: `timestamp` and
+// `requesting` stay zero.
+std::optional<EventMessage> decodeHeader(std::span<const uint8_t> bytes, Reject *why = nullptr);
+
 // Signed nanoseconds between two timestamps (a - b).
 int64_t nanosBetween(const Timestamp &a, const Timestamp &b);
 

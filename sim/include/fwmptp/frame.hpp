@@ -34,10 +34,13 @@ std::vector<uint8_t> buildFrame(std::span<const uint8_t> payload, const FrameLay
 // or is cut short before the payload.
 struct ParsedFrame {
   std::span<const uint8_t> payload;
+  MacAddr dstMac{};
   MacAddr srcMac{};
   std::optional<uint16_t> vlanTci;
   bool ipv4 = false;
   uint32_t srcIp = 0;
+  uint32_t dstIp = 0;
+  uint8_t dscp = 0;
   uint16_t udpPort = 0;
 };
 std::optional<ParsedFrame> parseFrame(std::span<const uint8_t> frame);

@@ -1,27 +1,13 @@
 #include "fwmtools/pcap.hpp"
 
 #include <fmt/format.h>
+#include <pcap/pcap.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 namespace fwmtools {
-
-namespace {
-
-// Little-endian words of the file format (the magic tells readers our order).
-void putU32(std::FILE *f, uint32_t v) {
-  uint8_t b[4] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8), static_cast<uint8_t>(v >> 16),
-                  static_cast<uint8_t>(v >> 24)};
-  (void)std::fwrite(b, 1, 4, f);  // errors stay on the stream; close() reports them
-}
-
-void putU16(std::FILE *f, uint16_t v) {
-  uint8_t b[2] = {static_cast<uint8_t>(v), static_cast<uint8_t>(v >> 8)};
-  (void)std::fwrite(b, 1, 2, f);
-}
-
-}  // namespace
 
 std::vector<uint8_t> ptpFrame(std::span<const uint8_t> payload, const FrameAddressing &addr, uint16_t ipId) {
   fwmptp::FrameLayout layout;
@@ -43,35 +29,38 @@ bool PcapWriter::open(const std::string &path, std::string *error) {
   close();
   path_ = path;
   failed_ = false;
-  file_ = std::fopen(path.c_str(), "wb");
-  if (!file_) {
+  // The file is ours to open, so that a refusal names the system's reason.
+  std::FILE *file = std::fopen(path.c_str(), "wb");
+  if (!file) {
     if (error) *error = fmt::format("--pcap {}: cannot create the file: {}", path, std::strerror(errno));
     return false;
   }
-  putU32(file_, 0xA1B2C3D4u);  // microsecond timestamps
-  putU16(file_, 2);
-  putU16(file_, 4);
-  putU32(file_, 0);      // GMT offset
-  putU32(file_, 0);      // accuracy
-  putU32(file_, 65535);  // snap length
-  putU32(file_, 1);      // LINKTYPE_ETHERNET
+  dead_ = pcap_open_dead_with_tstamp_precision(DLT_EN10MB, 65535, PCAP_TSTAMP_PRECISION_NANO);
+  dumper_ = dead_ ? pcap_dump_fopen(dead_, file) : nullptr;
   // A device that takes no data (a full disk) is found out now, before the run.
-  if (std::fflush(file_) != 0) {
-    if (error) *error = fmt::format("--pcap {}: cannot write the file: {}", path, std::strerror(errno));
-    std::fclose(file_);
-    file_ = nullptr;
+  if (!dumper_ || pcap_dump_flush(dumper_) != 0) {
+    const int why = errno;
+    if (error) *error = fmt::format("--pcap {}: cannot write the file: {}", path, std::strerror(why));
+    if (dumper_) {
+      pcap_dump_close(dumper_);
+    } else {
+      std::fclose(file);
+    }
+    dumper_ = nullptr;
+    close();
     return false;
   }
   return true;
 }
 
 void PcapWriter::write(uint64_t timeUs, std::span<const uint8_t> frame) {
-  if (!file_) return;
-  putU32(file_, static_cast<uint32_t>(timeUs / 1000000u));
-  putU32(file_, static_cast<uint32_t>(timeUs % 1000000u));
-  putU32(file_, static_cast<uint32_t>(frame.size()));
-  putU32(file_, static_cast<uint32_t>(frame.size()));
-  if (std::fwrite(frame.data(), 1, frame.size(), file_) != frame.size()) failed_ = true;
+  if (!dumper_) return;
+  pcap_pkthdr h{};
+  h.ts.tv_sec = static_cast<time_t>(timeUs / 1000000u);
+  h.ts.tv_usec = static_cast<suseconds_t>(timeUs % 1000000u * 1000u);  // nanoseconds in this file
+  h.caplen = h.len = static_cast<bpf_u_int32>(frame.size());
+  pcap_dump(reinterpret_cast<u_char *>(dumper_), &h, frame.data());
+  if (std::ferror(pcap_dump_file(dumper_))) failed_ = true;
   ++records_;
 }
 
@@ -83,12 +72,16 @@ bool PcapWriter::writeAnnounce(uint64_t timeUs, const Announce &a, const FrameAd
 }
 
 bool PcapWriter::close(std::string *error) {
-  if (!file_) return true;
-  // Short writes and a full disk may show only when the buffer is flushed.
-  bool ok = !failed_ && std::ferror(file_) == 0;
-  ok = std::fclose(file_) == 0 && ok;
-  file_ = nullptr;
-  if (!ok && error) *error = fmt::format("--pcap {}: writing the file failed", path_);
+  bool ok = true;
+  if (dumper_) {
+    // Short writes and a full disk may show only when the buffer is flushed.
+    ok = !failed_ && pcap_dump_flush(dumper_) == 0 && std::ferror(pcap_dump_file(dumper_)) == 0;
+    pcap_dump_close(dumper_);
+    dumper_ = nullptr;
+    if (!ok && error) *error = fmt::format("--pcap {}: writing the file failed", path_);
+  }
+  if (dead_) pcap_close(dead_);
+  dead_ = nullptr;
   return ok;
 }
 

@@ -1,11 +1,10 @@
-// Classic pcap files of PTP announce messages, as a capture on the line
-// card's port would show them: Ethernet (with an 802.1Q tag where the port
-// has one), then the PTP message directly (EtherType 0x88F7) or in UDP/IPv4
-// to the general port 320.
+// Classic pcap files (nanosecond time stamps, written by libpcap) of PTP
+// messages, as a capture on the line card's port would show them: Ethernet
+// (with an 802.1Q tag where the port has one), then the PTP message directly
+// (EtherType 0x88F7) or in UDP/IPv4 to the general port 320.
 #pragma once
 
 #include <cstdint>
-#include <cstdio>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,6 +13,9 @@
 #include "fwmptp/announce.hpp"
 #include "fwmptp/frame.hpp"
 #include "fwmtools/announce.hpp"
+
+struct pcap;
+struct pcap_dumper;
 
 namespace fwmtools {
 
@@ -48,7 +50,7 @@ class PcapWriter {
 
   // Creates the file and writes the global header (Ethernet link type).
   bool open(const std::string &path, std::string *error = nullptr);
-  bool isOpen() const { return file_ != nullptr; }
+  bool isOpen() const { return dumper_ != nullptr; }
   // One record with the capture time in microseconds since 1970.
   void write(uint64_t timeUs, std::span<const uint8_t> frame);
   // The announce in its frame; false, and nothing written, when it reports a
@@ -59,7 +61,8 @@ class PcapWriter {
   bool close(std::string *error = nullptr);
 
  private:
-  std::FILE *file_ = nullptr;
+  ::pcap *dead_ = nullptr;
+  ::pcap_dumper *dumper_ = nullptr;
   std::string path_;
   bool failed_ = false;
   size_t records_ = 0;
