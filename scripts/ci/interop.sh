@@ -7,5 +7,5 @@ cd "$(dirname "$0")/../.."
 bash scripts/deps.sh core tools interop
 echo "== interop"
 cmake --preset dev >/dev/null
-cmake --build --preset dev --target clksim clkpeer -j "$(nproc)"
+cmake --build --preset dev --target clksim clkpeer clkcheck -j "$(nproc)"
 ctest --preset dev -L interop --output-on-failure
