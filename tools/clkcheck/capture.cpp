@@ -16,7 +16,9 @@ bool CaptureReader::open(const std::string &path, std::string *error) {
     *error = fmt::format("{}: not a readable capture: {}", path, why);
     return false;
   }
-  return checkLink(error);
+  if (checkLink(error)) return true;
+  *error = path + ": " + *error;
+  return false;
 }
 
 bool CaptureReader::open(std::FILE *stream, std::string *error) {
