@@ -7,8 +7,9 @@
 # total divided by its calls, or a difference of two windows of the same
 # shape. The acknowledgement rate is wall time: the library on the simulated
 # board against a bare eventfd + UDP hand-off, side by side in one run.
-# Then the simulated engine's event path on a veth pair (bench/event.sh) and
-# finally the armhf .text of libfwmclk.so at -O2 and -Os.
+# Then the simulated engine's event path on a veth pair (bench/event.sh),
+# clkcheck beside tshark on a large capture (bench/clkcheck.sh) and finally
+# the armhf .text of libfwmclk.so at -O2 and -Os.
 #
 # Builds what it needs. Figures are printed, never asserted: the exit code is
 # 0 whenever the measurements ran.
@@ -159,6 +160,14 @@ if events=$(bash "$here/bench/event.sh" 9 --rows 2>"$out/event.log"); then
   while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$events"
 else
   row "event path (bench/event.sh)" "" "n/a" ""
+fi
+# clkcheck beside tshark on one large capture (bench/clkcheck.sh): figures of
+# the desk tool, not of the library; n/a without tshark.
+if cmake --build "$build" --target clkcheck -j "$jobs" >/dev/null &&
+  checks=$(bash "$here/bench/clkcheck.sh" "$build/tools/clkcheck/clkcheck" 1000000 --rows 2>"$out/clkcheck.log"); then
+  while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$checks"
+else
+  row "clkcheck beside tshark (bench/clkcheck.sh)" "" "n/a" ""
 fi
 row "armhf .text of libfwmclk.so, -O2" "" "$textO2" ""
 row "armhf .text of libfwmclk.so, -Os" "" "$textOs" ""

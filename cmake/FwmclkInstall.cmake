@@ -38,7 +38,7 @@ if(TARGET fwmclk_sim)
 endif()
 
 if(TARGET clksim)
-  install(TARGETS clksim clkpeer RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT fwmclk-sim)
+  install(TARGETS clksim clkpeer clkcheck RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT fwmclk-sim)
   install(DIRECTORY scenarios/ DESTINATION ${CMAKE_INSTALL_DATADIR}/fwmclk/scenarios COMPONENT fwmclk-sim
           FILES_MATCHING PATTERN "*.yaml")
   # Man pages from the tools' own --help and --version, so that they say what
@@ -47,7 +47,8 @@ if(TARGET clksim)
   if(FWMCLK_HELP2MAN)
     set(summary_clksim "the clock service on a simulated line card")
     set(summary_clkpeer "a clock negotiation peer that prints the announce acknowledgements it receives")
-    foreach(tool clksim clkpeer)
+    set(summary_clkcheck "checks that the PTP messages of a capture keep their profile")
+    foreach(tool clksim clkpeer clkcheck)
       add_custom_command(OUTPUT ${PROJECT_BINARY_DIR}/man/${tool}.1.gz
                          COMMAND ${FWMCLK_HELP2MAN} --no-info --no-discard-stderr --section=1
                                  --name=${summary_${tool}} --output=${PROJECT_BINARY_DIR}/man/${tool}.1
@@ -59,6 +60,6 @@ if(TARGET clksim)
     add_custom_target(fwmclk_man ALL DEPENDS ${FWMCLK_MAN_PAGES})
     install(FILES ${FWMCLK_MAN_PAGES} DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT fwmclk-sim)
   else()
-    message(STATUS "help2man not found: clksim and clkpeer get no man pages (their --help stands)")
+    message(STATUS "help2man not found: clksim, clkpeer and clkcheck get no man pages (their --help stands)")
   endif()
 endif()

@@ -53,7 +53,8 @@ set(CPACK_COMPONENT_FWMCLK-SIM_DESCRIPTION "simulated line card for the fwmclk c
 A model of the line card's platform on a virtual clock, providing every
 platform function libfwmclk calls (libfwmclk_sim, with its headers, the CMake
 component fwmclk::sim and fwmclk-sim.pc), the line-card simulator clksim with
-example scenarios, and clkpeer, a stand-alone negotiation peer.")
+example scenarios, clkpeer, a stand-alone negotiation peer, and clkcheck,
+which checks that the PTP messages of a capture keep their profile.")
 
 # Each package carries its copyright and changelog; each lintian tag left is
 # explained in packaging/lintian/<package>.

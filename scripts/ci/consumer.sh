@@ -43,6 +43,7 @@ soname=$(readelf -d "$libdir/libfwmclk.so" | sed -n 's/.*(SONAME).*\[\(.*\)\]/\1
 for tool in clksim clkpeer; do
   [ "$("$prefix/bin/$tool" --version)" = "$tool $version ($soname)" ]
 done
+[ "$("$prefix/bin/clkcheck" --version)" = "clkcheck $version" ]
 for s in "$prefix/share/fwmclk/scenarios/"*.yaml; do "$prefix/bin/clksim" "$s" >/dev/null; done
 
 echo "== packages (amd64)"
