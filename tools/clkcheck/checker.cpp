@@ -256,7 +256,7 @@ void Checker::checkPairs(const Packet &p, const EventMessage &m, const Report &r
         if (!r->overdue && p.timeNs - r->timeNs > delayWithin)
           report("delay-resp",
                  fmt::format("{} after its Delay_Req, over {}", ms(p.timeNs - r->timeNs), ms(delayWithin)));
-      } else if (ports_[keyOf(m.requesting)].sentDelayReq) {
+      } else if (const auto it = ports_.find(keyOf(m.requesting)); it != ports_.end() && it->second.sentDelayReq) {
         report("delay-resp",
                fmt::format("to {} sequenceId {} answers no Delay_Req", portText(keyOf(m.requesting)), m.sequenceId));
       }
