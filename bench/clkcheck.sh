@@ -52,7 +52,9 @@ run tenth "$clkcheck" "$tmp/tenth.pcap" --profile g8275.1
 run clkcheck "$clkcheck" "$tmp/large.pcap" --profile g8275.1
 run tshark tshark -r "$tmp/large.pcap" -Y ptp -T fields -e frame.time_epoch -e ptp.v2.messagetype -e ptp.v2.domainnumber \
   -e ptp.v2.flags -e ptp.v2.clockidentity -e ptp.v2.sourceportid -e ptp.v2.sequenceid -e ptp.v2.logmessageperiod \
-  -e ptp.v2.an.grandmasterclockclass -e ptp.v2.an.stepsremoved
+  -e ptp.v2.an.grandmasterclockidentity -e ptp.v2.an.priority1 -e ptp.v2.an.grandmasterclockclass \
+  -e ptp.v2.an.localstepsremoved -e ptp.v2.dr.requestingsourceportid
+[ "$(wc -l <"$tmp/tshark.out")" -eq "$frames" ] || { echo "bench/clkcheck.sh: tshark failed:" >&2; cat "$tmp/tshark.err" >&2; exit 1; }
 grep -q "keeps g8275.1" "$tmp/clkcheck.out" || { echo "bench/clkcheck.sh: the capture does not keep its profile:" >&2;
   grep -m5 '^frame' "$tmp/clkcheck.out" >&2; exit 1; }
 # GNU time writes "Command exited with non-zero status N" first for clkcheck's findings: the last line counts.
