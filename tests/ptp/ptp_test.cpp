@@ -122,6 +122,12 @@ TEST(Codec, EventMessagesEncodeToTheExactBytesAndDecodeBack) {
     EXPECT_EQ(why, Reject::None);
   }
   EXPECT_EQ(fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgAnnounce)).size, 0u);
+  // The header alone, of a type the event decoder refuses: a Signaling message.
+  auto signaling = sampleEvent(fwmptp::kMsgDelayResp);
+  const auto wire = fwmptp::encodeEvent(signaling);
+  Bytes b(wire.view().begin(), wire.view().end());
+  b[0] = 0x0C, signaling.messageType = 0x0C, signaling.timestamp = {}, signaling.requesting = {};
+  EXPECT_EQ(fwmptp::decodeHeader(b), signaling);
 }
 
 // The frame's headers whole (IPv4 and UDP checksums included), and the fields
@@ -135,14 +141,15 @@ TEST(Codec, FramesCarryThePayloadAsProgrammed) {
     auto p = fwmptp::parseFrame(f);
     ASSERT_TRUE(p);
     EXPECT_EQ(fwmtest::hex(p->payload), fwmtest::hex(kSampleWire));
-    std::ostringstream got;  // source MAC, IPv4, VLAN TCI, source address (hex); UDP port
-    got << fwmtest::hex(p->srcMac) << std::hex << ' ' << p->ipv4 << ' ' << p->vlanTci.value_or(0) << ' ' << p->srcIp
-        << std::dec << ' ' << p->udpPort;
+    std::ostringstream got;  // MACs, IPv4, VLAN TCI, addresses (hex); DSCP, UDP port
+    got << fwmtest::hex(p->dstMac) << ' ' << fwmtest::hex(p->srcMac) << std::hex << ' ' << p->ipv4 << ' '
+        << p->vlanTci.value_or(0) << ' ' << p->srcIp << ' ' << p->dstIp << std::dec << ' ' << +p->dscp << ' '
+        << p->udpPort;
     EXPECT_EQ(got.str(), parsed);
   };
   check(udp, "01005e0001810200000000078100a064080045b8005c00004000011189aec0a84d01e0000181014001400048f169",
-        "020000000007 1 a064 c0a84d01 320");
-  check({fwmptp::kPrimaryMac}, "011b1900000000000000000088f7", "000000000000 0 0 0 0");
+        "01005e000181 020000000007 1 a064 c0a84d01 e0000181 46 320");
+  check({fwmptp::kPrimaryMac}, "011b1900000000000000000088f7", "011b19000000 000000000000 0 0 0 0 0 0");
   Bytes other = fwmptp::buildFrame(kSampleWire, udp);
   other[18 + 20 + 3] = 53;  // UDP to the DNS port: not PTP
   EXPECT_FALSE(fwmptp::parseFrame(other));
