@@ -13,9 +13,12 @@ pkgs_bench=(libbenchmark-dev valgrind)
 # The header-only CLI11 and nlohmann-json serve every architecture as they are.
 # Debian's libyaml-cpp-dev cannot be installed for two architectures at once:
 # the cross build takes its (architecture-free) headers from the host's package
-# and links the armhf runtime library.
+# and links the armhf runtime library. libpcap likewise: its -dev package for
+# armhf drags in the whole armhf C library development chain, which must match
+# the host's version for version; the runtime library and the host's headers
+# are all the cross build needs.
 pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc++6:armhf libcli11-dev nlohmann-json3-dev
-                  libpcap0.8-dev:armhf)
+                  libpcap-dev libpcap0.8:armhf)
 pkgs_check=(tshark jq clang-format clang-tidy)
 pkgs_package=(dpkg-dev lintian pkgconf file help2man jq)
 pkgs_interop=(linuxptp iproute2 util-linux tshark)
