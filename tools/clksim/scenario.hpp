@@ -43,6 +43,7 @@ struct BoardSetup {
 struct FieldValue {
   std::string name;
   std::string text;
+  std::string json;  // the value as JSON, one type per field (a number, a string or a list); empty: `text`
 };
 
 // An orchestrator request through the registered operation table.

@@ -151,6 +151,7 @@ void SummaryObserver::record(const TraceRecord &r) {
       break;
     case TraceKind::Ack:
       if (!ackNotSent(r)) ++s_.acks;
+      if (r.unheard) ++s_.acksUnheard;
       break;
     case TraceKind::PeerRx:
       ++s_.peerReceived;
