@@ -375,6 +375,20 @@ TEST_F(Story, RunsToTheEndWithAScenarioHeaderAndASummary) {
   for (const auto &[key, value] : want.items()) EXPECT_EQ(summary()[key], value) << key;
 }
 
+// The table at the end: every port the story names, as the engine holds it.
+TEST_F(Story, EndsWithEachPortAtAGlance) {
+  std::vector<json> ports;
+  for (const auto &j : lines_)
+    if (j.value("kind", "") == "port") ports.push_back(j["fields"]);
+  ASSERT_EQ(ports.size(), 2u);
+  EXPECT_EQ(ports[0]["heard"], "GM 7c2e0d.fffe.1f0002 class 6 priority1 100 from 001b19.fffe.00a001-1");
+  EXPECT_EQ(ports[0]["lastAck"], "4.500 ifIndex 3: announce lost (no grandmaster)");
+  EXPECT_EQ(ports[0]["dropped"], "malformed 2, foreign 64");
+  EXPECT_EQ(ports[1], json::parse(R"({"port": "1/5", "state": 6, "domain": 24, "portEnable": 1, "rx": "-",
+      "tx": "Announce,Pdelay", "heard": "nothing", "lastAck": "none", "announcesSent": 0, "announcesReceived": 0,
+      "malformed": 0, "foreign": 0, "sequence": 0, "followUpNoSync": 0, "otherPort": 0, "dropped": "none"})"));
+}
+
 TEST_F(Story, RequestsRunOnTheOrchestratorsThreadDownToTheEngineDriver) {
   auto glb = step("set_ptp_glb_cfg");
   EXPECT_EQ(end(glb)["result"], 0);

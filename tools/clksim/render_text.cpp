@@ -82,6 +82,13 @@ class TextRenderer : public TraceObserver {
       case TraceKind::Wire:
         line(r, kYellow, "wire", r.text);
         break;
+      case TraceKind::Port: {
+        std::string f;
+        for (const auto &fv : r.fields)
+          if (fv.name != "port") f += fmt::format(" {}={}", fv.name, fv.text);
+        fmt::print(out_, "{}  port {}{}\n", timeCol(r), r.fields.empty() ? "" : r.fields.front().text, f);
+        break;
+      }
     }
     std::fflush(out_);
   }

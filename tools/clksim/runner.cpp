@@ -198,9 +198,13 @@ void Runner::publish(TraceRecord r) {
   fwmtools::DecodeError why;
   a.ack = fwmtools::decodeAck(a.bytes, &why);
   if (a.ack)
-    if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end())
+    if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end()) {
       a.frame = portFraming(it->second.first, it->second.second);
+    }
   if (r.returned && r.returned->value != 0) a.returned = r.returned;
+  if (a.ack && !ackNotSent(a))
+    if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end())
+      lastAcks_[it->second] = {a.timeMs, fwmtools::summarizeAck(*a.ack)};
   a.text = a.ack ? fwmtools::summarizeAck(*a.ack) : "undecodable acknowledgement: " + why.reason;
   if (ackNotSent(a)) {
     a.text = fmt::format("not sent ({} returned {}): {}", kSendCall, a.returned->value, a.text);
@@ -229,6 +233,23 @@ void Runner::setUpBoard() {
   if (!sc_.board.coldAgent) fwmsim::agent().existingHandle = 0x00A6E0F0u;
   for (size_t i = 0; i < sc_.board.logLevels.size(); ++i)
     g_clkSrvImAgentDiagSwitch[i] = sc_.board.logLevels[i] ? 1u : 0u;
+}
+
+void Runner::portTable() {
+  for (const PortKey &key : portsOf(sc_)) {
+    TraceRecord r;
+    r.kind = TraceKind::Port;
+    r.layer = Layer::Sim;
+    r.timeMs = fwmsim::clock().nowMs();
+    r.thread = "host";
+    std::optional<LastAck> last;
+    {
+      std::lock_guard lk(mu_);
+      if (auto it = lastAcks_.find(key); it != lastAcks_.end()) last = it->second;
+    }
+    r.fields = portRow(key, last);
+    emit(std::move(r));
+  }
 }
 
 void Runner::drainPeer(std::chrono::milliseconds wait) {
@@ -341,6 +362,10 @@ bool Runner::runStep(const Step &s) {
         } else if constexpr (std::is_same_v<T, Note>) {
           b.text = body.text;
           emit(b);
+        } else if constexpr (std::is_same_v<T, Ports>) {
+          b.text = "the ports at a glance";
+          emit(b);
+          portTable();
         } else if constexpr (std::is_same_v<T, Fail>) {
           emit(b);
           note(applyFail(body).note);
@@ -426,6 +451,7 @@ int Runner::run() {
     }
   }
   fwmsim::recorder().setSink(nullptr);
+  portTable();
   for (auto *o : observers_) o->end();
   return rc;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fwmtools/udp_peer.hpp"
+#include "port_table.hpp"
 #include "scenario.hpp"
 #include "trace.hpp"
 
@@ -47,6 +48,7 @@ class Runner {
   bool runStep(const Step &s);
   bool request(const Request &r);
   void drainPeer(std::chrono::milliseconds wait);  // under mu_
+  void portTable();
 
   const Scenario &sc_;
   RunOptions opt_;
@@ -56,7 +58,8 @@ class Runner {
   uint64_t orderMs_ = UINT64_MAX, orderWithin_ = 0;
   size_t step_ = 0;
   size_t acksSent_ = 0, acksReceived_ = 0;
-  std::deque<uint64_t> unreceivedSentMs_;                    // send times of acknowledgements on their way
+  std::deque<uint64_t> unreceivedSentMs_;  // send times of acknowledgements on their way
+  std::map<std::pair<uint32_t, uint32_t>, LastAck> lastAcks_;
   std::map<uint32_t, std::pair<uint32_t, uint32_t>> ports_;  // ifIndex -> unit, port, from the port configurations
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;

@@ -96,7 +96,11 @@ struct EngineValues {
   std::vector<uint32_t> words;
 };
 
-using StepBody = std::variant<Request, Advance, Notify, Note, Fail, AnnounceReceived, AnnounceAlarm, EngineValues>;
+// The per-port table, now (it is also shown when the run ends).
+struct Ports {};
+
+using StepBody =
+    std::variant<Request, Advance, Notify, Note, Fail, AnnounceReceived, AnnounceAlarm, EngineValues, Ports>;
 
 struct Step {
   SourcePos pos;

@@ -41,10 +41,18 @@ std::vector<std::string_view> allStepNames() {
 
 }  // namespace
 
-const std::vector<std::string_view> kEventSteps = {
-    "advance",           "notify",           "note",           "fail",
-    "announce_received", "announce_timeout", "alarms_cleared", "engine_timestamps",
-    "engine_t2_sub_t1",  "engine_t4_sub_t3", "engine_pkt_stat"};
+const std::vector<std::string_view> kEventSteps = {"advance",
+                                                   "notify",
+                                                   "note",
+                                                   "fail",
+                                                   "announce_received",
+                                                   "announce_timeout",
+                                                   "alarms_cleared",
+                                                   "engine_timestamps",
+                                                   "engine_t2_sub_t1",
+                                                   "engine_t4_sub_t3",
+                                                   "engine_pkt_stat",
+                                                   "ports"};
 
 uint64_t Loader::namedValue(const std::string &what, const YAML::Node &v, uint64_t max, CodeNames names) {
   if (v.IsScalar())
@@ -245,6 +253,9 @@ Step Loader::step(const YAML::Node &n) {
     else
       e.event = static_cast<int32_t>(signedValue("notify", v, INT32_MIN, INT32_MAX));
     s.body = e;
+  } else if (name == "ports") {
+    if (scalar("ports", v, "all") != "all") fail(v, "ports: expected 'all', got '" + v.Scalar() + "'");
+    s.body = Ports{};
   } else if (name == "note") {
     s.body = Note{scalar("note", v, "a text")};
   } else if (name == "fail") {

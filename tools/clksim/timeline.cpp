@@ -121,6 +121,8 @@ class TimelineWriter : public TraceObserver {
              {"args", args}});
         return;
       }
+      case TraceKind::Port:
+        return;
       case TraceKind::Ack:
       case TraceKind::PeerRx: {
         noteRun(r, tid, ts);

@@ -79,6 +79,8 @@ const char *kindName(TraceKind k) {
       return "note";
     case TraceKind::Wire:
       return "wire";
+    case TraceKind::Port:
+      return "port";
   }
   return "?";
 }
@@ -157,6 +159,7 @@ void SummaryObserver::record(const TraceRecord &r) {
       ++s_.peerReceived;
       break;
     case TraceKind::Note:
+    case TraceKind::Port:
       break;
     case TraceKind::Wire:
       if (startsWith(r.text, "tx ")) ++s_.wireSent;

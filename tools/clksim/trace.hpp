@@ -35,6 +35,7 @@ enum class TraceKind : uint8_t {
   PeerRx,     // the negotiation peer received an acknowledgement
   Note,       // narration, or what the simulator did on the scenario's behalf
   Wire,       // a wire port sent, received or dropped a packet, or timed out
+  Port,       // one port at a glance (its values in `fields`)
 };
 
 const char *kindName(TraceKind k);
