@@ -53,6 +53,8 @@ std::set<PortKey> portsOf(const Scenario &sc) {
         },
         s.body);
   for (const auto &w : sc.board.wirePorts) out.insert({w.unit, w.port});
+  // A unit the board does not have holds nothing to show.
+  std::erase_if(out, [&](const PortKey &k) { return k.first >= sc.board.engines; });
   return out;
 }
 

@@ -16,7 +16,7 @@ namespace clksim {
 
 using PortKey = std::pair<uint32_t, uint32_t>;  // unit, port
 
-// The ports a scenario names, in order.
+// The ports a scenario names on units the board has, in order.
 std::set<PortKey> portsOf(const Scenario &sc);
 
 struct LastAck {
