@@ -6,7 +6,7 @@
 # the armhf architecture to dpkg first).
 set -euo pipefail
 
-pkgs_core=(cmake ninja-build g++ googletest libgtest-dev libgmock-dev python3 binutils)
+pkgs_core=(cmake ninja-build g++ googletest libgtest-dev libgmock-dev python3 python3-jsonschema binutils)
 pkgs_cross=(g++-arm-linux-gnueabihf qemu-user binutils-arm-linux-gnueabihf)
 pkgs_tools=(libyaml-cpp-dev libfmt-dev libcli11-dev nlohmann-json3-dev libpcap-dev)
 pkgs_bench=(libbenchmark-dev valgrind)

@@ -7,7 +7,7 @@ stat = {k: int(v) for k, v in got["get_ptp_pkt_stat"].items()}
 want = {"syncRx": 0, "followUpRx": 8, "delayReqTx": 1, "delayRespRx": 9, "announceRx": 11}
 want = {k: len(seen(t)) for k, t in want.items()}
 ts, d21, d43 = got["get_ptp_timestamp"], got["get_ptp_t2_sub_t1"], got["get_ptp_t4_sub_t3"]
-sent = lambda t, seq, a, b: next((f"{r[a]}.{int(r[b]):09d}" for r in seen(t) if r[1] == seq), None)
+sent = lambda t, seq, a, b: next((f"{r[a]}.{int(r[b]):09d}" for r in seen(t) if r[1] == str(seq)), None)
 ns = lambda t: int(t.replace(".", ""))
 checks = {
     f"counters {stat}, tshark {want}": stat == want,

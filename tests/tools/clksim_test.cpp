@@ -21,8 +21,10 @@
 #include "fwmtools/cli.hpp"
 #include "fwmtools/udp_peer.hpp"
 #include "loader.hpp"
+#include "measure.hpp"
 #include "subprocess.hpp"
 #include "testkit.hpp"
+#include "values.hpp"
 
 namespace {
 
@@ -90,6 +92,11 @@ const Refusal kRefusals[] = {
     {kBoard + "# " + times(2000, "[") + "\nsteps: [\"" + times(2000, "{") + "\", " + times(1000, "[ ") + "][", "3:4011",
      "nested more than 500 levels deep; a scenario nests its lists and mappings 5 levels at most"},
     {kBoard + "steps:\n  " + times(600, "- "), "3:1000", "nested more than"},
+    {"set_ptp_port_cfg: {unit: 0, port: 3, portState: SLAV}", "3:53",
+     "unknown name 'SLAV' (did you mean 'SLAVE'?); expected a number or one of: INITIALIZING, FAULTY"},
+    {"set_ptp_tx_ctl: {unit: 0, port: 3, interval: 100ms}", "3:50", "'100ms' is no interval; intervals are 2^n s"},
+    {"set_ptp_tx_src_port_id: {unit: 0, port: 3, identity: 001b19.fffe.00a001}", "3:58",
+     "expected a port identity like 001b19.fffe.000001-1"},
 };
 
 TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
@@ -126,8 +133,12 @@ TEST(Loader, PlacesFieldsWhereTheLibraryReadsThem) {
       {"announce_received: {unit: 0, port: 3, sourcePortIdentity: 7c2e0d.fffe.1f0002-9, flagField: 0x0208, "
        "logMessageInterval: -3}",
        "unit 0 port 3 "
-       "0000000000000000000000000000000000000000000000000000000000000000000000000000000000000802fd000000ff0d2e7c"
+       "000000000000000000000000f800fe00ffff0000800000008000000000000000000000000000000000000802fd000000ff0d2e7c"
        "02001ffe0900000000000000000000000000000000000000000000000000000000000000"},
+      {"set_ptp_tx_ctl: {unit: 0, port: 3, pktType: Announce, interval: 125ms}",
+       "slot 4 unit 0 port 3 arg 0x0 02000000000000000000000004000000"},
+      {"set_ptp_tx_src_port_id: {unit: 1, port: 5, identity: 001b19.fffe.030003-5}",
+       "slot 6 unit 1 port 5 arg 0x0 ff191b00030003fe05000000"},
   };
   for (const auto &[step, expected] : cases) {
     auto r = clksim::loadScenario(kBoard + ("steps:\n  - " + std::string(step) + "\n"), "ok.yaml");
@@ -153,6 +164,43 @@ TEST(Loader, ReadsDurations) {
   }
 }
 
+// Codes in library lines get their names; measurements the engine could not
+// have written are named, not folded into plausible values.
+TEST(Loader, NamesCodesAndFlagsImpossibleWords) {
+  const std::pair<std::string, std::string> cases[] = {
+      {clksim::annotateCodes("MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[9])."),
+       "MSG 1588.(parameter in SetPtpState: Unit=[0], Port=[3], State=[9] SLAVE)."},
+      {clksim::annotateCodes("1588.(parameter in SetPktInterval: Unit=[1], Port=[5], PktType=[1], Interval=[1])."),
+       "1588.(parameter in SetPktInterval: Unit=[1], Port=[5], PktType=[1] Announce, Interval=[1] (15.6 ms))."},
+      {clksim::annotateCodes("1588.(parameter in SetPtpCtrl: Unit=[0], Port=[3], Type=[0], Value=[1])."),
+       "1588.(parameter in SetPtpCtrl: Unit=[0], Port=[3], Type=[0], Value=[1])."},
+      {clksim::annotateCodes("1588.(parameter in SetAnnounceTimeout: Unit=[0], Port=[3], Multiple=[3], Interval=[0])."),
+       "1588.(parameter in SetAnnounceTimeout: Unit=[0], Port=[3], Multiple=[3], Interval=[0] (as the announces "
+       "heard))."},
+      {clksim::intervalText(20) + " " + clksim::intervalText(0) + " " + clksim::intervalText(21),
+       "8192 s 7.81 ms not an interval"},
+  };
+  for (const auto &[got, want] : cases) EXPECT_EQ(got, want);
+  const std::pair<const char *, std::vector<uint32_t>> replies[] = {
+      {"t1=0x65a1b200:0x0.500000000 t2=0.999999999 syncSeq=7 syncFlags=valid,unknown 0x8 t3=0.000000000 "
+       "t4=0.000000000 delaySeq=0 delayFlags=none invalid=t1 seconds-high word 0x65a1b200 wider than 16 bits; "
+       "syncFlags has unknown bits 0x8",
+       {0, 0x65a1b200, 0, 500000000, 0, 0, 999999999, 0, 0, 0, 0, 0, 0, 7, 9, 0, 0}},
+      {"samples=0 lastNs=5368709120000 minNs=1310 maxNs=0 seq=0 invalid=no samples, yet the record holds differences",
+       {0, 1250, 0, 1310, 0, 0}},
+      {"samples=2 lastNs=-5 minNs=9 maxNs=-9 seq=65536 invalid=minimum above maximum; sequence id 0x10000 wider than "
+       "16 bits",
+       {2, 0xFFFFFFFF, 0xFFFFFFFB, 9, 0xFFFFFFF7, 65536}},
+  };
+  for (const auto &[want, words] : replies) {
+    std::string got;
+    for (const auto &f :
+         clksim::decodeMeasurement(words.size() == 6 ? "get_ptp_t2_sub_t1" : "get_ptp_timestamp", words))
+      got += (got.empty() ? "" : " ") + f.name + "=" + f.text;
+    EXPECT_EQ(got, want);
+  }
+}
+
 TEST(Loader, EveryBuiltInScenarioLoads) {
   ASSERT_NE(clksim::findBuiltin(clksim::kDefaultScenario), nullptr);
   for (const auto &b : clksim::builtinScenarios()) {
@@ -167,6 +215,19 @@ std::string writeTemp(const std::string &name, const char *text) {
   return path;
 }
 
+// Every record of every built-in scenario keeps the schema in docs/, each
+// field with one type.
+TEST(Cli, JsonLinesKeepTheirSchema) {
+  std::vector<std::string> argv = {"/usr/bin/python3", FWMCLK_SOURCE_DIR "/tests/tools/jsonl_schema.py",
+                                   FWMCLK_SOURCE_DIR "/docs/clksim-jsonl.schema.json"};
+  for (const auto &b : clksim::builtinScenarios()) {
+    auto o = fwmtest::runTool({CLKSIM_PATH, "-f", "jsonl", "-s", std::string(b.name)});
+    argv.push_back(writeTemp(std::string(b.name) + ".jsonl", o.out.c_str()));
+  }
+  auto v = fwmtest::runTool(argv);
+  EXPECT_EQ(v.exitCode, 0) << v.out << v.err;
+}
+
 // Every exit code of the table, from both tools, as --help and the docs state it.
 TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   const std::string bad = writeTemp("bad.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {slavePort: x}\n");
@@ -179,6 +240,12 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   fwmtools::UdpSocket busy;
   ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
   const std::string taken = "127.0.0.1:" + std::to_string(busy.localPort());
+  std::string nobody;
+  {
+    fwmtools::UdpSocket gone;
+    ASSERT_TRUE(gone.bind({"127.0.0.1", 0}));
+    nobody = "--peer 127.0.0.1:" + std::to_string(gone.localPort());
+  }
   struct Case {
     char tool;         // 's' clksim, 'p' clkpeer
     std::string args;  // separated by spaces
@@ -198,6 +265,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', "--dump-scenario no-such-story", 2, "clksim: no built-in scenario 'no-such-story'"},
       {'s', "--peer 127.0.0.1", 2, "clksim: --peer 127.0.0.1: expected HOST:PORT, e.g. 127.0.0.1:39011\n"},
       {'s', "--peer 10.0.0.1:39011", 2, "clksim: --peer 10.0.0.1:39011: the negotiation client reaches 127.0.0.1 only"},
+      {'s', nobody, 0, "", "ack      not delivered (nobody listens on 127.0.0.1:"},
       {'s', "--bogus", 2, "The following argument was not expected: --bogus"},
       {'s', "-f xml", 2, "--format: xml not in {text,jsonl}"},
       {'s', "--timeline /nonexistent/t.json", 3,
@@ -307,6 +375,20 @@ TEST_F(Story, RunsToTheEndWithAScenarioHeaderAndASummary) {
   for (const auto &[key, value] : want.items()) EXPECT_EQ(summary()[key], value) << key;
 }
 
+// The table at the end: every port the story names, as the engine holds it.
+TEST_F(Story, EndsWithEachPortAtAGlance) {
+  std::vector<json> ports;
+  for (const auto &j : lines_)
+    if (j.value("kind", "") == "port") ports.push_back(j["fields"]);
+  ASSERT_EQ(ports.size(), 2u);
+  EXPECT_EQ(ports[0]["heard"], "GM 7c2e0d.fffe.1f0002 class 6 priority1 100 from 001b19.fffe.00a001-1");
+  EXPECT_EQ(ports[0]["lastAck"], "4.500 ifIndex 3: announce lost (no grandmaster)");
+  EXPECT_EQ(ports[0]["dropped"], "malformed 2, foreign 64");
+  EXPECT_EQ(ports[1], json::parse(R"({"port": "1/5", "state": 6, "domain": 24, "portEnable": 1, "rx": "-",
+      "tx": "Announce,Pdelay", "heard": "nothing", "lastAck": "none", "announcesSent": 0, "announcesReceived": 0,
+      "malformed": 0, "foreign": 0, "sequence": 0, "followUpNoSync": 0, "otherPort": 0, "dropped": "none"})"));
+}
+
 TEST_F(Story, RequestsRunOnTheOrchestratorsThreadDownToTheEngineDriver) {
   auto glb = step("set_ptp_glb_cfg");
   EXPECT_EQ(end(glb)["result"], 0);
@@ -411,8 +493,8 @@ TEST_F(Story, AcknowledgementsReachTheNegotiationPeer) {
                              "frame.time_epoch eth.src vlan.priority vlan.id ip.src ip.dst ip.dsfield.dscp "
                              "ptp.v2.an.grandmasterclockidentity ptp.v2.an.priority1 "
                              "ptp.v2.an.localstepsremoved"),
-            "1795334403.000000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x001b19fffe00a001,128,1\n"
-            "1795334403.500000000,00:1b:19:03:00:03,5,100,10.3.0.1,224.0.1.129,46,0x7c2e0dfffe1f0002,100,2\n");
+            "1795334403.000000000,00:1b:19:00:a0:01,5,100,0.0.0.0,224.0.1.129,46,0x001b19fffe00a001,128,1\n"
+            "1795334403.500000000,00:1b:19:00:a0:01,5,100,0.0.0.0,224.0.1.129,46,0x7c2e0dfffe1f0002,100,2\n");
 }
 
 // Every clksim, clkpeer, tshark and jq command of the README and the docs, run

@@ -11,6 +11,7 @@
 #include "fwmtools/announce.hpp"
 #include "fwmtools/cli.hpp"
 #include "fwmtools/pcap.hpp"
+#include "fwmtools/sender.hpp"
 #include "fwmtools/udp_peer.hpp"
 
 namespace {
@@ -103,7 +104,7 @@ int main(int argc, char **argv) {
       // Dated when it arrived, like any capture.
       auto us =
           std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::system_clock::now().time_since_epoch());
-      pcap.writeAnnounce(static_cast<uint64_t>(us.count()), ack->announce, {});
+      pcap.writeAnnounce(static_cast<uint64_t>(us.count()), ack->announce, fwmtools::senderFrame(ack->announce));
     }
   }
   fmt::print(stderr, "clkpeer: {} datagrams, {} acknowledgements, {} skipped\n", datagrams, acks, skipped);

@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <nlohmann/json.hpp>
 
 #include "fwmsim/engine.hpp"
 
@@ -18,30 +19,66 @@ namespace stat = fwmsim::stat;
 constexpr std::array<size_t, 16> kEngineWordOf = {0, 1, 2, 3, 4, 5, 8, 9, 10, 11, 12, 13, 6, 7, 14, 15};
 constexpr size_t kFirstStatWord = 5;  // reply word 0 is engine word 5
 
-std::string timeText(const fwmsim::EngineTime &t) { return fmt::format("{}.{:09}", t.seconds, t.nanoseconds); }
+FieldValue number(const char *name, int64_t v) { return {name, std::to_string(v), std::to_string(v)}; }
 
-std::string flagsText(uint32_t f) {
+// A time whose words the engine could not have written (seconds wider than
+// 48 bits, nanoseconds past a second) is shown as its words and named in
+// `invalid`, never folded into a plausible time.
+FieldValue timeAt(const char *name, const std::array<uint32_t, 16> &w, size_t at, std::vector<std::string> &invalid) {
+  const fwmsim::EngineTime t = fwmsim::timeAt(w.data(), at);
+  std::string text = fmt::format("{}.{:09}", t.seconds, t.nanoseconds);
+  if (w[at] > 0xFFFFu || t.nanoseconds >= 1'000'000'000u) {
+    text = fmt::format("{:#x}:{:#x}.{}", w[at], w[at + 1], t.nanoseconds);
+    if (w[at] > 0xFFFFu) invalid.push_back(fmt::format("{} seconds-high word {:#x} wider than 16 bits", name, w[at]));
+    if (t.nanoseconds >= 1'000'000'000u)
+      invalid.push_back(fmt::format("{} nanoseconds {} not below 10^9", name, t.nanoseconds));
+  }
+  return {name, text, fmt::format("\"{}\"", text)};
+}
+
+FieldValue flags(const char *name, uint32_t f, std::vector<std::string> &invalid) {
   std::string s = f & ts::kFlagValid ? "valid" : "none";
   if (f & ts::kFlagTwoStep) s += ",two-step";
   if (f & ts::kFlagHardware) s += ",hardware";
-  return s;
+  constexpr uint32_t kKnown = ts::kFlagValid | ts::kFlagTwoStep | ts::kFlagHardware;
+  if (f & ~kKnown) {
+    s += fmt::format(",unknown {:#x}", f & ~kKnown);
+    invalid.push_back(fmt::format("{} has unknown bits {:#x}", name, f & ~kKnown));
+  }
+  return {name, s, fmt::format("\"{}\"", s)};
+}
+
+std::vector<FieldValue> withInvalid(std::vector<FieldValue> out, const std::vector<std::string> &invalid) {
+  if (invalid.empty()) return out;
+  std::string text = fmt::format("{}", fmt::join(invalid, "; "));
+  out.push_back({"invalid", text, nlohmann::json(text).dump()});
+  return out;
 }
 
 std::vector<FieldValue> timestamps(const std::vector<uint32_t> &reply) {
   std::array<uint32_t, 16> w{};
   for (size_t i = 0; i < w.size(); ++i) w[kEngineWordOf[i]] = reply[1 + i];
-  return {{"t1", timeText(fwmsim::timeAt(w.data(), ts::kT1))}, {"t2", timeText(fwmsim::timeAt(w.data(), ts::kT2))},
-          {"syncSeq", std::to_string(w[ts::kSyncSeq])},        {"syncFlags", flagsText(w[ts::kSyncFlags])},
-          {"t3", timeText(fwmsim::timeAt(w.data(), ts::kT3))}, {"t4", timeText(fwmsim::timeAt(w.data(), ts::kT4))},
-          {"delaySeq", std::to_string(w[ts::kDelaySeq])},      {"delayFlags", flagsText(w[ts::kDelayFlags])}};
+  std::vector<std::string> bad;
+  std::vector<FieldValue> out = {timeAt("t1", w, ts::kT1, bad),        timeAt("t2", w, ts::kT2, bad),
+                                 number("syncSeq", w[ts::kSyncSeq]),   flags("syncFlags", w[ts::kSyncFlags], bad),
+                                 timeAt("t3", w, ts::kT3, bad),        timeAt("t4", w, ts::kT4, bad),
+                                 number("delaySeq", w[ts::kDelaySeq]), flags("delayFlags", w[ts::kDelayFlags], bad)};
+  for (size_t seq : {ts::kSyncSeq, ts::kDelaySeq})
+    if (w[seq] > 0xFFFFu) bad.push_back(fmt::format("sequence id {:#x} wider than 16 bits", w[seq]));
+  return withInvalid(std::move(out), bad);
 }
 
 std::vector<FieldValue> delay(const std::vector<uint32_t> &w) {
-  return {{"samples", std::to_string(w[dly::kCount])},
-          {"lastNs", std::to_string(fwmsim::lastDelay(w.data()))},
-          {"minNs", std::to_string(static_cast<int32_t>(w[dly::kMin]))},
-          {"maxNs", std::to_string(static_cast<int32_t>(w[dly::kMax]))},
-          {"seq", std::to_string(w[dly::kSequence])}};
+  std::vector<std::string> bad;
+  const auto min = static_cast<int32_t>(w[dly::kMin]), max = static_cast<int32_t>(w[dly::kMax]);
+  if (w[dly::kCount] == 0 && (w[dly::kLastHigh] | w[dly::kLastLow] | w[dly::kMin] | w[dly::kMax]) != 0)
+    bad.push_back("no samples, yet the record holds differences");
+  if (w[dly::kCount] != 0 && min > max) bad.push_back("minimum above maximum");
+  if (w[dly::kSequence] > 0xFFFFu)
+    bad.push_back(fmt::format("sequence id {:#x} wider than 16 bits", w[dly::kSequence]));
+  return withInvalid({number("samples", w[dly::kCount]), number("lastNs", fwmsim::lastDelay(w.data())),
+                      number("minNs", min), number("maxNs", max), number("seq", w[dly::kSequence])},
+                     bad);
 }
 
 std::vector<FieldValue> counters(const std::vector<uint32_t> &reply) {
@@ -67,7 +104,7 @@ std::vector<FieldValue> counters(const std::vector<uint32_t> &reply) {
                                                                {stat::kNoTimestamp, "noTimestamp"}};
   std::vector<FieldValue> out;
   for (auto [word, name] : kNames)
-    if (uint32_t v = reply[word - kFirstStatWord]; v != 0) out.push_back({name, std::to_string(v)});
+    if (uint32_t v = reply[word - kFirstStatWord]; v != 0) out.push_back(number(name, v));
   return out;
 }
 

@@ -3,8 +3,12 @@
 #include <array>
 #include <cstddef>
 
+#include <fmt/format.h>
+
 #include "fwmclk/np.h"
 #include "fwmclk/service_ops.h"
+#include "fwmtools/announce.hpp"
+#include "values.hpp"
 
 namespace clksim {
 
@@ -25,13 +29,14 @@ constexpr FieldDesc kPortCfg[] = {
     {"enable", K::U32, CLKSIM_AT(ClkPtpPortCfg, enable), 1, 0, 0, 0, 0, "1 = PTP on, 0 = off"},
     {"ctrlType0Value", K::U32, CLKSIM_AT(ClkPtpPortCfg, ctrlType0Value)},
     {"portState", K::Bits, CLKSIM_AT(ClkPtpPortCfg, portState), 1, 0, 0, 0, 0x7FFFFFFFu,
-     "IEEE 1588 port state (7 PASSIVE, 9 SLAVE)"},
+     "IEEE 1588 port state, a number or its name (SLAVE)", kPortStates},
     {"stateFlag", K::Bits, CLKSIM_AT(ClkPtpPortCfg, portState), 1, 0, 0, 31, 1u, "bit 31 of the port state word"},
     {"ctrlType2Value", K::U32, CLKSIM_AT(ClkPtpPortCfg, ctrlType2Value)},
     {"domainNumber", K::U32, CLKSIM_AT(ClkPtpPortCfg, domainNumber)},
     {"ctrlType1Value", K::U32, CLKSIM_AT(ClkPtpPortCfg, ctrlType1Value)},
     {"annTimeoutMultiple", K::U32, CLKSIM_AT(ClkPtpPortCfg, annTimeoutMultiple)},
-    {"rxSrcPortIdentity", K::Words, CLKSIM_AT(ClkPtpPortCfg, rxSrcPortIdentity), 3, 0, 0, 0, 0, "three words"},
+    {"rxSrcPortIdentity", K::PortIdWords, CLKSIM_AT(ClkPtpPortCfg, rxSrcPortIdentity), 3, 0, 0, 0, 0,
+     "three words or \"001b19.fffe.000001-1\""},
     {"ctrlType33Value", K::U16, CLKSIM_AT(ClkPtpPortCfg, ctrlType33Value)},
     {"ifIndex", K::U32, CLKSIM_AT(ClkPtpPortCfg, ifIndex)},
 };
@@ -49,25 +54,26 @@ constexpr FieldDesc kPktEncap[] = {
 };
 
 constexpr FieldDesc kRxCtl[] = {
-    {"pktType", K::U32, CLKSIM_AT(ClkPtpRxCtl, pktType), 1, 0, 0, 0, 0, "orchestrator packet type 1..8"},
+    {"pktType", K::U32, CLKSIM_AT(ClkPtpRxCtl, pktType), 1, 0, 0, 0, 0, "packet type 1..8 or its name", kPacketTypes},
     {"rxEnable", K::U32, CLKSIM_AT(ClkPtpRxCtl, rxEnable), 1, 0, 0, 0, 0, "0 leave, 1 on, other off"},
     {"domainCheck", K::U32, CLKSIM_AT(ClkPtpRxCtl, domainCheck)},
     {"srcPortIdCheck", K::U32, CLKSIM_AT(ClkPtpRxCtl, srcPortIdCheck)},
 };
 
 constexpr FieldDesc kTxCtl[] = {
-    {"pktType", K::U32, CLKSIM_AT(ClkPtpTxCtl, pktType)},
+    {"pktType", K::U32, CLKSIM_AT(ClkPtpTxCtl, pktType), 1, 0, 0, 0, 0, "packet type 1..8 or its name", kPacketTypes},
     {"txEnable", K::U32, CLKSIM_AT(ClkPtpTxCtl, txEnable)},
-    {"interval", K::U32, CLKSIM_AT(ClkPtpTxCtl, interval), 1, 0, 0, 0, 0, "interval type 0..20"},
+    {"interval", K::Interval, CLKSIM_AT(ClkPtpTxCtl, interval), 1, 0, 0, 0, 0, "code 0..20 or a duration (125ms)"},
 };
 
 constexpr FieldDesc kRxSrcPortId[] = {
-    {"pktType", K::U32, CLKSIM_AT(ClkPtpRxSrcPortId, pktType)},
-    {"identity", K::Words, CLKSIM_AT(ClkPtpRxSrcPortId, identity), 3},
+    {"pktType", K::U32, CLKSIM_AT(ClkPtpRxSrcPortId, pktType), 1, 0, 0, 0, 0, "packet type 1..8 or its name",
+     kPacketTypes},
+    {"identity", K::PortIdWords, CLKSIM_AT(ClkPtpRxSrcPortId, identity), 3},
 };
 
 constexpr FieldDesc kTxSrcPortId[] = {
-    {"identity", K::Words, CLKSIM_AT(ClkPtpTxSrcPortId, identity), 3},
+    {"identity", K::PortIdWords, CLKSIM_AT(ClkPtpTxSrcPortId, identity), 3},
 };
 
 constexpr FieldDesc kPortAsym[] = {
@@ -160,7 +166,61 @@ constexpr std::array<OpDesc, 15> kOps{{
 #undef CLKSIM_AT
 #undef CLKSIM_SIZE
 
+uint32_t le(std::span<const uint8_t> b, size_t at, size_t width) {
+  uint32_t v = 0;
+  for (size_t i = 0; i < width; ++i) v |= static_cast<uint32_t>(b[at + i]) << (8 * i);
+  return v;
+}
+
+uint64_t clockAt(const FieldDesc &f, std::span<const uint8_t> b, size_t low) {
+  return uint64_t{le(b, f.offset, 4)} << 32 | le(b, low, 4);
+}
+
 }  // namespace
+
+std::string fieldJson(const FieldDesc &f, std::span<const uint8_t> b) {
+  switch (f.kind) {
+    case K::U8:
+      return std::to_string(b[f.offset]);
+    case K::S8:
+      return std::to_string(static_cast<int8_t>(b[f.offset]));
+    case K::U16:
+      return std::to_string(le(b, f.offset, 2));
+    case K::U32:
+    case K::Interval:
+      return std::to_string(le(b, f.offset, 4));
+    case K::S32:
+      return std::to_string(static_cast<int32_t>(le(b, f.offset, 4)));
+    case K::Bits:
+      return std::to_string((le(b, f.offset, 4) >> f.shift) & f.mask);
+    case K::Mac:
+      return fmt::format("\"{:02x}\"", fmt::join(b.subspan(f.offset, 6), ":"));
+    case K::Ipv4: {
+      const uint32_t ip = le(b, f.offset, 4);
+      return fmt::format("\"{}.{}.{}.{}\"", ip >> 24, (ip >> 16) & 0xFF, (ip >> 8) & 0xFF, ip & 0xFF);
+    }
+    case K::Words: {
+      std::vector<uint32_t> w;
+      for (size_t i = 0; i < f.count; ++i) w.push_back(le(b, f.offset + 4 * i, 4));
+      return fmt::format("[{}]", fmt::join(w, ","));
+    }
+    case K::PortIdWords:
+      return fmt::format("\"{}-{}\"", fwmtools::clockIdentityText(clockAt(f, b, f.offset + 4u)),
+                         le(b, f.offset + 8u, 4));
+    case K::ClockId:
+      return fmt::format("\"{}\"", fwmtools::clockIdentityText(clockAt(f, b, f.offset2)));
+    case K::PortIdentity:
+      return fmt::format("\"{}-{}\"", fwmtools::clockIdentityText(clockAt(f, b, f.offset2)), le(b, f.offset3, 4));
+  }
+  return "null";
+}
+
+std::string fieldText(const FieldDesc &f, std::span<const uint8_t> b) {
+  const uint32_t code = f.kind == K::Bits ? (le(b, f.offset, 4) >> f.shift) & f.mask : le(b, f.offset, 4);
+  if (f.kind == K::Interval) return fmt::format("{} ({})", code, intervalText(code));
+  const std::string_view name = nameOf(f.names, code);
+  return name.empty() ? std::to_string(code) : fmt::format("{} {}", code, name);
+}
 
 const FieldDesc *RecordDesc::find(std::string_view name) const {
   for (const auto &f : fields)

@@ -10,6 +10,13 @@
 
 namespace clksim {
 
+// A code and what people call it.
+struct CodeName {
+  uint32_t code;
+  std::string_view name;
+};
+using CodeNames = std::span<const CodeName>;
+
 enum class FieldKind : uint8_t {
   U8,
   S8,  // a log interval: -128 to 127, or its octet 0x80 to 0xff
@@ -22,6 +29,8 @@ enum class FieldKind : uint8_t {
   Words,         // `count` consecutive u32
   ClockId,       // 64-bit identity as two u32: high word at `offset`, low word at `offset2`
   PortIdentity,  // "clockid-port": ClockId at offset/offset2, port number (u32) at `offset3`
+  PortIdWords,   // three u32 (clock high, clock low, port), or "clockid-port"
+  Interval,      // u32 interval code 0..20, or the duration it stands for ("125ms")
 };
 
 struct FieldDesc {
@@ -34,6 +43,7 @@ struct FieldDesc {
   uint8_t shift = 0;     // Bits
   uint32_t mask = 0;     // Bits
   std::string_view help = {};
+  CodeNames names = {};  // U32/Bits: names accepted for the codes and shown beside them
 };
 
 struct RecordDesc {
@@ -71,6 +81,12 @@ const OpDesc *findOperation(std::string_view name);
 
 // The engine's announce field record (88 bytes) as an announce event fills it.
 const RecordDesc &announceFieldsRecord();
+
+// A field of a filled record as JSON text (numbers as numbers, addresses and
+// identities as their usual text), and as people read a named code or an
+// interval ("9 SLAVE", "1 (15.6 ms)").
+std::string fieldJson(const FieldDesc &f, std::span<const uint8_t> bytes);
+std::string fieldText(const FieldDesc &f, std::span<const uint8_t> bytes);
 
 bool isReply(CallShape s);
 bool hasUnitPort(CallShape s);

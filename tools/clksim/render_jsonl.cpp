@@ -16,6 +16,10 @@ std::string hexBytes(const std::vector<uint8_t> &b) {
   return s;
 }
 
+nlohmann::json value(const FieldValue &fv) {
+  return fv.json.empty() ? nlohmann::json(fv.text) : nlohmann::json::parse(fv.json);
+}
+
 class JsonlRenderer : public TraceObserver {
  public:
   explicit JsonlRenderer(std::FILE *out) : out_(out) {}
@@ -49,17 +53,19 @@ class JsonlRenderer : public TraceObserver {
     if (!r.target.empty()) j["target"] = r.target;
     if (!r.fields.empty()) {
       nlohmann::json f = nlohmann::json::object();
-      for (const auto &fv : r.fields) f[fv.name] = fv.text;
+      for (const auto &fv : r.fields) f[fv.name] = value(fv);
       j["fields"] = f;
     }
     if (r.result) j["result"] = *r.result;
-    if (r.returned && r.returned->pointer) j["result"] = resultText(*r.returned);
-    if (r.returned && !r.returned->pointer) j["result"] = r.returned->value;
+    if (r.returned) j["result"] = r.returned->value;  // for a pointer: 1, or 0 for NULL
+    if (r.returned && r.returned->pointer) j["pointer"] = true;
+    if (r.sinceMs) j["since_ms"] = *r.sinceMs;
     if (!r.replyWords.empty()) j["reply"] = r.replyWords;
-    for (const auto &fv : r.decoded) j["decoded"][fv.name] = fv.text;
+    for (const auto &fv : r.decoded) j["decoded"][fv.name] = value(fv);
     if (r.pos.line) j["source"] = fmt::format("{}:{}:{}", r.pos.file, r.pos.line, r.pos.column);
     if (!r.bytes.empty()) j["bytes"] = hexBytes(r.bytes);
     if (r.ack) j["ack"] = fwmtools::ackToJson(*r.ack);
+    if (r.kind == TraceKind::Ack) j["delivered"] = !ackNotSent(r) && !r.unheard;
     if (r.announce) j["announce"] = fwmtools::announceToJson(*r.announce);
     put(j);
   }
@@ -90,6 +96,7 @@ void printJsonlSummary(std::FILE *out, const Summary &s) {
                       {"feModuleErrors", s.feModuleErrors},
                       {"acks", s.acks},
                       {"peerReceived", s.peerReceived},
+                      {"acksUnheard", s.acksUnheard},
                       {"wireSent", s.wireSent},
                       {"wireReceived", s.wireReceived},
                       {"wireDropped", s.wireDropped},

@@ -2,6 +2,7 @@
 
 #include "fwmtools/ack_text.hpp"
 #include "outputs.hpp"
+#include "values.hpp"
 
 namespace clksim {
 
@@ -57,12 +58,16 @@ class TextRenderer : public TraceObserver {
       case TraceKind::Call:
         if (!opt_.verbose && plumbing(r)) return;
         line(r, r.layer == Layer::Driver ? kBlue : kDim, r.layer == Layer::Driver ? "oda" : r.facility,
-             r.returned ? fmt::format("{} = {}{}{}", r.text, s_(failed(*r.returned) ? kRed : ""),
-                                      resultText(*r.returned), s_(failed(*r.returned) ? kReset : ""))
-                        : r.text);
+             (r.returned ? fmt::format("{} = {}{}{}", r.text, s_(failed(*r.returned) ? kRed : ""),
+                                       resultText(*r.returned), s_(failed(*r.returned) ? kReset : ""))
+                         : r.text) +
+                 (r.sinceMs ? fmt::format("   ({} since {:.3f})", r.returned ? "blocked" : "still waiting",
+                                          static_cast<double>(*r.sinceMs) / 1000.0)
+                            : ""));
         break;
       case TraceKind::Log:
-        line(r, r.level == "ERROR" ? kRed : "", layerName(r.layer), fmt::format("{:<5} {}", r.level, r.text));
+        line(r, r.level == "ERROR" ? kRed : "", layerName(r.layer),
+             fmt::format("{:<5} {}", r.level, annotateCodes(r.text)));
         break;
       case TraceKind::Debug:
         line(r, r.text.find("Fe module error") != std::string::npos ? kYellow : kDim, "debug", r.text);
@@ -77,6 +82,13 @@ class TextRenderer : public TraceObserver {
       case TraceKind::Wire:
         line(r, kYellow, "wire", r.text);
         break;
+      case TraceKind::Port: {
+        std::string f;
+        for (const auto &fv : r.fields)
+          if (fv.name != "port") f += fmt::format(" {}={}", fv.name, fv.text);
+        fmt::print(out_, "{}  port {}{}\n", timeCol(r), r.fields.empty() ? "" : r.fields.front().text, f);
+        break;
+      }
     }
     std::fflush(out_);
   }
@@ -145,7 +157,7 @@ class TextRenderer : public TraceObserver {
   }
 
   void ack(const TraceRecord &r) {
-    if (ackNotSent(r)) {
+    if (ackNotSent(r) || r.unheard) {
       line(r, kRed, "ack", r.text);
       return;
     }
@@ -170,18 +182,27 @@ std::unique_ptr<TraceObserver> makeTextRenderer(std::FILE *out, TextOptions opt)
   return std::make_unique<TextRenderer>(out, opt);
 }
 
+namespace {
+std::string count(size_t n, std::string_view one, std::string_view many) {
+  return fmt::format("{} {}", n, n == 1 ? one : many);
+}
+}  // namespace
+
 void printTextSummary(std::FILE *out, const Summary &s, bool colour) {
   Style st{colour};
-  fmt::print(out, "\n{}summary{}: {} steps, {} requests ({} failed{}), {} engine calls, {} platform calls\n", st(kBold),
-             st(kReset), s.steps, s.requests, s.failedRequests,
-             s.requestsNotMade ? fmt::format(", {} more could not be made", s.requestsNotMade) : "", s.engineCalls,
-             s.platformCalls);
-  fmt::print(out, "         {} log lines ({} ERROR), {} debug lines ({} \"Fe module error\"), {} acknowledgements",
-             s.logLines, s.errorLines, s.debugLines, s.feModuleErrors, s.acks);
+  fmt::print(out, "\n{}summary{}: {}, {} ({} failed{}), {}, {}\n", st(kBold), st(kReset),
+             count(s.steps, "step", "steps"), count(s.requests, "request", "requests"), s.failedRequests,
+             s.requestsNotMade ? fmt::format(", {} more could not be made", s.requestsNotMade) : "",
+             count(s.engineCalls, "engine call", "engine calls"),
+             count(s.platformCalls, "platform call", "platform calls"));
+  fmt::print(out, "         {} ({} ERROR), {} ({} \"Fe module error\"), {}", count(s.logLines, "log line", "log lines"),
+             s.errorLines, count(s.debugLines, "debug line", "debug lines"), s.feModuleErrors,
+             count(s.acks, "acknowledgement", "acknowledgements"));
   if (s.peerReceived) fmt::print(out, " ({} received by the peer)", s.peerReceived);
+  if (s.acksUnheard) fmt::print(out, " ({} sent where nobody listened: not delivered)", s.acksUnheard);
   if (s.wireSent + s.wireReceived + s.wireDropped + s.wireTimeouts)
-    fmt::print(out, "\n         wire: {} messages sent, {} received, {} packets dropped, {} timeouts", s.wireSent,
-               s.wireReceived, s.wireDropped, s.wireTimeouts);
+    fmt::print(out, "\n         wire: {} sent, {} received, {} dropped, {}", count(s.wireSent, "message", "messages"),
+               s.wireReceived, count(s.wireDropped, "packet", "packets"), count(s.wireTimeouts, "timeout", "timeouts"));
   fmt::print(out, "\n         {} time {:.3f} s\n", s.realtime ? "real" : "virtual",
              static_cast<double>(s.virtualMs) / 1000.0);
 }

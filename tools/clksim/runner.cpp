@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstring>
+#include <utility>
 
 #include "call_results.hpp"
 #include "engine_bridge.hpp"
@@ -16,6 +17,7 @@
 #include "fwmsim/recorder.hpp"
 #include "fwmsim/wire.hpp"
 #include "fwmtools/ack_text.hpp"
+#include "fwmtools/udp_peer.hpp"
 
 namespace clksim {
 
@@ -106,6 +108,7 @@ void Runner::emit(TraceRecord r) {
   std::lock_guard lk(mu_);
   r.seq = ++seq_;
   r.step = step_;
+  if (r.stampUs == 0) order(r);
   for (auto *o : observers_) o->record(r);
 }
 
@@ -136,6 +139,18 @@ void Runner::callBegin() {
   held_[std::this_thread::get_id()].open.push_back(-1);
 }
 
+// A call that blocked is shown where it returned, with when it began, so
+// that no output steps back in time.
+void Runner::dateBlocked(TraceRecord &call) {
+  const uint64_t now = fwmsim::clock().nowMs();
+  if (now > call.timeMs) call.sinceMs = std::exchange(call.timeMs, now), order(call);
+}
+
+void Runner::order(TraceRecord &r) {
+  if (r.timeMs != orderMs_) orderMs_ = r.timeMs, orderWithin_ = 0;
+  r.stampUs = r.timeMs * 1000 + std::min<uint64_t>(orderWithin_++, 999);
+}
+
 void Runner::callEnd(std::optional<CallResult> result) {
   std::lock_guard lk(mu_);
   auto it = held_.find(std::this_thread::get_id());
@@ -143,7 +158,11 @@ void Runner::callEnd(std::optional<CallResult> result) {
   Held &h = it->second;
   const long at = h.open.back();
   h.open.pop_back();
-  if (at >= 0) h.records[static_cast<size_t>(at)].returned = result;
+  if (at >= 0) {
+    TraceRecord &call = h.records[static_cast<size_t>(at)];
+    call.returned = result;
+    dateBlocked(call);
+  }
   if (!h.open.empty()) return;
   std::vector<TraceRecord> done;
   done.swap(h.records);
@@ -153,6 +172,7 @@ void Runner::callEnd(std::optional<CallResult> result) {
 void Runner::onEvent(const fwmsim::Event &e) {
   std::lock_guard lk(mu_);
   TraceRecord r = classify(e);
+  order(r);
   if (auto it = held_.find(std::this_thread::get_id()); it != held_.end() && !it->second.open.empty()) {
     Held &h = it->second;
     if (r.kind == TraceKind::Call && h.open.back() < 0) h.open.back() = static_cast<long>(h.records.size());
@@ -178,12 +198,19 @@ void Runner::publish(TraceRecord r) {
   fwmtools::DecodeError why;
   a.ack = fwmtools::decodeAck(a.bytes, &why);
   if (a.ack)
-    if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end())
+    if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end()) {
       a.frame = portFraming(it->second.first, it->second.second);
+    }
   if (r.returned && r.returned->value != 0) a.returned = r.returned;
+  if (a.ack && !ackNotSent(a))
+    if (auto it = ports_.find(a.ack->ifIndex); it != ports_.end())
+      lastAcks_[it->second] = {a.timeMs, fwmtools::summarizeAck(*a.ack)};
   a.text = a.ack ? fwmtools::summarizeAck(*a.ack) : "undecodable acknowledgement: " + why.reason;
   if (ackNotSent(a)) {
     a.text = fmt::format("not sent ({} returned {}): {}", kSendCall, a.returned->value, a.text);
+  } else if (opt_.peer && !fwmtools::someoneListens(*opt_.peer)) {
+    a.unheard = true;
+    a.text = fmt::format("not delivered (nobody listens on {}:{}): {}", opt_.peer->host, opt_.peer->port, a.text);
   } else if (peerRouted_) {
     // Only what reached the socket is waited for; an external peer is not read here.
     ++acksSent_;
@@ -206,6 +233,23 @@ void Runner::setUpBoard() {
   if (!sc_.board.coldAgent) fwmsim::agent().existingHandle = 0x00A6E0F0u;
   for (size_t i = 0; i < sc_.board.logLevels.size(); ++i)
     g_clkSrvImAgentDiagSwitch[i] = sc_.board.logLevels[i] ? 1u : 0u;
+}
+
+void Runner::portTable() {
+  for (const PortKey &key : portsOf(sc_)) {
+    TraceRecord r;
+    r.kind = TraceKind::Port;
+    r.layer = Layer::Sim;
+    r.timeMs = fwmsim::clock().nowMs();
+    r.thread = "host";
+    std::optional<LastAck> last;
+    {
+      std::lock_guard lk(mu_);
+      if (auto it = lastAcks_.find(key); it != lastAcks_.end()) last = it->second;
+    }
+    r.fields = portRow(key, last);
+    emit(std::move(r));
+  }
 }
 
 void Runner::drainPeer(std::chrono::milliseconds wait) {
@@ -318,6 +362,10 @@ bool Runner::runStep(const Step &s) {
         } else if constexpr (std::is_same_v<T, Note>) {
           b.text = body.text;
           emit(b);
+        } else if constexpr (std::is_same_v<T, Ports>) {
+          b.text = "the ports at a glance";
+          emit(b);
+          portTable();
         } else if constexpr (std::is_same_v<T, Fail>) {
           emit(b);
           note(applyFail(body).note);
@@ -396,10 +444,14 @@ int Runner::run() {
     for (auto &[thread, h] : held_) {
       std::vector<TraceRecord> rest;
       rest.swap(h.records);
-      for (auto &r : rest) publish(std::move(r));
+      for (auto &r : rest) {
+        if (r.kind == TraceKind::Call && !r.returned) dateBlocked(r);
+        publish(std::move(r));
+      }
     }
   }
   fwmsim::recorder().setSink(nullptr);
+  portTable();
   for (auto *o : observers_) o->end();
   return rc;
 }

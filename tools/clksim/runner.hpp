@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fwmtools/udp_peer.hpp"
+#include "port_table.hpp"
 #include "scenario.hpp"
 #include "trace.hpp"
 
@@ -41,19 +42,24 @@ class Runner {
   void emit(TraceRecord r);  // under mu_
   void note(std::string text, Layer layer = Layer::Sim);
   void onEvent(const fwmsim::Event &e);
-  void publish(TraceRecord r);  // under mu_
+  void publish(TraceRecord r);          // under mu_
+  void dateBlocked(TraceRecord &call);  // under mu_
+  void order(TraceRecord &r);           // under mu_
   bool runStep(const Step &s);
   bool request(const Request &r);
   void drainPeer(std::chrono::milliseconds wait);  // under mu_
+  void portTable();
 
   const Scenario &sc_;
   RunOptions opt_;
   std::vector<TraceObserver *> observers_;
   std::recursive_mutex mu_;
   uint64_t seq_ = 0;
+  uint64_t orderMs_ = UINT64_MAX, orderWithin_ = 0;
   size_t step_ = 0;
   size_t acksSent_ = 0, acksReceived_ = 0;
-  std::deque<uint64_t> unreceivedSentMs_;                    // send times of acknowledgements on their way
+  std::deque<uint64_t> unreceivedSentMs_;  // send times of acknowledgements on their way
+  std::map<std::pair<uint32_t, uint32_t>, LastAck> lastAcks_;
   std::map<uint32_t, std::pair<uint32_t, uint32_t>> ports_;  // ifIndex -> unit, port, from the port configurations
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;

@@ -43,6 +43,7 @@ struct BoardSetup {
 struct FieldValue {
   std::string name;
   std::string text;
+  std::string json;  // the value as JSON, one type per field (a number, a string or a list); empty: `text`
 };
 
 // An orchestrator request through the registered operation table.
@@ -95,7 +96,11 @@ struct EngineValues {
   std::vector<uint32_t> words;
 };
 
-using StepBody = std::variant<Request, Advance, Notify, Note, Fail, AnnounceReceived, AnnounceAlarm, EngineValues>;
+// The per-port table, now (it is also shown when the run ends).
+struct Ports {};
+
+using StepBody =
+    std::variant<Request, Advance, Notify, Note, Fail, AnnounceReceived, AnnounceAlarm, EngineValues, Ports>;
 
 struct Step {
   SourcePos pos;

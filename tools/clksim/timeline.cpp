@@ -12,6 +12,7 @@
 
 #include "fwmsim/clock.hpp"
 #include "fwmtools/ack_json.hpp"
+#include "fwmtools/sender.hpp"
 #include "outputs.hpp"
 
 namespace clksim {
@@ -47,7 +48,7 @@ class TimelineWriter : public TraceObserver {
   }
 
   void record(const TraceRecord &r) override {
-    uint64_t ts = stamp(r.timeMs);
+    uint64_t ts = r.stampUs;
     int tid = track(r.thread);
     closeRunIfLeft(r, tid, ts);
     switch (r.kind) {
@@ -63,7 +64,7 @@ class TimelineWriter : public TraceObserver {
              {"pid", 1},
              {"tid", tid},
              {"ts", it->second.ts},
-             {"dur", std::max<uint64_t>(1, ts - it->second.ts)},
+             {"dur", ts > it->second.ts ? ts - it->second.ts : 1},
              {"name", it->second.name},
              {"cat", "step"},
              {"args", args}});
@@ -75,36 +76,21 @@ class TimelineWriter : public TraceObserver {
         std::string fn = functionName(r.text);
         json args = {{"call", r.text}};
         if (r.returned) args["result"] = resultText(*r.returned);
+        // A blocking wait is a span from its start to its return.
+        const uint64_t from = r.sinceMs ? *r.sinceMs * 1000 : ts;
         put({{"ph", "X"},
              {"pid", 1},
              {"tid", tid},
-             {"ts", ts},
-             {"dur", 1},
+             {"ts", from},
+             {"dur", ts - from + 1},
              {"name", fn},
              {"cat", layerName(r.layer)},
              {"args", args}});
-        // The event queue is the hand-off between threads: draw each post
-        // to the read that picks it up.
-        if (fn == "FWM_QUE_AsyWrite") {
-          flows_.push_back(++flowId_);
-          put({{"ph", "s"},
-               {"pid", 1},
-               {"tid", tid},
-               {"ts", ts},
-               {"id", flowId_},
-               {"name", "queue"},
-               {"cat", "queue"}});
-        } else if (fn == "FWM_QUE_AsyRead" && !flows_.empty()) {
-          put({{"ph", "f"},
-               {"bp", "e"},
-               {"pid", 1},
-               {"tid", tid},
-               {"ts", ts},
-               {"id", flows_.front()},
-               {"name", "queue"},
-               {"cat", "queue"}});
-          flows_.pop_front();
-        }
+        // The event queue is the hand-off between threads: one arrow from
+        // each post to the read that takes it, paired in the order they
+        // happened (a read can reach this stream before its post does).
+        if (fn == "FWM_QUE_AsyWrite") handOff(posts_, reads_, tid, ts, true);
+        if (fn == "FWM_QUE_AsyRead") handOff(reads_, posts_, tid, ts, false);
         return;
       }
       case TraceKind::Log:
@@ -135,6 +121,8 @@ class TimelineWriter : public TraceObserver {
              {"args", args}});
         return;
       }
+      case TraceKind::Port:
+        return;
       case TraceKind::Ack:
       case TraceKind::PeerRx: {
         noteRun(r, tid, ts);
@@ -187,9 +175,33 @@ class TimelineWriter : public TraceObserver {
     write(event.dump());
   }
 
-  uint64_t stamp(uint64_t timeMs) {
-    if (timeMs != lastMs_) lastMs_ = timeMs, within_ = 0;
-    return timeMs * 1000 + std::min<uint64_t>(within_++, 999);
+  struct End {
+    int tid;
+    uint64_t ts;
+  };
+  void handOff(std::deque<End> &mine, std::deque<End> &other, int tid, uint64_t ts, bool post) {
+    if (other.empty()) {
+      mine.push_back({tid, ts});
+      return;
+    }
+    const End from = post ? End{tid, ts} : other.front(), to = post ? other.front() : End{tid, ts};
+    other.pop_front();
+    ++flowId_;
+    put({{"ph", "s"},
+         {"pid", 1},
+         {"tid", from.tid},
+         {"ts", from.ts},
+         {"id", flowId_},
+         {"name", "queue"},
+         {"cat", "queue"}});
+    put({{"ph", "f"},
+         {"bp", "e"},
+         {"pid", 1},
+         {"tid", to.tid},
+         {"ts", to.ts},
+         {"id", flowId_},
+         {"name", "queue"},
+         {"cat", "queue"}});
   }
 
   int track(const std::string &thread) {
@@ -211,7 +223,8 @@ class TimelineWriter : public TraceObserver {
     Run &run = runs_[tid];
     if (run.active && run.timeMs != r.timeMs) flushRun(tid, run);
     if (!run.active) run = {ts, ts, r.timeMs, r.thread, true};
-    run.last = ts;
+    run.start = std::min(run.start, ts);
+    run.last = std::max(run.last, ts);
   }
 
   void closeRunIfLeft(const TraceRecord &r, int tid, uint64_t) {
@@ -238,9 +251,8 @@ class TimelineWriter : public TraceObserver {
   std::map<std::string, int> tids_;
   std::map<int, Open> open_;
   std::map<int, Run> runs_;
-  std::deque<int> flows_;
+  std::deque<End> posts_, reads_;
   int flowId_ = 0;
-  uint64_t lastMs_ = UINT64_MAX, within_ = 0;
 };
 
 class PcapObserver : public TraceObserver {
@@ -261,7 +273,9 @@ class PcapObserver : public TraceObserver {
     }
     if (r.kind != TraceKind::Ack || !r.ack || ackNotSent(r)) return;
     const uint64_t us = std::max(lastUs_ + 1, epochUs_ + r.timeMs * 1000);
-    if (writer.writeAnnounce(us, r.ack->announce, r.frame.value_or(addr_))) lastUs_ = us;
+    // The announce came from the grandmaster's side, not from this card.
+    if (writer.writeAnnounce(us, r.ack->announce, fwmtools::senderFrame(r.ack->announce, r.frame.value_or(addr_))))
+      lastUs_ = us;
   }
   void end() override { writer.close(&error_); }
   std::string error() const override { return error_; }

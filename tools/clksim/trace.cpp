@@ -79,6 +79,8 @@ const char *kindName(TraceKind k) {
       return "note";
     case TraceKind::Wire:
       return "wire";
+    case TraceKind::Port:
+      return "port";
   }
   return "?";
 }
@@ -151,11 +153,13 @@ void SummaryObserver::record(const TraceRecord &r) {
       break;
     case TraceKind::Ack:
       if (!ackNotSent(r)) ++s_.acks;
+      if (r.unheard) ++s_.acksUnheard;
       break;
     case TraceKind::PeerRx:
       ++s_.peerReceived;
       break;
     case TraceKind::Note:
+    case TraceKind::Port:
       break;
     case TraceKind::Wire:
       if (startsWith(r.text, "tx ")) ++s_.wireSent;

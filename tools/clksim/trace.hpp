@@ -35,6 +35,7 @@ enum class TraceKind : uint8_t {
   PeerRx,     // the negotiation peer received an acknowledgement
   Note,       // narration, or what the simulator did on the scenario's behalf
   Wire,       // a wire port sent, received or dropped a packet, or timed out
+  Port,       // one port at a glance (its values in `fields`)
 };
 
 const char *kindName(TraceKind k);
@@ -49,6 +50,9 @@ struct TraceRecord {
   TraceKind kind = TraceKind::Note;
   uint64_t seq = 0;
   uint64_t timeMs = 0;  // board clock
+  // When it happened, in microseconds: the board's millisecond and the order
+  // within it across threads (a record held back and shown later keeps it).
+  uint64_t stampUs = 0;
   std::string thread;
   Layer layer = Layer::Sim;
   std::string facility;  // the simulated platform's facility
@@ -65,6 +69,10 @@ struct TraceRecord {
   // Call: what it returned (none for a void function, or one still running at the end);
   // Ack: what the send returned, when it failed
   std::optional<CallResult> returned;
+  bool unheard = false;
+  // Call: when a call that blocked began; the record itself is dated when it returned
+  // (or when the run ended, still waiting).
+  std::optional<uint64_t> sinceMs;  // Ack: sent to an external peer where no socket was bound
   SourcePos pos;
   // Call with bytes / Ack / PeerRx
   std::vector<uint8_t> bytes;
@@ -100,7 +108,7 @@ class TraceObserver {
 struct Summary {
   size_t steps = 0, requests = 0, failedRequests = 0, requestsNotMade = 0, engineCalls = 0, platformCalls = 0,
          logLines = 0, errorLines = 0, debugLines = 0, feModuleErrors = 0, acks = 0, peerReceived = 0, wireSent = 0,
-         wireReceived = 0, wireDropped = 0, wireTimeouts = 0;
+         wireReceived = 0, wireDropped = 0, wireTimeouts = 0, acksUnheard = 0;
   uint64_t virtualMs = 0;
   bool realtime = false;
 };

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <fstream>
 
 namespace fwmtools {
 
@@ -103,6 +104,22 @@ bool UdpSocket::sendTo(const Endpoint &to, const void *data, size_t len) {
   sockaddr_in sa;
   if (fd_ < 0 || !toSockaddr(to, sa)) return false;
   return ::sendto(fd_, data, len, 0, reinterpret_cast<sockaddr *>(&sa), sizeof sa) == static_cast<ssize_t>(len);
+}
+
+bool someoneListens(const Endpoint &to) {
+  in_addr want{};
+  if (inet_pton(AF_INET, to.host == "localhost" ? "127.0.0.1" : to.host.c_str(), &want) != 1) return false;
+  std::ifstream table("/proc/net/udp");
+  if (!table) return true;  // no way to tell: do not claim a loss
+  std::string line;
+  std::getline(table, line);
+  while (std::getline(table, line)) {
+    unsigned slot = 0, address = 0, port = 0;
+    // "  12: 0100007F:9C43 00000000:0000 07 ...": the local address in network order, as hex
+    if (std::sscanf(line.c_str(), " %u: %x:%x", &slot, &address, &port) != 3 || port != to.port) continue;
+    if (address == 0 || address == want.s_addr) return true;
+  }
+  return false;
 }
 
 }  // namespace fwmtools

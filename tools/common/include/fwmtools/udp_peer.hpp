@@ -19,6 +19,10 @@ struct Endpoint {
 // port) is accepted only where a socket is bound, not where one is reached.
 std::optional<Endpoint> parseEndpoint(const std::string &text, bool allowAnyPort = false);
 
+// Whether a UDP socket on this host is bound where `to` points (the kernel's
+// socket table): a datagram sent where nobody is bound is dropped unseen.
+bool someoneListens(const Endpoint &to);
+
 class UdpSocket {
  public:
   UdpSocket() = default;

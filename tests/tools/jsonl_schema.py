@@ -1,0 +1,31 @@
+"""Holds every line of clksim's JSON lines to docs/clksim-jsonl.schema.json and
+each field (by its path, e.g. fields.portState) to one JSON type across them."""
+import json
+import sys
+
+import jsonschema
+
+schema = json.load(open(sys.argv[1]))
+jsonschema.Draft202012Validator.check_schema(schema)
+validator = jsonschema.Draft202012Validator(schema)
+types, bad = {}, 0
+
+
+def walk(path, value):
+    kind = type(value).__name__
+    if types.setdefault(path, kind) != kind:
+        print(f"{path}: {kind} here, {types[path]} before")
+        return 1
+    if isinstance(value, dict) and path.split(".")[-1] not in ("board",):
+        return sum(walk(f"{path}.{k}", v) for k, v in value.items())
+    return 0
+
+
+for name in sys.argv[2:]:
+    for number, line in enumerate(open(name), 1):
+        record = json.loads(line)
+        for error in validator.iter_errors(record):
+            print(f"{name}:{number}: {error.message}")
+            bad += 1
+        bad += walk(record.get("kind", "") if record.get("kind") in ("scenario", "summary") else "", record)
+sys.exit(1 if bad else 0)
