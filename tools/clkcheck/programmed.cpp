@@ -30,6 +30,7 @@ std::optional<uint64_t> field(const clksim::Request &r, std::string_view name, s
     case clksim::FieldKind::ClockId:
       return uint64_t{word(r, d->offset)} << 32 | word(r, d->offset2);
     case clksim::FieldKind::Words:
+    case clksim::FieldKind::PortIdWords:
       return word(r, d->offset + 4 * index);
     default:
       return word(r, d->offset);
