@@ -164,5 +164,6 @@ HOST_TEST(FWMCLK_HOST_KIND) {
       holdSlots<CLK_NP_SLOT_NUM>("unit 1 slot ", g_fnNpClkDriver[1]);
   hold("dispatch 0", p(g_clkBkfQueMsgDispatchTbl[0].proc)), hold("dispatch 1", p(g_clkBkfQueMsgDispatchTbl[1].proc));
 
+  const std::lock_guard lock(gMu);
   for (const auto &[what, own] : hostReferences()) EXPECT_EQ(gHeld[what], own) << what;
 }
