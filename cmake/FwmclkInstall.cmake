@@ -30,6 +30,9 @@ endforeach()
 install(FILES ${PROJECT_BINARY_DIR}/fwmclk.pc DESTINATION ${FWMCLK_PC_DIR} COMPONENT libfwmclk-dev)
 
 if(TARGET fwmclk_sim)
+  # Exported as the board alone; fwmclk::sim (fwmclkConfig.cmake) links it
+  # after the library, whatever --as-needed says.
+  set_target_properties(fwmclk_sim PROPERTIES EXPORT_NAME sim_board)
   install(TARGETS fwmclk_sim EXPORT fwmclkSimTargets
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT fwmclk-sim NAMELINK_COMPONENT fwmclk-sim)
   install(DIRECTORY sim/include/fwmsim DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} COMPONENT fwmclk-sim)

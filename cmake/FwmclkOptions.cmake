@@ -28,8 +28,9 @@ endif()
 # The production library's code generation: no exceptions, no RTTI, no guard
 # variables (which would pull in the C++ runtime), nothing exported by default.
 # The exported functions call each other directly, not through the PLT, and
-# may be inlined into each other: the host resolves the platform's functions,
-# never the library's own (linked with -Bsymbolic-functions, src/CMakeLists.txt).
+# may be inlined into each other, through hidden names of their own
+# (src/exports.hpp); the host resolves the platform's functions and the
+# addresses the library hands out.
 set(FWMCLK_LIB_CXX_FLAGS
   -fno-exceptions -fno-rtti -fno-threadsafe-statics -fno-asynchronous-unwind-tables
   -fvisibility=hidden -fvisibility-inlines-hidden -fno-semantic-interposition)

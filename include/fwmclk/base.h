@@ -5,11 +5,14 @@
 #include <stddef.h>
 #include <stdint.h>
 
-/* Marks the names the library exports; everything else in it is hidden. */
+/* Marks the names the library exports; everything else in it is hidden. The
+ * library's own build defines it first, to export each name itself. */
+#ifndef FWMCLK_API
 #if defined(__GNUC__)
 #define FWMCLK_API __attribute__((visibility("default")))
 #else
 #define FWMCLK_API
+#endif
 #endif
 
 #ifdef __cplusplus

@@ -277,3 +277,5 @@ uint8_t FWM_SRV_Mira_SaveAnnState(ClkAnnInfo *info) {
 uint32_t FWM_SRV_Mira_SendAnnPktToCsp(ClkAnnInfo *info) { return FWM_SRV_BKF_SendAckMsg(info); }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_ANNOUNCE_ANN_SUPERVISION)

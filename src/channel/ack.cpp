@@ -125,3 +125,5 @@ uint32_t FWM_SRV_BKF_SendAckMsgProc(ClkAnnInfo info) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_CHANNEL_ACK)

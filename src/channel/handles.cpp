@@ -75,20 +75,20 @@ int32_t FWM_SRV_CLK_BkfInitComm(ClkBkfInitCommParam *param) {
   rec.opt04 = 1;
   rec.opt08 = 0;
   rec.handles = &g_fwmClkBkfHandle;
-  rec.memAlloc = FWM_SRV_BkfMalloc;
-  rec.memFree = FWM_SRV_BkfFree;
+  rec.memAlloc = FWMCLK_EXPORTED(FWM_SRV_BkfMalloc);
+  rec.memFree = FWMCLK_EXPORTED(FWM_SRV_BkfFree);
   rec.opt18 = 2048;
   rec.opt1C = 1;
-  rec.recordLog = FWM_SRV_BkfRecordLog;
+  rec.recordLog = FWMCLK_EXPORTED(FWM_SRV_BkfRecordLog);
   rec.opt24 = 4;
   rec.epollFd = param->epollFd;
   rec.opt2C = 0;
-  rec.timerStartOnce = FWM_SRV_BKF_TimerStartOnce;
-  rec.timerStartLoop = FWM_SRV_BKF_TimerStartLoop;
-  rec.timerStop = FWM_SRV_BKF_TimerStop;
+  rec.timerStartOnce = FWMCLK_EXPORTED(FWM_SRV_BKF_TimerStartOnce);
+  rec.timerStartLoop = FWMCLK_EXPORTED(FWM_SRV_BKF_TimerStartLoop);
+  rec.timerStop = FWMCLK_EXPORTED(FWM_SRV_BKF_TimerStop);
   rec.opt3C = 1;
   rec.opt4C = 64;
-  rec.sysLogPrintf = FWM_SRV_BkfSysLogPrintf;
+  rec.sysLogPrintf = FWMCLK_EXPORTED(FWM_SRV_BkfSysLogPrintf);
   rec.opt64 = 4;
   rec.opt66 = 0;
   rec.sliceKeyCmp = CLOCK_NegoinfoiSliceKeyCmp;
@@ -201,3 +201,5 @@ void FWM_SRV_CLK_BkfUnInit(void) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_CHANNEL_HANDLES)

@@ -51,8 +51,9 @@ void *FWM_SRV_BKF_TimerStartOnce(uint32_t, ClkBkfTimerCallback cb, uint32_t leng
   timer->param = param;
   timer->periodic = 0;
   timer->stopRequested = 0;
-  uint32_t ret = ORIN_ReltmrCbkStart(&timer->platformTimer, FWM_SRV_BKF_GetMemHdl(), length, 0,
-                                     reinterpret_cast<uintptr_t>(timer), kOneShot, FWM_SRV_BKF_TimerOutProc);
+  uint32_t ret =
+      ORIN_ReltmrCbkStart(&timer->platformTimer, FWM_SRV_BKF_GetMemHdl(), length, 0, reinterpret_cast<uintptr_t>(timer),
+                          kOneShot, FWMCLK_EXPORTED(FWM_SRV_BKF_TimerOutProc));
   if (ret != 0) {
     FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] BKF_TimerStartLoop failed, Ret=%u", ret);
     fwmclk::channelFree(timer);
@@ -107,3 +108,5 @@ uint32_t FWM_SRV_BKF_ProcQueNegoiTimer(void *data, uint32_t) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_CHANNEL_TIMERS)

@@ -39,14 +39,14 @@ extern "C" {
 uint32_t g_FwmSrvBkfThreadId = 0;
 uint32_t g_ClkBkfQueueProcID = 0;
 ClkBkfQueMsgDispatch g_clkBkfQueMsgDispatchTbl[CLK_BKF_QUE_MSG_END + 1] = {
-    {CLK_BKF_QUE_MSG_NEGOI_TIMER, FWM_SRV_BKF_ProcQueNegoiTimer},
-    {CLK_BKF_QUE_MSG_SEND_ACK, FWM_SRV_BKF_ProcQueSendAckMsg},
+    {CLK_BKF_QUE_MSG_NEGOI_TIMER, FWMCLK_EXPORTED(FWM_SRV_BKF_ProcQueNegoiTimer)},
+    {CLK_BKF_QUE_MSG_SEND_ACK, FWMCLK_EXPORTED(FWM_SRV_BKF_ProcQueSendAckMsg)},
     {CLK_BKF_QUE_MSG_END, nullptr},
 };
 
 void FWM_SRV_CLK_CreateBkfTask(void) {
   if (fwmclk::loadShared(g_FwmSrvBkfThreadId) != 0) return;
-  uint32_t ret = FwmEpollTaskCreate(kTaskName, &g_FwmSrvBkfThreadId, FWM_SRV_CLK_BkfProcThread, 0);
+  uint32_t ret = FwmEpollTaskCreate(kTaskName, &g_FwmSrvBkfThreadId, FWMCLK_EXPORTED(FWM_SRV_CLK_BkfProcThread), 0);
   if (ret != 0) {
     FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] CreateBkfTask fail, ret=%u", ret);
     return;
@@ -61,7 +61,7 @@ uint32_t FWM_SRV_BKF_CreateEpollQue(int32_t epollFd) {
     FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create epoll que failed!");
     return 1;
   }
-  uint32_t ret = FWM_QUE_EpollReg(queue, epollFd, FWM_SRV_BKF_QueueDataProc);
+  uint32_t ret = FWM_QUE_EpollReg(queue, epollFd, FWMCLK_EXPORTED(FWM_SRV_BKF_QueueDataProc));
   if (ret != 0) {
     FWMCLK_LOG(FWM_CLK_LOG_ERROR, "[FWM_SRV_BKF] Create epoll reg failed!, ret=%u", ret);
     (void)FWM_QUE_Destory(queue);
@@ -161,3 +161,5 @@ uint32_t FWM_SRV_BKF_QueProcWrite(uint32_t type, const void *data, uint32_t leng
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_CHANNEL_WORKER)

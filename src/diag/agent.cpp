@@ -39,7 +39,7 @@ uint32_t FWM_SRV_ORCH_CLK_ImAgentInit(void) {
     fwmclk::storeShared(g_clkSrvImAgentHandle, handle);
     return 0;
   }
-  return createTask("ClkSrvIMAgent", &g_clkSrvImAgentTaskId, FWM_SRV_ORCH_CLK_ImAgentInitTaskEntry);
+  return createTask("ClkSrvIMAgent", &g_clkSrvImAgentTaskId, FWMCLK_EXPORTED(FWM_SRV_ORCH_CLK_ImAgentInitTaskEntry));
 }
 
 uint32_t FWM_SRV_ORCH_CLK_ImAgentGetSelfBoardIp(void) {
@@ -65,10 +65,10 @@ void FWM_SRV_ORCH_CLK_ImAgentInitTaskEntry(void) {
   (void)memset_s(&para, sizeof para, 0, sizeof para);
   (void)strcpy_s(para.name, sizeof para.name, "srv clk log");
   para.field36 = 0;
-  para.memAlloc = FWM_SRV_ORCH_CLK_ImAgentMemAlloc;
-  para.memFree = FWM_SRV_ORCH_CLK_ImAgentMemFree;
-  para.logTrace = FWM_SRV_ORCH_CLK_ImAgentLogTrace;
-  para.getSysTime = FWM_SRV_ORCH_CLK_ImAgentGetSysTime;
+  para.memAlloc = FWMCLK_EXPORTED(FWM_SRV_ORCH_CLK_ImAgentMemAlloc);
+  para.memFree = FWMCLK_EXPORTED(FWM_SRV_ORCH_CLK_ImAgentMemFree);
+  para.logTrace = FWMCLK_EXPORTED(FWM_SRV_ORCH_CLK_ImAgentLogTrace);
+  para.getSysTime = FWMCLK_EXPORTED(FWM_SRV_ORCH_CLK_ImAgentGetSysTime);
   para.value64 = kAgentValue64;
 
   (void)sleep(kInitWaitSeconds);
@@ -87,7 +87,7 @@ void FWM_SRV_ORCH_CLK_ImAgentInitTaskEntry(void) {
 
 uint32_t FWM_SRV_ORCH_CLK_ImAgentUpdateMasterIp(void) {
   return createTask("ClkSrvIMAgentUpdateMasterIp", &g_clkSrvImAgentUpdateMasterIpTaskId,
-                    FWM_SRV_ORCH_CLK_ImAgentUpdateMasterIpTaskEntry);
+                    FWMCLK_EXPORTED(FWM_SRV_ORCH_CLK_ImAgentUpdateMasterIpTaskEntry));
 }
 
 void FWM_SRV_ORCH_CLK_ImAgentUpdateMasterIpTaskEntry(void) { (void)FWM_SRV_ORCH_CLK_ImAgentSetMasterIp(); }
@@ -101,3 +101,5 @@ uint32_t FWM_SRV_ORCH_CLK_ImAgentUnInit(void) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_DIAG_AGENT)

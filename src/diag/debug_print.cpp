@@ -83,3 +83,5 @@ int32_t FWM_SRV_CLK_PrintDbg(uint32_t level, const char *format, ...) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_DIAG_DEBUG_PRINT)

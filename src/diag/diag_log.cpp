@@ -125,3 +125,5 @@ uint32_t FWM_SRV_ORCH_CLK_ImAgentGetSysTime(ClkImAgentSysTime *out) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_DIAG_DIAG_LOG)

@@ -27,3 +27,5 @@ void FWM_SRV_1588_DriverInit(void) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_NP_DRIVER_TABLE)

@@ -333,3 +333,5 @@ int32_t CLK_NP_1588_GetPtpRtcTs(uint32_t, ...) { return CLK_NP_OK; }
 int32_t CLK_NP_1588_SetMacAsymDelay(uint32_t, ...) { return CLK_NP_OK; }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_NP_ENTRIES)

@@ -21,3 +21,5 @@ extern "C" int32_t CLK_NP_RetProcess(int32_t code, uint32_t unit, uint32_t port,
                               static_cast<uint32_t>(code), static_cast<int32_t>(chassis), static_cast<int32_t>(slot),
                               static_cast<int32_t>(unit), port, reason);
 }
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_NP_REPORT)

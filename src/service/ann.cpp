@@ -123,3 +123,5 @@ uint32_t FWM_SRV_CLK_SetPtpAnnClr(uint32_t unit, uint32_t port) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_ANN)

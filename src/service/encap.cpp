@@ -77,3 +77,5 @@ uint32_t FWM_SRV_CLK_SetPtpTxSrcPortId(uint32_t unit, uint32_t port, ClkPtpTxSrc
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_ENCAP)

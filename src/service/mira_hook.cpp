@@ -4,3 +4,5 @@
 extern "C" uint32_t FWM_SRV_CLK_MIRASpecialProc(uint32_t unit, uint32_t port, ClkPtpPortCfg *cfg) {
   return fwmclk::svc::miraSpecialProc(unit, port, cfg);
 }
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_MIRA_HOOK)

@@ -127,3 +127,5 @@ uint32_t FWM_SRV_CLK_SetPtpTxCtl(uint32_t unit, uint32_t port, ClkPtpTxCtl *tx) 
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_PKT_CTL)

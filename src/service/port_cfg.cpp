@@ -126,3 +126,5 @@ uint32_t FWM_SRV_CLK_SetSsmPortCfg(uint32_t unit, uint32_t port, ClkSsmPortCfg *
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_PORT_CFG)

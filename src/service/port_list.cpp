@@ -101,3 +101,5 @@ int32_t FWM_SRV_CLK_ClearPortList(void) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_PORT_LIST)

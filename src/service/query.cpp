@@ -78,3 +78,5 @@ uint32_t FWM_SRV_CLK_GetPtpPktStat(uint32_t unit, uint32_t port, uint32_t readCl
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_QUERY)

@@ -67,21 +67,21 @@ uint32_t FWM_SRV_Init_ClkFeNum(void) {
 }
 
 void FWM_SRV_CLK_RegOrchFunc(ClkSrvOrchIntf *table) {
-  table->setPtpGlbCfg = FWM_SRV_CLK_SetPtpGlbCfg;
-  table->setPtpPortCfg = FWM_SRV_CLK_SetPtpPortCfg;
-  table->setPtpPktEncap = FWM_SRV_CLK_SetPtpPktEncap;
-  table->setPtpRxCtl = FWM_SRV_CLK_SetPtpRxCtl;
-  table->setPtpTxCtl = FWM_SRV_CLK_SetPtpTxCtl;
-  table->setPtpRxSrcPortId = FWM_SRV_CLK_SetPtpRxSrcPortId;
-  table->setPtpTxSrcPortId = FWM_SRV_CLK_SetPtpTxSrcPortId;
-  table->setPtpPortAsym = FWM_SRV_CLK_SetPtpPortAsym;
-  table->setPtpPortPkt = FWM_SRV_CLK_SetPtpPortPkt;
-  table->setPtpAnnClr = FWM_SRV_CLK_SetPtpAnnClr;
-  table->getPtpTimestamp = FWM_SRV_CLK_GetPtpTimestamp;
-  table->getPtpT2SubT1 = FWM_SRV_CLK_GetPtpT2SubT1;
-  table->getPtpT4SubT3 = FWM_SRV_CLK_GetPtpT4SubT3;
-  table->getPtpPktStat = FWM_SRV_CLK_GetPtpPktStat;
-  table->setSsmPortCfg = FWM_SRV_CLK_SetSsmPortCfg;
+  table->setPtpGlbCfg = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpGlbCfg);
+  table->setPtpPortCfg = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpPortCfg);
+  table->setPtpPktEncap = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpPktEncap);
+  table->setPtpRxCtl = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpRxCtl);
+  table->setPtpTxCtl = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpTxCtl);
+  table->setPtpRxSrcPortId = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpRxSrcPortId);
+  table->setPtpTxSrcPortId = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpTxSrcPortId);
+  table->setPtpPortAsym = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpPortAsym);
+  table->setPtpPortPkt = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpPortPkt);
+  table->setPtpAnnClr = FWMCLK_EXPORTED(FWM_SRV_CLK_SetPtpAnnClr);
+  table->getPtpTimestamp = FWMCLK_EXPORTED(FWM_SRV_CLK_GetPtpTimestamp);
+  table->getPtpT2SubT1 = FWMCLK_EXPORTED(FWM_SRV_CLK_GetPtpT2SubT1);
+  table->getPtpT4SubT3 = FWMCLK_EXPORTED(FWM_SRV_CLK_GetPtpT4SubT3);
+  table->getPtpPktStat = FWMCLK_EXPORTED(FWM_SRV_CLK_GetPtpPktStat);
+  table->setSsmPortCfg = FWMCLK_EXPORTED(FWM_SRV_CLK_SetSsmPortCfg);
 }
 
 uint32_t FWM_SRV_CLK_TARN_NpProcCtrlPacket(uint32_t operation, void *rule) {
@@ -146,3 +146,5 @@ int32_t FWM_Srv_Clk_Notify(int32_t event) {
 }
 
 }  // extern "C"
+
+FWMCLK_EXPORT_DEFINED(FWMCLK_EXPORTS_SERVICE_STARTUP)

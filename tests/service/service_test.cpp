@@ -21,7 +21,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::IsEmpty;
 
 // Faults for one row: `fn` fails `code` once, after `skip` good calls.
@@ -578,15 +577,8 @@ TEST_F(Startup, RunsEveryStepInOrderAndHandsOverItsSlotsAndRule) {
   EXPECT_EQ(g_fwmClkFeNum, 2);
   EXPECT_EQ(g_clkFwmSrvDbgId, 17u);
 
-  ASSERT_EQ(fwmsim::orchestrator().registrations.size(), 1u);
-  auto p = [](auto fn) { return reinterpret_cast<const void *>(fn); };
-  const void *slots[FWM_CLK_ORCH_SLOT_NUM] = {
-      p(FWM_SRV_CLK_SetPtpGlbCfg),      p(FWM_SRV_CLK_SetPtpPortCfg),   p(FWM_SRV_CLK_SetPtpPktEncap),
-      p(FWM_SRV_CLK_SetPtpRxCtl),       p(FWM_SRV_CLK_SetPtpTxCtl),     p(FWM_SRV_CLK_SetPtpRxSrcPortId),
-      p(FWM_SRV_CLK_SetPtpTxSrcPortId), p(FWM_SRV_CLK_SetPtpPortAsym),  p(FWM_SRV_CLK_SetPtpPortPkt),
-      p(FWM_SRV_CLK_SetPtpAnnClr),      p(FWM_SRV_CLK_GetPtpTimestamp), p(FWM_SRV_CLK_GetPtpT2SubT1),
-      p(FWM_SRV_CLK_GetPtpT4SubT3),     p(FWM_SRV_CLK_GetPtpPktStat),   p(FWM_SRV_CLK_SetSsmPortCfg)};
-  EXPECT_THAT(fwmsim::orchestrator().registrations[0], ElementsAreArray(slots));
+  // The slots themselves: tests/host, as hosts built with and without PIE see them.
+  EXPECT_EQ(fwmsim::orchestrator().registrations.size(), 1u);
 
   // The control-packet rule, byte for byte.
   ASSERT_EQ(fwmsim::orchestrator().rules.size(), 1u);
