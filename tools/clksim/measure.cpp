@@ -4,7 +4,7 @@
 
 #include <array>
 
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 
 namespace clksim {
 

@@ -1,5 +1,5 @@
 // The simulated engine's wire ports: one epoll thread, packet sockets.
-#include "fwmsim/wire.hpp"
+#include "fwmsim/engine/wire.hpp"
 
 #include <arpa/inet.h>
 #include <linux/errqueue.h>
@@ -34,7 +34,7 @@
 #include "fwmptp/announce.hpp"
 #include "fwmptp/event.hpp"
 #include "fwmptp/frame.hpp"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmsim/recorder.hpp"
 
 namespace fwmsim {

@@ -1,5 +1,5 @@
 // The simulated forwarding engine and its 1588 driver functions.
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 
 #include <algorithm>
 #include <cinttypes>

@@ -4,7 +4,7 @@
 #include "fwmclk/platform/devm.h"
 #include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
 
