@@ -6,7 +6,7 @@
 #include "fwmclk/fwmclk.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/clock.hpp"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmsim/recorder.hpp"
 
 namespace {

@@ -10,7 +10,7 @@
 #include "fwmclk/fwmclk.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/clock.hpp"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmsim/recorder.hpp"
 
 int main(int argc, char **argv) {

@@ -18,16 +18,29 @@ for exe in build/fuzz/tests/fuzz/fuzz_*; do
   [ -x "$exe" ] || continue
   name=${exe##*/fuzz_}
   work=$(mktemp -d)  # new inputs go here, never into the tree's seeds
-  # No RSS watcher: its thread sleeps with the board's virtual sleep, which never
-  # waits; single allocations are capped instead.
-  args=(-max_total_time="$seconds" -timeout=20 -rss_limit_mb=0 -malloc_limit_mb=2048 -print_final_stats=1
+  # libFuzzer's own watcher stops a run past 2 GB; on top, resident memory is
+  # sampled at a third of the run and near its end, and must stay flat: what
+  # a target keeps of every input shows as growth long before it kills.
+  args=(-max_total_time="$seconds" -timeout=20 -rss_limit_mb=2048 -malloc_limit_mb=2048 -print_final_stats=1
         -artifact_prefix="$findings/$name-")
   [ -f "tests/fuzz/$name.dict" ] && args+=(-dict="tests/fuzz/$name.dict")
   echo "-- $name"
-  if ! "$exe" "${args[@]}" "$work" "tests/fuzz/corpus/$name" 2>"$findings/$name.log"; then
+  "$exe" "${args[@]}" "$work" "tests/fuzz/corpus/$name" 2>"$findings/$name.log" &
+  pid=$!
+  rss() { awk '/^VmRSS:/ {print int($2 / 1024)}' "/proc/$pid/status" 2>/dev/null || echo 0; }
+  sleep $((seconds / 3))
+  early=$(rss)
+  late_at=$((seconds - seconds / 3 - 2))
+  [ "$late_at" -gt 0 ] && sleep "$late_at"
+  late=$(rss)
+  if ! wait "$pid"; then
     tail -n 60 "$findings/$name.log"
     failed+=("$name")
+  elif [ "$early" -gt 0 ] && [ "$late" -gt $((early + early / 4 + ${FWMCLK_FUZZ_RSS_SLACK_MB:-64})) ]; then
+    echo "resident memory grew from ${early} MB to ${late} MB during the run" | tee -a "$findings/$name.log"
+    failed+=("$name")
   fi
+  echo "resident memory ${early} MB at a third of the run, ${late} MB near its end"
   grep -E '^stat::number_of_executed_units|^#[0-9]+ +DONE' "$findings/$name.log" | tail -n 2 || true
   rm -rf "$work"
 done

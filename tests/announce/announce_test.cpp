@@ -9,7 +9,7 @@
 
 #include "fwmclk/fwmclk.h"
 #include "fwmsim/channel.hpp"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "testkit.hpp"
 
 // Records are built with designated initializers; the fields left out are zero.

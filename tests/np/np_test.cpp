@@ -15,7 +15,7 @@
 #include "fwmclk/driver.h"
 #include "fwmclk/np.h"
 #include "fwmclk/service.h"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "np/slots.hpp"
 #include "testkit.hpp"
 

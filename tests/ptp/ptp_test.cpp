@@ -12,9 +12,9 @@
 #include "fwmptp/announce.hpp"
 #include "fwmptp/event.hpp"
 #include "fwmptp/frame.hpp"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
+#include "fwmsim/engine/wire.hpp"
 #include "fwmsim/recorder.hpp"
-#include "fwmsim/wire.hpp"
 #include "sample_announce.hpp"
 #include "testkit.hpp"
 

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "fwmclk/fwmclk.h"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "testkit.hpp"
 
 // Records are built with designated initializers; the fields left out are zero.

@@ -5,7 +5,7 @@
 #include <cstring>
 
 #include "fwmsim/channel.hpp"
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmtools/ack_text.hpp"
 

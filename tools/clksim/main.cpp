@@ -8,7 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "builtin.hpp"
-#include "fwmsim/wire.hpp"
+#include "fwmsim/engine/wire.hpp"
 #include "fwmtools/cli.hpp"
 #include "loader.hpp"
 #include "outputs.hpp"

@@ -5,7 +5,7 @@
 #include <array>
 #include <nlohmann/json.hpp>
 
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 
 namespace clksim {
 

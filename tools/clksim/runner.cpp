@@ -13,9 +13,9 @@
 #include "fwmclk/fwmclk.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/clock.hpp"
+#include "fwmsim/engine/wire.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
-#include "fwmsim/wire.hpp"
 #include "fwmtools/ack_text.hpp"
 #include "fwmtools/udp_peer.hpp"
 

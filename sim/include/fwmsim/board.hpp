@@ -152,7 +152,11 @@ struct Orchestrator {
 
 Orchestrator &orchestrator();
 
-// Puts the board back to its defaults (facts, faults, recorder, accounting).
+// Puts the board back to its defaults (facts, faults, recorder, accounting),
+// then runs every reset hook: what is plugged into the board (the engine)
+// resets itself without the board knowing it.
 void resetBoard();
+// Adds `hook` to what resetBoard runs; returns true, for static registration.
+bool onBoardReset(void (*hook)());
 
 }  // namespace fwmsim

@@ -94,4 +94,9 @@ class Clock {
 
 Clock &clock();
 
+// Whether the calling thread belongs to the board: one it started, or the
+// process's main thread, which drives it. Others (a fuzzer's memory watcher,
+// a sanitizer's helper) are strangers to the board clock.
+bool onBoardThread();
+
 }  // namespace fwmsim

@@ -1,5 +1,7 @@
 #include "fwmsim/clock.hpp"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -224,6 +226,8 @@ void Clock::spawn(std::string name, std::function<void()> body) {
     busyDec();
   }).detach();
 }
+
+bool onBoardThread() { return tlSimThread || ::gettid() == ::getpid(); }
 
 Clock &clock() {
   static auto *c = new Clock;

@@ -4,7 +4,6 @@
 #include "fwmclk/platform/devm.h"
 #include "fwmsim/channel.hpp"
 #include "fwmsim/clock.hpp"
-#include "fwmsim/engine.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
 
@@ -39,6 +38,11 @@ uint32_t queryAddress(AddressSource &src, uint32_t *out) {
 }
 }  // namespace
 
+static std::vector<void (*)()> &resetHooks() {
+  static std::vector<void (*)()> hooks;
+  return hooks;
+}
+
 void resetBoard() {
   board() = Board{};
   faults().clear();
@@ -63,8 +67,13 @@ void resetBoard() {
     r.lines.clear();
   }
   orchestrator() = Orchestrator{};
-  engine().reset();
   resetChannel();
+  for (auto hook : resetHooks()) hook();
+}
+
+bool onBoardReset(void (*hook)()) {
+  resetHooks().push_back(hook);
+  return true;
 }
 
 }  // namespace fwmsim
