@@ -7,7 +7,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "fwmsim/engine.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmtools/announce.hpp"
 #include "values.hpp"
 
