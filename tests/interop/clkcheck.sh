@@ -7,27 +7,15 @@
 #   clkcheck.sh CLKCHECK CLKSIM EXAMPLES_DIR g8275.1|default-e2e|clksim
 # Exit 77 (skipped) without ptp4l, tshark or namespaces.
 set -euo pipefail
+. "$(dirname "$0")/netns.sh"
 
 if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   command -v ptp4l >/dev/null && command -v tshark >/dev/null || { echo "clkcheck: no ptp4l/tshark"; exit 77; }
-  if unshare -rn true 2>/dev/null; then ns=(unshare -rn); elif unshare -n true 2>/dev/null; then ns=(unshare -n)
-  else echo "clkcheck: cannot make a network namespace"; exit 77; fi
-  FWM_INTEROP_INSIDE=1 exec timeout -k 5 55 "${ns[@]}" "$0" "$@"
 fi
+enter_netns clkcheck "$0" "$@"
 
 clkcheck=$1 clksim=$2 examples=$3 case=$4
-tmp=$(mktemp -d)
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
-  wait 2>/dev/null || true
-  if [ -n "${failed:-}" ]; then for f in "$tmp"/*.log "$tmp"/*.txt; do echo "== $f"; tail -n 40 "$f"; done; fi
-  rm -rf "$tmp"
-}
-trap cleanup EXIT
-trap 'exit 1' INT TERM
-fail() { failed=1; echo "FAIL: $*"; exit 1; }
-bg() { "$@" & pids+=($!); }
+harness "$(mktemp -d)" '*.log' '*.txt'
 
 ip link set lo up
 ip link add clk0 type veth peer name peer0

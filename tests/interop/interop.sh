@@ -5,33 +5,20 @@
 #   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master|measure [udp|l2]
 # Exit 77 (skipped) without ptp4l, tshark (measure) or namespaces.
 set -euo pipefail
+. "$(dirname "$0")/netns.sh"
 
 if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   command -v ptp4l >/dev/null && command -v pmc >/dev/null || { echo "interop: no ptp4l/pmc (scripts/deps.sh interop)"; exit 77; }
   [ "$4" != measure ] || command -v tshark >/dev/null || { echo "interop: no tshark (scripts/deps.sh interop)"; exit 77; }
-  if unshare -rn true 2>/dev/null; then ns=(unshare -rn); elif unshare -n true 2>/dev/null; then ns=(unshare -n)
-  else echo "interop: cannot make a network namespace"; exit 77; fi
-  FWM_INTEROP_INSIDE=1 exec timeout -k 5 55 "${ns[@]}" "$0" "$@"
 fi
+enter_netns interop "$0" "$@"
 
 clksim=$1 clkpeer=$2 examples=$3 case=$4 transport=${5:-udp}
-tmp=$(mktemp -d)
+harness "$(mktemp -d)" '*.log' '*.jsonl'
 # Over Ethernet: the same scenarios with encapsulation 0, ptp4l on L2.
 cp "$examples"/*.yaml "$tmp"/
 [ "$transport" = udp ] || sed -i 's/encapType: 2/encapType: 0/' "$tmp"/*.yaml
 transport_opt=(--network_transport "$([ "$transport" = udp ] && echo UDPv4 || echo L2)")
-pids=()
-cleanup() {
-  for p in "${pids[@]}"; do kill "$p" 2>/dev/null || true; done
-  wait 2>/dev/null || true
-  if [ -n "${failed:-}" ]; then for f in "$tmp"/*.log "$tmp"/*.jsonl; do echo "== $f"; tail -n 30 "$f"; done; fi
-  rm -rf "$tmp"
-}
-trap cleanup EXIT
-trap 'exit 1' INT TERM
-fail() { failed=1; echo "FAIL: $*"; exit 1; }
-# Starts a command in the background (its redirections as given), to be ended with the script.
-bg() { "$@" & pids+=($!); }
 
 # Polls `cmd` every 0.1 s for at most `seconds`.
 ms() { echo $(($(date +%s%N) / 1000000)); }
