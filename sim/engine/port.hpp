@@ -16,6 +16,7 @@
 #include "fwmptp/announce.hpp"
 #include "fwmptp/event.hpp"
 #include "fwmsim/engine/engine.hpp"
+#include "fwmsim/engine/wire.hpp"
 #include "link.hpp"
 
 namespace fwmsim {
@@ -27,6 +28,7 @@ inline constexpr uint32_t kCtrlSyncSrcIdCheck = 10;
 
 // What the wire needs of a port's engine state, copied under the engine's lock.
 struct Programmed {
+  bool exists = true;  // a unit the board has
   bool enabled = false, transmit = false, receive = false;
   uint32_t state = 0;
   ClkNpAnnFields tx{};
@@ -100,7 +102,7 @@ class PortSender {
 // and what it changes in the engine's records.
 struct Verdict {
   size_t stat = 0;
-  bool accepted = false;
+  bool accepted = false, changed = false;
   std::string text;  // what was received, or why it was dropped
   struct Time {
     size_t at;
@@ -127,11 +129,16 @@ class PortReceiver {
       : unit_(unit), port_(port), sender_(sender), counters_(counters) {}
   // A frame from the link (or handed in): judged, then settled in one go.
   void handle(std::span<const uint8_t> frame, const Stamp &rxStamp, bool hardware);
+  // An announce's fields or a passed timeout window handed in without a
+  // frame: the same rules, counts and trace as the wire's.
+  AnnounceOffer offer(const ClkNpAnnFields &fields);
+  AnnounceOffer offerTimeout();
   // Latches the announce timeout when a whole window passed; returns when to look again.
   Steady::time_point supervise(const Programmed &g, Steady::time_point now, Steady::time_point next);
 
  private:
   Verdict judge(const Programmed &g, std::span<const uint8_t> payload, const Stamp &rxStamp, uint32_t hw);
+  Verdict announced(const Programmed &g, const fwmptp::Announce &a);
   Verdict event(const Programmed &g, const fwmptp::EventMessage &m, const Stamp &rxStamp, uint32_t hw);
   void settle(const Programmed &g, std::span<const uint8_t> frame, Verdict &v);
   void answer(const Programmed &g, const fwmptp::EventMessage &r, int64_t requestCorrection);

@@ -57,6 +57,16 @@ std::string describe(const fwmptp::Announce &a) {
               a.grandmasterPriority2, a.stepsRemoved);
 }
 
+// A field of the engine's record into the message's narrower one; the
+// scenario loader keeps each within the message's range.
+struct Narrow {
+  uint32_t v;
+  template <class T>
+  operator T() const {
+    return static_cast<T>(v);
+  }
+};
+
 }  // namespace
 
 void PortReceiver::handle(std::span<const uint8_t> frame, const Stamp &rxStamp, bool hardware) {
@@ -77,19 +87,66 @@ Verdict PortReceiver::judge(const Programmed &g, std::span<const uint8_t> payloa
     return dropped(why != fwmptp::Reject::Domain ? kStatMalformed : kStatForeign,
                    std::string(fwmptp::messageTypeName(*type)) + " " + fwmptp::rejectName(why));
   }
-  auto a = fwmptp::decodeAnnounce(payload, static_cast<uint8_t>(g.domain), &why);
+  auto a = fwmptp::decodeAnnounce(payload, std::nullopt, &why);
   if (!a) {
     const bool malformed =
         why == fwmptp::Reject::Short || why == fwmptp::Reject::Version || why == fwmptp::Reject::Length;
     return dropped(malformed ? kStatMalformed : kStatForeign, fwmptp::rejectName(why));
   }
+  return announced(g, *a);
+}
+
+// Whatever brought it, an announce meets these rules before the engine takes it.
+Verdict PortReceiver::announced(const Programmed &g, const fwmptp::Announce &a) {
+  if (!g.exists) return dropped(kStatForeign, strf("no such unit %u", unit_));
+  if (a.domainNumber != static_cast<uint8_t>(g.domain))
+    return dropped(kStatForeign, fwmptp::rejectName(fwmptp::Reject::Domain));
   if (!g.receive) return dropped(kStatForeign, "announce reception is off");
-  if (g.srcIdCheck && fwmptp::PortIdentity{a->sourceClockIdentity, a->sourcePortNumber} != g.expected())
-    return dropped(kStatForeign, "other source identity " + fwmptp::clockIdentityText(a->sourceClockIdentity));
-  Verdict v = took(kStatAnnRx, describe(*a));
-  v.announce = fieldsOf(*a);
-  v.heardLog = a->logMessageInterval;
+  if (g.srcIdCheck && fwmptp::PortIdentity{a.sourceClockIdentity, a.sourcePortNumber} != g.expected())
+    return dropped(kStatForeign, "other source identity " + fwmptp::clockIdentityText(a.sourceClockIdentity));
+  Verdict v = took(kStatAnnRx, describe(a));
+  v.announce = fieldsOf(a);
+  v.heardLog = a.logMessageInterval;
   return v;
+}
+
+AnnounceOffer PortReceiver::offer(const ClkNpAnnFields &f) {
+  fwmptp::Announce a{};
+  auto as = [](uint32_t v) { return Narrow{v}; };
+  a.currentUtcOffset = static_cast<int16_t>(f.currentUtcOffset);
+  a.grandmasterIdentity = uint64_t{f.grandmasterIdentityHigh} << 32 | f.grandmasterIdentityLow;
+  a.clockClass = as(f.clockClass);
+  a.clockAccuracy = as(f.clockAccuracy);
+  a.offsetScaledLogVariance = as(f.offsetScaledLogVariance);
+  a.grandmasterPriority1 = as(f.grandmasterPriority1);
+  a.grandmasterPriority2 = as(f.grandmasterPriority2);
+  a.stepsRemoved = as(f.stepsRemoved);
+  a.timeSource = as(f.timeSource);
+  a.domainNumber = as(f.domainNumber);
+  a.flagField = as(f.flagField);
+  a.logMessageInterval = static_cast<int8_t>(f.logMessageInterval);
+  a.sourceClockIdentity = uint64_t{f.sourceClockIdentityHigh} << 32 | f.sourceClockIdentityLow;
+  a.sourcePortNumber = as(f.sourcePortNumber);
+  const Programmed g = programmed(unit_, port_);
+  Verdict v = announced(g, a);
+  settle(g, {}, v);
+  return {v.accepted, v.changed, v.text};
+}
+
+AnnounceOffer PortReceiver::offerTimeout() {
+  const Programmed g = programmed(unit_, port_);
+  Verdict v = !g.exists    ? dropped(kStatForeign, strf("no such unit %u", unit_))
+              : !g.receive ? dropped(kStatForeign, "announce reception is off")
+                           : took(0, "no announce for a timeout window");
+  if (!v.accepted) {
+    counters_.dropped.fetch_add(1, std::memory_order_relaxed);
+    recordWire("timeout " + sender_.who() + " dropped: " + v.text, {});
+    return {false, false, v.text};
+  }
+  engine().announceTimedOut(unit_, port_);
+  counters_.timeouts.fetch_add(1, std::memory_order_relaxed);
+  recordWire("timeout " + sender_.who() + ": " + v.text, {});
+  return {true, true, v.text};
 }
 
 // Event messages: what a MASTER answers and what a SLAVE measures.
@@ -181,13 +238,14 @@ Verdict PortReceiver::event(const Programmed &g, const fwmptp::EventMessage &m, 
 void PortReceiver::settle(const Programmed &g, std::span<const uint8_t> frame, Verdict &v) {
   const std::string who = sender_.who();
   if (!v.accepted) {
-    engine().countPacket(unit_, port_, v.stat);
+    if (g.exists) engine().countPacket(unit_, port_, v.stat);
     counters_.dropped.fetch_add(1, std::memory_order_relaxed);
     recordWire("rx " + who + " dropped: " + v.text, frame);
     return;
   }
   if (v.announce) {
-    if (engine().receiveAnnounce(unit_, port_, *v.announce)) v.text += " (changed: ANNOUNCE_CHANGE raised)";
+    v.changed = engine().receiveAnnounce(unit_, port_, *v.announce);
+    if (v.changed) v.text += " (changed: ANNOUNCE_CHANGE raised)";
     heard_ = true;
     heardLog_ = v.heardLog;
     timeoutAt_ = Steady::now() + intervalOf(g.timeoutLog(heardLog_)) * std::max(g.timeoutMultiple, 1u);

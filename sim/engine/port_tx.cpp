@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "fwmsim/board.hpp"
 #include "fwmsim/recorder.hpp"
 #include "port.hpp"
 
@@ -38,6 +39,11 @@ EngineTime engineTime(const fwmptp::Timestamp &t) { return {t.seconds, t.nanosec
 }  // namespace
 
 Programmed programmed(uint32_t unit, uint32_t portNo) {
+  if (unit >= board().feNum) {
+    Programmed none;
+    none.exists = false;
+    return none;
+  }
   return engine().with(unit, portNo, [](OdaPort &p) {
     Programmed g;
     g.enabled = p.portEnable == 1;

@@ -108,9 +108,10 @@ void Wire::stop() {
   s.epfd = s.stopFd = -1;
 }
 
-void Wire::deliver(uint32_t unit, uint32_t portNo, std::span<const uint8_t> frame, std::optional<timespec> stamp) {
-  WireState &s = state();
-  std::lock_guard lk(s.mu);
+namespace {
+
+// The port (unit, port), attached or handed to; s.mu held.
+WirePort &portAt(WireState &s, uint32_t unit, uint32_t portNo) {
   auto at = [&](std::vector<std::unique_ptr<WirePort>> &v) {
     auto it = std::find_if(v.begin(), v.end(), [&](auto &p) { return p->unit == unit && p->port == portNo; });
     return it != v.end() ? it->get() : nullptr;
@@ -121,10 +122,31 @@ void Wire::deliver(uint32_t unit, uint32_t portNo, std::span<const uint8_t> fram
     s.injected.push_back(std::make_unique<WirePort>(unit, portNo, std::make_unique<Link>(), s.counters));
     p = s.injected.back().get();
   }
+  return *p;
+}
+
+}  // namespace
+
+void Wire::deliver(uint32_t unit, uint32_t portNo, std::span<const uint8_t> frame, std::optional<timespec> stamp) {
+  WireState &s = state();
+  std::lock_guard lk(s.mu);
+  WirePort *p = &portAt(s, unit, portNo);
   const Stamp when =
       stamp ? Stamp(fwmptp::Timestamp{static_cast<uint64_t>(stamp->tv_sec), static_cast<uint32_t>(stamp->tv_nsec)})
             : std::nullopt;
   p->rx.handle(frame, when, p->link->hardwareStamps());
+}
+
+AnnounceOffer Wire::offerAnnounce(uint32_t unit, uint32_t portNo, const ClkNpAnnFields &fields) {
+  WireState &s = state();
+  std::lock_guard lk(s.mu);
+  return portAt(s, unit, portNo).rx.offer(fields);
+}
+
+AnnounceOffer Wire::offerTimeout(uint32_t unit, uint32_t portNo) {
+  WireState &s = state();
+  std::lock_guard lk(s.mu);
+  return portAt(s, unit, portNo).rx.offerTimeout();
 }
 
 WireTotals Wire::totals() const {

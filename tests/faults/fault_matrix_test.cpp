@@ -39,7 +39,8 @@ steps:
   - set_ptp_port_pkt: {unit: 0, port: 3, clockClass: 6, grandmasterIdentity: 001b19.fffe.00a001}
   - set_ssm_port_cfg: {unit: 0, port: 3, ssmRxEn: 1}
   - advance: 2500ms
-  - announce_received: {unit: 0, port: 3, grandmasterIdentity: 001b19.fffe.00a001, clockClass: 6, domainNumber: 24}
+  - announce_received: {unit: 0, port: 3, grandmasterIdentity: 001b19.fffe.00a001, clockClass: 6, domainNumber: 24,
+                       sourcePortIdentity: 001b19.fffe.00a001-1}
   - advance: 500ms
   - announce_timeout: {unit: 0, port: 3}
   - advance: 1s
@@ -193,7 +194,7 @@ const Row kRows[] = {
     {"MESH_EpollWait", 1, nullptr, 0, ""},
     {"ORIN_HandleInitialize", 0, nullptr, -1, "FWM_Srv_Clk_Notify(1) = 1"},
     {"ORIN_MemAlloc", 0, nullptr, -1, "[FWM_SRV] PtpAddPort Malloc failed."},
-    {"ORIN_MemFree", 0, nullptr, 5, ""},
+    {"ORIN_MemFree", 0, nullptr, 3, ""},
     R("ORIN_ReltmrCbkStart", "ORIN_ReltmrCbkStart failed, Ret=1"),
     R("ORIN_ReltmrStop", ""),
     R("ORIN_SystimeGet", "sys time year = 0"),

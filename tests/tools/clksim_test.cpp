@@ -236,6 +236,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       writeTemp("unsent.yaml",
                 "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 7}\n"
                 "  - notify: startup\n  - set_ptp_port_cfg: {unit: 0, port: 3, enable: 1, portState: 9, ifIndex: 3}\n"
+                "  - set_ptp_rx_ctl: {unit: 0, port: 3, pktType: Announce, rxEnable: 1}\n"
                 "  - announce_received: {unit: 0, port: 3, clockClass: 6}\n  - advance: 3s\n");
   fwmtools::UdpSocket busy;
   ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
@@ -305,6 +306,41 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
         EXPECT_TRUE(seen.count({path, e.code})) << path << " " << e.code;
       }
     }
+  }
+}
+
+// A scenario's announce meets the port's receive rules as a frame would.
+TEST(Cli, ScenarioAnnouncesMeetThePortsReceiveRules) {
+  const std::string setup =
+      "board: {chipType: 40}\nsteps:\n  - notify: startup\n"
+      "  - set_ptp_port_cfg: {unit: 0, port: 3, enable: 1, portState: SLAVE, ctrlType1Value: 1, "
+      "rxSrcPortIdentity: 001b19.fffe.00a001-1, ifIndex: 3}\n"
+      "  - set_ptp_rx_ctl: {unit: 0, port: 3, pktType: Announce, rxEnable: 1, domainCheck: 1, srcPortIdCheck: 1}\n"
+      "  - set_ptp_port_cfg: {unit: 0, port: 4, enable: 1, portState: MASTER, ifIndex: 4}\n  - advance: 2500ms\n";
+  const std::string from = ", sourcePortIdentity: 001b19.fffe.00a001-1}\n";
+  const struct {
+    std::string step, trace, counted;
+  } cases[] = {
+      {"announce_received: {unit: 0, port: 3, domainNumber: 24" + from, "rx 0/3 injected dropped: other domain",
+       "dropped=foreign 1"},
+      {"announce_received: {unit: 0, port: 3, sourcePortIdentity: 7c2e0d.fffe.1f0002-9}\n",
+       "rx 0/3 injected dropped: other source identity 7c2e0d.fffe.1f0002", "dropped=foreign 1"},
+      {"announce_received: {unit: 0, port: 4" + from, "rx 0/4 injected dropped: announce reception is off",
+       "dropped=foreign 1"},
+      {"announce_timeout: {unit: 0, port: 4}\n", "timeout 0/4 injected dropped: announce reception is off", ""},
+      {"announce_received: {unit: 5, port: 3" + from, "rx 5/3 injected dropped: no such unit 5", ""},
+      {"announce_received: {unit: 0, port: 3, clockClass: 6" + from,
+       "engine: received fields stored, ANNOUNCE_CHANGE raised", "ack→peer ifIndex 3: GM 000000.0000.000000 class 6"},
+  };
+  for (const auto &c : cases) {
+    const std::string file = writeTemp("rx.yaml", (setup + "  - " + c.step + "  - advance: 1s\n").c_str());
+    const auto o = fwmtest::runTool({CLKSIM_PATH, file});
+    EXPECT_EQ(o.exitCode, 0) << c.step << o.err;
+    EXPECT_THAT(o.out, HasSubstr(c.trace)) << c.step;
+    EXPECT_THAT(o.out, HasSubstr(c.counted)) << c.step;
+    const bool taken = c.trace.starts_with("engine");
+    EXPECT_EQ(o.out.find("engine: dropped: ") == std::string::npos, taken) << c.step;
+    EXPECT_EQ(o.out.find("ack→peer") != std::string::npos, taken) << c.step;
   }
 }
 

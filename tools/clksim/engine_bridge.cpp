@@ -6,6 +6,7 @@
 
 #include "fwmsim/channel.hpp"
 #include "fwmsim/engine/engine.hpp"
+#include "fwmsim/engine/wire.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmtools/ack_text.hpp"
 
@@ -34,8 +35,9 @@ BridgeResult applyAnnounce(const AnnounceReceived &a) {
   static_assert(sizeof(ClkNpAnnFields) == std::tuple_size_v<decltype(a.fields)>);
   ClkNpAnnFields fields;
   std::memcpy(&fields, a.fields.data(), sizeof fields);
-  fwmsim::Engine &e = fwmsim::engine();
-  const bool changed = e.receiveAnnounce(a.unit, a.port, fields);
+  const fwmsim::AnnounceOffer r = fwmsim::wire().offerAnnounce(a.unit, a.port, fields);
+  if (!r.accepted) return {false, "engine: dropped: " + r.text};
+  const bool changed = r.changed;
   uint64_t gm = uint64_t{fields.grandmasterIdentityHigh} << 32 | fields.grandmasterIdentityLow;
   const std::string id = fwmtools::clockIdentityText(gm);
   if (!changed) return {true, fmt::format("engine: the same announce again (grandmaster {}), no alarm", id)};
@@ -45,7 +47,8 @@ BridgeResult applyAnnounce(const AnnounceReceived &a) {
 BridgeResult applyAlarm(const AnnounceAlarm &a) {
   fwmsim::Engine &e = fwmsim::engine();
   if (a.what == AlarmEvent::Timeout) {
-    e.announceTimedOut(a.unit, a.port);
+    const fwmsim::AnnounceOffer r = fwmsim::wire().offerTimeout(a.unit, a.port);
+    if (!r.accepted) return {false, "engine: dropped: " + r.text};
     return {true, "engine: a timeout window passed without an announce, ANNOUNCE_TIMEOUT raised"};
   }
   e.setAnnounceAlarm(a.unit, a.port, fwmsim::kOdaAlarmChange, false);

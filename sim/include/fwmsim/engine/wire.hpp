@@ -50,7 +50,15 @@
 #include <span>
 #include <string>
 
+#include "fwmsim/engine/engine.hpp"
+
 namespace fwmsim {
+
+// What a port made of an announce or a timeout handed in without a frame.
+struct AnnounceOffer {
+  bool accepted = false, changed = false;
+  std::string text;  // what was taken, or why it was dropped
+};
 
 struct WireTotals {
   uint64_t sent = 0, received = 0, dropped = 0, timeouts = 0;
@@ -69,6 +77,13 @@ class Wire {
   // attached gets a state of its own, on no link ("injected"): what it
   // answers fails to send. For tests and replays.
   void deliver(uint32_t unit, uint32_t port, std::span<const uint8_t> frame, std::optional<timespec> stamp);
+  // An announce's fields arriving on (unit, port), and a timeout window
+  // passing there, by other means than a frame (a simulator's scenario):
+  // judged by the rules a received frame passes (the unit, the domain,
+  // announce reception, the source identity check), counted and traced the
+  // same way.
+  AnnounceOffer offerAnnounce(uint32_t unit, uint32_t port, const ClkNpAnnFields &fields);
+  AnnounceOffer offerTimeout(uint32_t unit, uint32_t port);
   // Stops the thread and closes every port.
   void stop();
   WireTotals totals() const;
