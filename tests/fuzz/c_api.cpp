@@ -41,7 +41,9 @@ constexpr NpSet4 kNp4[] = {CLK_NP_1588_SetPtpCtrl,           CLK_NP_1588_SetEnca
                            CLK_NP_1588_SetPktInterval,       CLK_NP_1588_SetAnnounceTimeout};
 
 // A board thread can still be reporting into the recorder's sink as a run
-// ends, so every run and its scenario live for the whole process.
+// ends, so a run and its scenario outlive it by many runs; only the last
+// kKeptRuns are kept, or a long fuzzing run would grow by every input it tries.
+constexpr size_t kKeptRuns = 64;
 void run(clksim::Scenario sc, bool fresh) {
   static std::list<std::pair<clksim::Scenario, std::unique_ptr<clksim::Runner>>> runs;
   clksim::RunOptions opt;
@@ -50,6 +52,7 @@ void run(clksim::Scenario sc, bool fresh) {
   auto &r = runs.emplace_back(std::move(sc), nullptr);
   r.second = std::make_unique<clksim::Runner>(r.first, opt);
   r.second->run();
+  if (runs.size() > kKeptRuns) runs.pop_front();
 }
 
 }  // namespace
