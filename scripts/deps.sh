@@ -19,7 +19,8 @@ pkgs_bench=(libbenchmark-dev valgrind)
 # are all the cross build needs.
 pkgs_cross_tools=(libyaml-cpp-dev libyaml-cpp0.7:armhf libfmt-dev:armhf libstdc++6:armhf libcli11-dev nlohmann-json3-dev
                   libpcap-dev libpcap0.8:armhf)
-pkgs_check=(tshark jq clang-format clang-tidy)
+# chromium opens the TE report headless, as a person's browser would (test label browser).
+pkgs_check=(tshark jq clang-format clang-tidy chromium)
 pkgs_package=(dpkg-dev lintian pkgconf file help2man jq)
 pkgs_interop=(linuxptp iproute2 util-linux tshark)
 pkgs_fuzz=(clang libclang-rt-14-dev)
