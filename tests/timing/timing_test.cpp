@@ -16,19 +16,25 @@ using namespace fwmtools::timing;
 TEST(TimingServo, GainsFollowStampsAndSyncInterval) {
   struct Row {
     bool sw;
-    double fixedKp, fixedKi, interval, kp, ki;
-  } rows[] = {{false, 0, 0, 1, 0.7, 0.3},
-              {true, 0, 0, 1, 0.1, 0.001},
-              {false, 0, 0, 0.0625, 0.7 * std::pow(0.0625, -0.3), 0.3 * std::pow(0.0625, 0.4)},
-              {true, 0, 0, 0.0625, 0.1 * std::pow(0.0625, -0.3), 0.001 * std::pow(0.0625, 0.4)},
-              {false, 0, 0, 4, 0.7 / 4, 0.3 / 4},  // capped at norm max / interval
-              {false, 5, 3, 1, 1, 2},              // fixed gains, capped at 1 and 2 per interval
-              {false, 0.5, 0.2, 2, 0.5, 0.2}};
+    double fixedKp, fixedKi, kpScale, kiScale, interval, kp, ki;
+  } rows[] = {{false, 0, 0, 0, 0, 1, 0.7, 0.3},
+              {true, 0, 0, 0, 0, 1, 0.1, 0.001},
+              {false, 0, 0, 0, 0, 0.0625, 0.7 * std::pow(0.0625, -0.3), 0.3 * std::pow(0.0625, 0.4)},
+              {true, 0, 0, 0, 0, 0.0625, 0.1 * std::pow(0.0625, -0.3), 0.001 * std::pow(0.0625, 0.4)},
+              {false, 0, 0, 0, 0, 4, 0.7 / 4, 0.3 / 4},  // capped at norm max / interval
+              {false, 5, 3, 0, 0, 1, 1, 2},              // fixed gains, capped at 1 and 2 per interval
+              {false, 1, 0.5, 0, 0, 1, 1, 0.5},
+              {false, 0.5, 1, 0, 0, 2, 0.5, 1},
+              {false, 0, 0, 0.5, 0.2, 1, 0.5, 0.2},  // scales of its own, only both together
+              {false, 0, 0, 0.5, 0, 1, 0.7, 0.3},
+              {false, 0, 0, 0, 0.2, 1, 0.7, 0.3}};
   for (const Row &r : rows) {
     ServoConfig cfg;
     cfg.softwareStamps = r.sw;
     cfg.kp = r.fixedKp;
     cfg.ki = r.fixedKi;
+    cfg.kpScale = r.kpScale;
+    cfg.kiScale = r.kiScale;
     const PiServo servo(cfg, r.interval);
     EXPECT_DOUBLE_EQ(servo.kp(), r.kp) << r.interval;
     EXPECT_DOUBLE_EQ(servo.ki(), r.ki) << r.interval;
@@ -47,6 +53,7 @@ TEST(TimingServo, SequencesOfAClockItSteers) {
     int quietFrom, quietTo;  // no samples in between, only idle()
     std::string states;
     double stepsNs, finalFreqPpb, finalBoundNs;
+    int holdover = 3;
   } rows[] = {
       {"first step", false, 0, 9e8, 100000, 0, -1, -1, -1, "UJ" + std::string(38, 'L'), -100000, -100000, 1},
       {"under first step", false, 0, 9e8, 0, 10000, -1, -1, -1, "U" + std::string(59, 'L'), 0, 0, 1},
@@ -57,6 +64,7 @@ TEST(TimingServo, SequencesOfAClockItSteers) {
        -100000, 1},
       {"holdover after 3 intervals", false, 0, 9e8, 100000, 0, -1, 30, 34,
        "UJ" + std::string(30, 'L') + "HH" + std::string(26, 'L'), -100000, -100000, 1},
+      {"no holdover with 0", false, 0, 9e8, 100000, 0, -1, 30, 34, "UJ" + std::string(58, 'L'), -100000, -100000, 1, 0},
       {"frequency clamped", false, 0, 50000, 100000, 0, -1, -1, -1, "UJLL", -100000, -50000, 2e5},
   };
   for (const Row &r : rows) {
@@ -64,13 +72,14 @@ TEST(TimingServo, SequencesOfAClockItSteers) {
     cfg.softwareStamps = r.sw;
     cfg.stepThresholdNs = r.stepThresholdNs;
     cfg.maxFrequencyPpb = r.maxFreqPpb;
+    cfg.holdoverIntervals = r.holdover;
     PiServo servo(cfg, 1);
     double phase = r.offsetNs, steps = 0;
     ServoOutput o{};
     std::string states;
     for (int k = 0; k < static_cast<int>(r.states.size()); ++k) {
       if (k == r.jumpAt) phase += 5000;
-      const int64_t local = int64_t{1000000000} * k + std::llround(phase);
+      const int64_t local = int64_t{1000000000} * (k + 1000) + std::llround(phase);
       const bool quiet = k >= r.quietFrom && k < r.quietTo;
       o = quiet ? servo.idle(local) : servo.sample(std::llround(phase), local);
       states += "UJLH"[static_cast<int>(o.state)];
@@ -181,6 +190,9 @@ TEST(TimingTe, AnalysisOverTheWindow) {
   EXPECT_EQ(r.lockTimeS, 10);
   EXPECT_EQ(r.bestClass, "C");
 
+  EXPECT_NO_THROW(analyse(TeSeries{0, 1, {1, 2}}, TeOptions{}));
+  options.settleS = 3;
+  EXPECT_NO_THROW(analyse(TeSeries{0, 1, std::vector<double>(5, 1)}, options));
   struct Bad {
     double dt, settle;
     size_t n;
@@ -204,12 +216,14 @@ TEST(TimingReport, EscapesAndKeepsPeaks) {
   EngineTe e{"a</script><b>&", {0, 0.5, std::vector<double>(20000, 1)}, {}};
   e.series.teNs[12345] = -900;
   e.series.teNs[19999] = 700;
-  e.result = analyse(e.series, TeOptions{});
+  TeOptions options;
+  options.settleS = 5000;  // the plot shows the window only
+  e.result = analyse(e.series, options);
   std::ostringstream out;
   writeHtmlReport(out, "TE <run> & \"x\"", std::span(&e, 1));
   const std::string page = out.str();
   EXPECT_NE(page.find("<title>TE &lt;run&gt; &amp; &quot;x&quot;</title>"), std::string::npos);
-  EXPECT_NE(page.find("<tr><td>a&lt;/script&gt;&lt;b&gt;&amp;<td>0.0 – 9999.5<td>never<td>900.00<td>0.99"),
+  EXPECT_NE(page.find("<tr><td>a&lt;/script&gt;&lt;b&gt;&amp;<td>5000.0 – 9999.5<td>never<td>900.00<td>0.98"),
             std::string::npos);
   EXPECT_NE(page.find(R"("name":"a<\/script><b>&")"), std::string::npos);
   EXPECT_NE(page.find("[6172.5,-900.0]"), std::string::npos);
@@ -218,5 +232,5 @@ TEST(TimingReport, EscapesAndKeepsPeaks) {
   const size_t points =
       static_cast<size_t>(std::count(page.begin() + static_cast<std::ptrdiff_t>(data),
                                      page.begin() + static_cast<std::ptrdiff_t>(page.find("]]", data)), '['));
-  EXPECT_EQ(points, 1 + kReportMaxPoints);  // the array, then a minimum and a maximum per bucket of 10
+  EXPECT_EQ(points, 1 + kReportMaxPoints);  // the array, then a minimum and a maximum per bucket of 5
 }

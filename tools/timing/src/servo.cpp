@@ -1,5 +1,6 @@
 #include "fwmtools/timing/servo.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <stdexcept>
