@@ -8,4 +8,4 @@ echo "== tsan"
 cmake --preset tsan >/dev/null
 cmake --build --preset tsan -j "$jobs"
 export TSAN_OPTIONS="halt_on_error=1 second_deadlock_stack=1 ${TSAN_OPTIONS:-}"
-ctest --preset tsan -j "$jobs" -E '^style\.' -LE interop --timeout 600
+ctest --preset tsan -j "$jobs" -E '^style\.' -LE 'interop|browser' --timeout 600
