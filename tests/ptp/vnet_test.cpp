@@ -3,6 +3,7 @@
 // again from the same seed.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <numeric>
 #include <regex>
@@ -110,6 +111,25 @@ TEST(VirtualNet, ASlaveMeasuresTheLinkItIsOn) {
     EXPECT_EQ(r.up.sent, 16u) << c.name;
     EXPECT_EQ(r.up.delivered, 16u) << c.name;
   }
+  // The first exchange on the exact link, and the grandmaster's address from its identity.
+  const auto events = fwmsim::recorder().events();
+  auto first = std::find_if(events.begin(), events.end(), [](auto &e) { return e.text.starts_with("tx 0/1 "); });
+  ASSERT_GE(events.end() - first, 7);
+  std::vector<std::string> exchange;
+  for (auto e = first; e != first + 7; ++e) exchange.push_back(e->text);
+  EXPECT_EQ(exchange,
+            (std::vector<std::string>{
+                "tx 0/1 vnet Delay_Req seq 0 domain 24 from 001b19.fffe.000003-3, sent at 1800000000.000000000",
+                "rx 0/1 vnet announce seq 0 domain 24 from 001b19.fffe.000001-1: GM 001b19.fffe.000001 "
+                "priority1 128 class 6 priority2 128 steps 0 (changed: ANNOUNCE_CHANGE raised)",
+                "rx 0/1 vnet Sync seq 0 domain 24 from 001b19.fffe.000001-1, received at 1800000000.000001000",
+                "rx 0/1 vnet Follow_Up seq 0 domain 24 from 001b19.fffe.000001-1 time 1800000000.000000000",
+                "measure 0/1 vnet t2-t1 1000 ns seq 0",
+                "rx 0/1 vnet Delay_Resp seq 0 domain 24 from 001b19.fffe.000001-1 time 1800000000.000001000 "
+                "for 001b19.fffe.000003-3",
+                "measure 0/1 vnet t4-t3 1000 ns seq 0"}));
+  EXPECT_EQ(std::vector<uint8_t>(first[1].bytes.begin() + 6, first[1].bytes.begin() + 12),
+            (std::vector<uint8_t>{0x00, 0x1B, 0x19, 0x00, 0x00, 0x01}));
   EXPECT_EQ(fwmsim::recorder().texts("vnet").back(),
             "gm 001b19.fffe.000001-1 lost a frame sent at 1800000000.437501000, in an outage");
 }
