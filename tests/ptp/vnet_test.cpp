@@ -46,8 +46,9 @@ Outcome run(uint32_t port, const fwmsim::LinkSpec &spec, bool twoStep, int64_t f
   gm.twoStep = twoStep;
   const auto master = net.addGrandmaster(gm), slave = net.addEnginePort(0, port);
   EXPECT_TRUE(net.connect(master, slave, spec));
-  EXPECT_FALSE(net.connect(slave, master, spec));
+  EXPECT_FALSE(net.connect(slave, master, spec) || net.connect(slave, slave, spec) || net.connect(slave, 9, spec));
   net.runUntil(kStart + forMs * kMs - 1);
+  EXPECT_EQ(net.now(), kStart + forMs * kMs - 1);
   Outcome r{{}, {}, net.counters(master), net.counters(slave), fwmsim::recorder().textsSince(mark)};
   for (const auto &t : r.trace) {
     long long ns = 0;
@@ -70,9 +71,8 @@ struct Want {
     auto [lo_, hi_] = std::minmax_element(v.begin(), v.end());
     EXPECT_GE(*lo_, lo) << name << " " << what;
     EXPECT_LE(*hi_, hi) << name << " " << what;
-    const double m = std::accumulate(v.begin(), v.end(), 0.0) / static_cast<double>(v.size());
     if (tolerance >= 0) {
-      EXPECT_NEAR(m, mean, tolerance) << name << " " << what;
+      EXPECT_NEAR(std::accumulate(v.begin(), v.end(), 0.0) / static_cast<double>(v.size()), mean, tolerance) << name;
     }
   }
 };
@@ -160,13 +160,6 @@ TEST(VirtualNet, TheSameSeedGivesTheSameRun) {
     return t;
   };
   EXPECT_GT(a.down.lost, 0u);
-  fwmsim::VirtualNet net(1, kStart);  // joins that cannot be
-  const auto gm = net.addGrandmaster({});
-  EXPECT_FALSE(net.connect(gm, gm, spec));
-  EXPECT_FALSE(net.connect(gm, gm + 1, spec));
-  net.runUntil(kStart + kMs);
-  EXPECT_EQ(net.counters(gm).sent, 0u);
-  EXPECT_EQ(net.now(), kStart + kMs);
   EXPECT_EQ(portless(a.trace), portless(b.trace));
   EXPECT_NE(portless(a.trace), portless(c.trace));
 }
