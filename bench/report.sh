@@ -169,5 +169,16 @@ if cmake --build "$build" --target clkcheck -j "$jobs" >/dev/null &&
 else
   row "clkcheck beside tshark (bench/clkcheck.sh)" "" "n/a" ""
 fi
+# The virtual network (bench/vnet_bench.cpp): a slave at 16 Syncs/s for one
+# virtual hour, as a multiple of real time.
+if cmake --build "$build" --target vnet_bench -j "$jobs" >/dev/null &&
+  "$build/bench/vnet_bench" --benchmark_format=json >"$out/vnet.json" 2>"$out/vnet.log"; then
+  fast=$(python3 -c 'import json, sys; print("%.0f" % json.load(open(sys.argv[1]))["benchmarks"][0]["x_real_time"])' \
+    "$out/vnet.json")
+  row "virtual link, slave at 16 Syncs/s for a virtual hour: x real time" ">= 1000" "$fast" \
+    "$(verdict "$fast" ">=" 1000)"
+else
+  row "virtual link, slave at 16 Syncs/s for a virtual hour (bench/vnet_bench)" "" "n/a" ""
+fi
 row "armhf .text of libfwmclk.so, -O2" "" "$textO2" ""
 row "armhf .text of libfwmclk.so, -Os" "" "$textOs" ""

@@ -99,6 +99,14 @@ bool enableHardwareStamps(int fd, const std::string &iface) {
 
 }  // namespace
 
+std::chrono::nanoseconds Transport::now() const { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+fwmptp::Timestamp Transport::trueNow() const {
+  timespec t{};
+  ::clock_gettime(CLOCK_REALTIME, &t);
+  return {static_cast<uint64_t>(t.tv_sec), static_cast<uint32_t>(t.tv_nsec)};
+}
+
 Link::~Link() {
   if (fd_ >= 0) ::close(fd_);
   if (igmpFd_ >= 0) ::close(igmpFd_);

@@ -1,8 +1,7 @@
-// A wire port's link: the packet socket on one network interface, the
-// kernel's time stamps of what it sends and receives, and the interface's
-// own addresses. It knows frames, not what they carry.
 #pragma once
 
+#include <cerrno>
+#include <chrono>
 #include <functional>
 #include <optional>
 #include <span>
@@ -15,21 +14,14 @@ namespace fwmsim {
 
 using Stamp = std::optional<fwmptp::Timestamp>;
 
-class Link {
+// What a wire port's frames travel through: the packet socket on a network
+// interface (Link), nothing (NoLink: every send fails), or a link of the
+// virtual network. It knows frames, not what they carry. Stamps it gives are
+// true time; now() is the clock the port's schedule runs on.
+class Transport {
  public:
-  Link() = default;  // on no link: every send fails
-  explicit Link(std::string iface) : iface_(std::move(iface)) {}
-  ~Link();
-  Link(const Link &) = delete;
-  Link &operator=(const Link &) = delete;
-
-  // Why `iface` cannot carry a wire port, or nothing when it can.
-  static std::optional<std::string> check(const std::string &iface);
-  // Opens the socket, asks for time stamps and joins the PTP groups.
-  bool open(std::string *why);
-
+  virtual ~Transport() = default;
   const std::string &iface() const { return iface_; }
-  int fd() const { return fd_; }
   const fwmptp::MacAddr &mac() const { return mac_; }
   uint32_t ip() const { return ip_; }
   bool hardwareStamps() const { return hardware_; }
@@ -39,18 +31,51 @@ class Link {
     int error = 0;  // errno of a failed send
     Stamp stamp;    // with a stamp asked for and given
   };
-  // Sends a whole frame; with `wantStamp`, waits briefly for its transmit stamp.
-  Sent send(std::span<const uint8_t> frame, bool wantStamp);
+  // Sends a whole frame; with `wantStamp`, also its transmit stamp.
+  virtual Sent send(std::span<const uint8_t> frame, bool wantStamp) = 0;
+  // The schedule's clock: any fixed origin, nanoseconds.
+  virtual std::chrono::nanoseconds now() const;
+  // True time now (a one-step Sync's origin time).
+  virtual fwmptp::Timestamp trueNow() const;
+
+ protected:
+  explicit Transport(std::string iface) : iface_(std::move(iface)) {}
+  std::string iface_;
+  fwmptp::MacAddr mac_{};
+  uint32_t ip_ = 0;
+  bool hardware_ = false;
+};
+
+// A port on no link ("injected"): what it answers fails to send.
+class NoLink final : public Transport {
+ public:
+  NoLink() : Transport("injected") {}
+  Sent send(std::span<const uint8_t>, bool) override { return {false, EBADF, std::nullopt}; }
+};
+
+// The packet socket on one network interface, the kernel's time stamps of
+// what it sends and receives, and the interface's own addresses.
+class Link final : public Transport {
+ public:
+  explicit Link(std::string iface) : Transport(std::move(iface)) {}
+  ~Link() override;
+  Link(const Link &) = delete;
+  Link &operator=(const Link &) = delete;
+
+  // Why `iface` cannot carry a wire port, or nothing when it can.
+  static std::optional<std::string> check(const std::string &iface);
+  // Opens the socket, asks for time stamps and joins the PTP groups.
+  bool open(std::string *why);
+  int fd() const { return fd_; }
+
+  // Waits briefly for the transmit stamp when one is asked for.
+  Sent send(std::span<const uint8_t> frame, bool wantStamp) override;
   // Hands every frame waiting on the socket, with its receive stamp, to `onFrame`.
   void receive(const std::function<void(std::span<const uint8_t>, const Stamp &)> &onFrame);
 
  private:
-  std::string iface_ = "injected";
   int fd_ = -1;      // packet socket
   int igmpFd_ = -1;  // holds the IPv4 group membership
-  fwmptp::MacAddr mac_{};
-  uint32_t ip_ = 0;
-  bool hardware_ = false;
 };
 
 // The groups a wire port listens to besides the primary ones.

@@ -1,7 +1,7 @@
 // One wire port's protocol: what the engine's programmed state makes it send
 // and on what schedule (PortSender), and what it makes of what arrives
 // (PortReceiver). Both see the engine through a Programmed snapshot taken
-// under the engine's lock, and the link only through Link.
+// under the engine's lock, and the link only through its Transport.
 #pragma once
 
 #include <atomic>
@@ -21,7 +21,8 @@
 
 namespace fwmsim {
 
-using Steady = std::chrono::steady_clock;
+// A time on the clock of a port's transport (Transport::now).
+using WireTime = std::chrono::nanoseconds;
 
 inline constexpr uint32_t kStateMaster = 6, kStateUncalibrated = 8, kStateSlave = 9;
 inline constexpr uint32_t kCtrlSyncSrcIdCheck = 10;
@@ -72,15 +73,16 @@ fwmptp::EventMessage eventFrom(const Programmed &g, uint8_t type, uint16_t seque
 
 class PortSender {
  public:
-  PortSender(uint32_t unit, uint32_t port, Link &link, WireCounters &counters)
+  PortSender(uint32_t unit, uint32_t port, Transport &link, WireCounters &counters)
       : unit_(unit), port_(port), link_(link), counters_(counters) {}
   // Sends what is due; returns when something is due next.
-  Steady::time_point service(const Programmed &g, Steady::time_point now);
+  WireTime service(const Programmed &g, WireTime now);
   // Frames `msg` as packet type `pktType` is programmed and sends it; with
   // `wantStamp`, returns its transmit stamp.
   Stamp send(const Programmed &g, uint32_t pktType, std::span<const uint8_t> msg, const std::string &what,
              size_t statWord, bool wantStamp);
   const std::string &who() const { return who_; }
+  const Transport &link() const { return link_; }
 
  private:
   void announce(const Programmed &g);
@@ -89,11 +91,11 @@ class PortSender {
   friend class PortReceiver;
 
   uint32_t unit_, port_;
-  Link &link_;
+  Transport &link_;
   WireCounters &counters_;
   std::string who_ = strf("%u/%u ", unit_, port_) + link_.iface();
   bool transmitting_ = false, syncing_ = false, requesting_ = false;
-  Steady::time_point nextTx_{}, nextSync_{}, nextDelayReq_{};
+  WireTime nextTx_{}, nextSync_{}, nextDelayReq_{};
   uint16_t sequenceId_ = 0, syncSequence_ = 0, delayReqSequence_ = 0, ipId_ = 0;
   std::optional<std::pair<uint16_t, fwmptp::Timestamp>> awaitedResp_;  // a Delay_Req sent: its sequence id and t3
 };
@@ -134,7 +136,7 @@ class PortReceiver {
   AnnounceOffer offer(const ClkNpAnnFields &fields);
   AnnounceOffer offerTimeout();
   // Latches the announce timeout when a whole window passed; returns when to look again.
-  Steady::time_point supervise(const Programmed &g, Steady::time_point now, Steady::time_point next);
+  WireTime supervise(const Programmed &g, WireTime now, WireTime next);
 
  private:
   Verdict judge(const Programmed &g, std::span<const uint8_t> payload, const Stamp &rxStamp, uint32_t hw);
@@ -155,16 +157,16 @@ class PortReceiver {
   WireCounters &counters_;
   bool heard_ = false;
   int heardLog_ = 0;
-  Steady::time_point timeoutAt_{};
+  WireTime timeoutAt_{};
   std::optional<AwaitedSync> awaitedSync_;
 };
 
 // A wire port: its link, what it sends and what it receives.
 struct WirePort {
-  WirePort(uint32_t u, uint32_t p, std::unique_ptr<Link> l, WireCounters &counters)
+  WirePort(uint32_t u, uint32_t p, std::unique_ptr<Transport> l, WireCounters &counters)
       : unit(u), port(p), link(std::move(l)), tx(u, p, *link, counters), rx(u, p, tx, counters) {}
   uint32_t unit, port;
-  std::unique_ptr<Link> link;
+  std::unique_ptr<Transport> link;
   PortSender tx;
   PortReceiver rx;
 };

@@ -248,7 +248,7 @@ void PortReceiver::settle(const Programmed &g, std::span<const uint8_t> frame, V
     if (v.changed) v.text += " (changed: ANNOUNCE_CHANGE raised)";
     heard_ = true;
     heardLog_ = v.heardLog;
-    timeoutAt_ = Steady::now() + intervalOf(g.timeoutLog(heardLog_)) * std::max(g.timeoutMultiple, 1u);
+    timeoutAt_ = sender_.link().now() + intervalOf(g.timeoutLog(heardLog_)) * std::max(g.timeoutMultiple, 1u);
   }
   engine().countPacket(unit_, port_, v.stat);
   counters_.received.fetch_add(1, std::memory_order_relaxed);
@@ -276,7 +276,7 @@ void PortReceiver::answer(const Programmed &g, const fwmptp::EventMessage &r, in
   (void)sender_.send(g, kOdaPktPdelay, fwmptp::encodeEvent(f).view(), describe(f), stat::kPdelayRespFollowUpTx, false);
 }
 
-Steady::time_point PortReceiver::supervise(const Programmed &g, Steady::time_point now, Steady::time_point next) {
+WireTime PortReceiver::supervise(const Programmed &g, WireTime now, WireTime next) {
   if (!g.receive || g.timeoutMultiple == 0) {
     heard_ = false;
     return next;

@@ -28,12 +28,6 @@ std::string describe(const fwmptp::Announce &a) {
               a.grandmasterPriority2, a.stepsRemoved);
 }
 
-fwmptp::Timestamp realtimeNow() {
-  timespec t{};
-  ::clock_gettime(CLOCK_REALTIME, &t);
-  return {static_cast<uint64_t>(t.tv_sec), static_cast<uint32_t>(t.tv_nsec)};
-}
-
 EngineTime engineTime(const fwmptp::Timestamp &t) { return {t.seconds, t.nanoseconds}; }
 
 }  // namespace
@@ -135,7 +129,7 @@ Stamp PortSender::send(const Programmed &g, uint32_t pktType, std::span<const ui
   layout.udpPort = type < 8 ? fwmptp::kEventPort : fwmptp::kGeneralPort;
   layout.ipId = ipId_++;
   const auto frame = fwmptp::buildFrame(msg, layout);
-  const Link::Sent sent = link_.send(frame, wantStamp);
+  const Transport::Sent sent = link_.send(frame, wantStamp);
   if (!sent.ok) {
     engine().countPacket(unit_, port_, stat::kTxFailed);
     recordWire("tx " + who_ + " failed: " + std::strerror(sent.error), frame);
@@ -185,7 +179,7 @@ void PortSender::sync(const Programmed &g) {
   if (twoStep)
     m.flagField |= fwmptp::kFlagTwoStep;
   else
-    m.timestamp = realtimeNow();
+    m.timestamp = link_.trueNow();
   const auto stamp = send(g, kOdaPktSync, fwmptp::encodeEvent(m).view(), describe(m), stat::kSyncTx, twoStep);
   const uint32_t flags =
       ts::kFlagValid | (twoStep ? ts::kFlagTwoStep : 0) | (link_.hardwareStamps() ? ts::kFlagHardware : 0);
@@ -207,10 +201,10 @@ void PortSender::delayReq(const Programmed &g) {
   if (t3) awaitedResp_.emplace(m.sequenceId, *t3);
 }
 
-Steady::time_point PortSender::service(const Programmed &g, Steady::time_point now) {
-  Steady::time_point next = now + kIdleRecheck;
+WireTime PortSender::service(const Programmed &g, WireTime now) {
+  WireTime next = now + kIdleRecheck;
   // One schedule: `on` says whether the message is due at all, `log` how often.
-  auto schedule = [&](bool on, bool &running, Steady::time_point &at, int log, auto &&sendOne) {
+  auto schedule = [&](bool on, bool &running, WireTime &at, int log, auto &&sendOne) {
     if (!on) {
       running = false;
       return;

@@ -31,6 +31,9 @@ struct WireState {
   void run();
 };
 
+// The socket ports' schedules run on the steady clock.
+WireTime steadyNow() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
 WireState &state() {
   static auto *s = new WireState;  // the thread may outlive main's objects
   return *s;
@@ -40,7 +43,7 @@ void WireState::run() {
   setThreadName("wire");
   epoll_event events[64];
   while (true) {
-    auto now = Steady::now();
+    const WireTime now = steadyNow();
     auto next = now + kIdleRecheck;
     {
       std::lock_guard lk(mu);
@@ -49,13 +52,13 @@ void WireState::run() {
         next = std::min(next, p->rx.supervise(g, now, p->tx.service(g, now)));
       }
     }
-    auto waitMs = std::chrono::ceil<std::chrono::milliseconds>(next - Steady::now()).count();
+    auto waitMs = std::chrono::ceil<std::chrono::milliseconds>(next - steadyNow()).count();
     int n = ::epoll_wait(epfd, events, 64, static_cast<int>(std::max<int64_t>(waitMs, 0)));
     std::lock_guard lk(mu);
     for (int i = 0; i < n; ++i) {
       if (events[i].data.ptr == nullptr) return;  // the stop event
       auto &p = *static_cast<WirePort *>(events[i].data.ptr);
-      p.link->receive([&](std::span<const uint8_t> frame, const Stamp &stamp) {
+      static_cast<Link &>(*p.link).receive([&](std::span<const uint8_t> frame, const Stamp &stamp) {
         p.rx.handle(frame, stamp, p.link->hardwareStamps());
       });
     }
@@ -74,6 +77,7 @@ bool Wire::attach(uint32_t unit, uint32_t portNo, const std::string &iface, std:
   auto link = std::make_unique<Link>(iface);
   if (!link->open(why)) return false;
   WireState &s = state();
+  const int fd = link->fd();
   auto p = std::make_unique<WirePort>(unit, portNo, std::move(link), s.counters);
   std::lock_guard lk(s.mu);
   if (s.epfd < 0) {
@@ -87,7 +91,7 @@ bool Wire::attach(uint32_t unit, uint32_t portNo, const std::string &iface, std:
   epoll_event ev{};
   ev.events = EPOLLIN;
   ev.data.ptr = p.get();
-  ::epoll_ctl(s.epfd, EPOLL_CTL_ADD, p->link->fd(), &ev);
+  ::epoll_ctl(s.epfd, EPOLL_CTL_ADD, fd, &ev);
   s.ports.push_back(std::move(p));
   if (!s.thread.joinable()) s.thread = std::thread([&s] { s.run(); });
   return true;
@@ -119,7 +123,7 @@ WirePort &portAt(WireState &s, uint32_t unit, uint32_t portNo) {
   WirePort *p = at(s.ports);
   if (!p) p = at(s.injected);
   if (!p) {
-    s.injected.push_back(std::make_unique<WirePort>(unit, portNo, std::make_unique<Link>(), s.counters));
+    s.injected.push_back(std::make_unique<WirePort>(unit, portNo, std::make_unique<NoLink>(), s.counters));
     p = s.injected.back().get();
   }
   return *p;
