@@ -2,6 +2,7 @@
 // nanosecond, seeded wander, the three steering slots reached through the
 // library's entries, and the asymmetry and clock a slave port measures with.
 #include <gtest/gtest.h>
+#include <time.h>
 
 #include <array>
 #include <optional>
@@ -65,6 +66,10 @@ TEST_F(EngineClock, ModelsReadExactlyAtTrueInstants) {
       alone.push_back(fwmsim::readNs(1, kT0 + at) - kT0);
     }
     EXPECT_EQ(alone, inOrder) << c.name;
+    fwmsim::setClockModel(1, c.model, 1, kT0);
+    for (const auto &[at, want] : c.reads) (void)fwmsim::readNs(1, kT0 + at);
+    // A stamp older than the clock's last event still reads as it did.
+    EXPECT_EQ(fwmsim::readNs(1, kT0 + c.reads.front().first) - kT0, c.reads.front().second) << c.name;
   }
   EXPECT_EQ(fwmsim::readNs(0, 42), 42);  // no model: true time
   fwmsim::resetBoard();
@@ -121,12 +126,18 @@ TEST_F(EngineClock, SteeredThroughTheLibrarysEntries) {
   EXPECT_EQ(fwmsim::rtcNsAdjust(0, 0, nullptr), CLK_NP_ERR_NULL_PTR);
   EXPECT_EQ(fwmsim::rtcGetChannelTs(0, 0, nullptr), CLK_NP_ERR_NULL_PTR);
   EXPECT_EQ(fwmsim::rtcSetTime(8, 0, 0, 0), CLK_NP_ERR_PARAM);
+  EXPECT_EQ(CLK_NP_1588_PtpSetRtcTime(0, 0xFFFF, 0, 0), CLK_NP_ERR_PARAM);  // past 2^63 ns
+  fwmsim::stepClock(8, 1, 0);                                               // units the engine lacks: nothing happens
+  fwmsim::setClockModel(8, ClockModel{}, 1);
   EXPECT_EQ(CLK_NP_1588_PtpGetChannelTs(2, 0, &t), CLK_NP_ERR_NO_FUNC);  // a unit the board lacks
   EXPECT_EQ(now(), (std::array<uint32_t, 3>{1, 15, 999'998'000}));
   fwmsim::setTrueTimeSource([] { return int64_t{5}; });  // a virtual network's clock
   EXPECT_EQ(fwmsim::trueNanos(), 5);
   EXPECT_EQ(fwmsim::linkTrueNanos(), 5);
   fwmsim::setTrueTimeSource({});
+  timespec wall{};
+  ::clock_gettime(CLOCK_REALTIME, &wall);
+  EXPECT_NEAR(static_cast<double>(fwmsim::linkTrueNanos() - wall.tv_sec * kS), 0, 1e9);
   EXPECT_EQ(fwmsim::trueNanos(), t0 + 11 * kS);
   const auto trace = fwmsim::recorder().texts("rtc");
   EXPECT_EQ(

@@ -93,9 +93,9 @@ inline constexpr size_t kStatAnnTx = stat::kAnnTx, kStatAnnRx = stat::kAnnRx, kS
                         kStatForeign = stat::kForeign;
 
 // ClkNpTimestamps: the port's last exchange, four times of three words each
-// (seconds bits 47..32, seconds bits 31..0, nanoseconds), as the port's own
-// clock (software stamps: CLOCK_REALTIME; hardware stamps: the interface's
-// clock) and the master's messages say:
+// (seconds bits 47..32, seconds bits 31..0, nanoseconds), as the unit's
+// clock (rtc.hpp: its reading at the instant the link stamped) and the
+// master's messages say:
 //   t1 Sync sent by the master (its origin or Follow_Up's precise origin),
 //   t2 that Sync received here, t3 Delay_Req sent here, t4 that Delay_Req
 //   received by the master (Delay_Resp's receive timestamp).
