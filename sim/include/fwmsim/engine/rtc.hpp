@@ -88,8 +88,8 @@ void adjustClockFrequency(uint32_t unit, double ppb, int64_t atTrueNs);
 // Slot 64, ptpGetChannelTs(unit, channel, ts): reads the clock now into the
 //   RtcTime at `ts`; channel kRtcChannelClock is the only one.
 // A null record is CLK_NP_ERR_NULL_PTR. Each call is recorded under facility
-// "rtc" with what it did, and takes a fault injected under its slot's name
-// (the injected code, as a signed result, and nothing changes).
+// "rtc", and what it did after it. They are the board's own, not imports of
+// the library, so fault injection does not reach them.
 inline constexpr uint32_t kRtcAdjustPhase = 0, kRtcAdjustFrequency = 1;
 inline constexpr int64_t kRtcFreqScale = 65536;  // 2^-16 ppb per unit
 inline constexpr double kRtcMaxAdjPpb = 1e6;     // 1000 ppm
