@@ -113,7 +113,13 @@ uint32_t oda_1588_set_ssm_rx_en(uint32_t unit, uint32_t port, uint32_t enable) {
 
 uint32_t oda_1588_set_ptp_control(uint32_t unit, uint32_t port, uint32_t type, uint32_t value, uint32_t reserved) {
   return fwmsim::write(
-      "oda_1588_set_ptp_control", unit, port, [&](OdaPort &p) { p.ptpControl[type] = value; }, type, value, reserved);
+      "oda_1588_set_ptp_control", unit, port,
+      [&](OdaPort &p) {
+        p.ptpControl[type] = value;
+        if (type == fwmsim::kCtrlAsymPositive) p.asymmetryNs = value;
+        if (type == fwmsim::kCtrlAsymNegative) p.asymmetryNs = -int64_t{value};
+      },
+      type, value, reserved);
 }
 
 uint32_t oda_1588_get_ptp_control(uint32_t unit, uint32_t type, uint32_t *rec3) {

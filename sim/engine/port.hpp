@@ -39,6 +39,7 @@ struct Programmed {
   std::array<Mac, kOdaPktTypes> da{}, sa{};
   PerPktType dip{}, sip{}, txEnable{}, rxEnable{}, intervals{};
   uint32_t timeoutMultiple = 0, timeoutInterval = 0;
+  int64_t asymmetry = 0;
 
   bool sends(uint32_t type) const { return enabled && txEnable[type] == 1; }
   bool takes(uint32_t type) const { return enabled && rxEnable[type] == 1; }
@@ -57,6 +58,8 @@ struct Programmed {
   }
 };
 Programmed programmed(uint32_t unit, uint32_t port);
+// A link's stamp (true time) as the unit's clock read at that instant.
+Stamp onEngineClock(uint32_t unit, const Stamp &trueStamp);
 
 struct WireCounters {
   std::atomic<uint64_t> sent{0}, received{0}, dropped{0}, timeouts{0};

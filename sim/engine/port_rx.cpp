@@ -73,7 +73,7 @@ void PortReceiver::handle(std::span<const uint8_t> frame, const Stamp &rxStamp, 
   auto parsed = fwmptp::parseFrame(frame);
   if (!parsed) return;  // not PTP: the rest of the link's traffic
   const Programmed g = programmed(unit_, port_);
-  Verdict v = judge(g, parsed->payload, rxStamp, hardware ? ts::kFlagHardware : 0);
+  Verdict v = judge(g, parsed->payload, onEngineClock(unit_, rxStamp), hardware ? ts::kFlagHardware : 0);
   settle(g, frame, v);
   if (v.answer) answer(g, *v.answer, v.requestCorrection);
 }
@@ -158,7 +158,7 @@ Verdict PortReceiver::event(const Programmed &g, const fwmptp::EventMessage &m, 
                   uint32_t flags) {
     v.times.push_back({ts::kT1, t1, seq, flags | ts::kFlagValid | hw});
     v.times.push_back({ts::kT2, t2, seq, flags | ts::kFlagValid | hw});
-    v.measured = Verdict::Difference{"t2-t1", fwmptp::nanosBetween(t2, t1) - (corr >> 16), seq};
+    v.measured = Verdict::Difference{"t2-t1", fwmptp::nanosBetween(t2, t1) - (corr >> 16) - g.asymmetry, seq};
     return v;
   };
   switch (m.messageType) {
@@ -214,7 +214,8 @@ Verdict PortReceiver::event(const Programmed &g, const fwmptp::EventMessage &m, 
       Verdict v = took(stat::kDelayRespRx, describe(m));
       v.times.push_back({ts::kT3, t3, seq, ts::kFlagValid | hw});
       v.times.push_back({ts::kT4, m.timestamp, seq, ts::kFlagValid | hw});
-      v.measured = Verdict::Difference{"t4-t3", fwmptp::nanosBetween(m.timestamp, t3) - (m.correctionField >> 16), seq};
+      v.measured = Verdict::Difference{
+          "t4-t3", fwmptp::nanosBetween(m.timestamp, t3) - (m.correctionField >> 16) + g.asymmetry, seq};
       return v;
     }
     case fwmptp::kMsgPdelayReq: {

@@ -1,10 +1,12 @@
 // What a wire port sends, when, and how it is framed.
+#include <algorithm>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
 #include "fwmsim/board.hpp"
+#include "fwmsim/engine/rtc.hpp"
 #include "fwmsim/recorder.hpp"
 #include "port.hpp"
 
@@ -28,9 +30,19 @@ std::string describe(const fwmptp::Announce &a) {
               a.grandmasterPriority2, a.stepsRemoved);
 }
 
+fwmptp::Timestamp timestampOf(int64_t ns) {
+  ns = std::max<int64_t>(ns, 0);
+  return {static_cast<uint64_t>(ns / kRtcNsPerSecond), static_cast<uint32_t>(ns % kRtcNsPerSecond)};
+}
+
 EngineTime engineTime(const fwmptp::Timestamp &t) { return {t.seconds, t.nanoseconds}; }
 
 }  // namespace
+
+Stamp onEngineClock(uint32_t unit, const Stamp &trueStamp) {
+  if (!trueStamp || !hasClockModel(unit)) return trueStamp;
+  return timestampOf(readNs(unit, static_cast<int64_t>(trueStamp->seconds) * kRtcNsPerSecond + trueStamp->nanoseconds));
+}
 
 Programmed programmed(uint32_t unit, uint32_t portNo) {
   if (unit >= board().feNum) {
@@ -64,6 +76,7 @@ Programmed programmed(uint32_t unit, uint32_t portNo) {
     g.intervals = p.interval;
     g.timeoutMultiple = p.annTimeoutMultiple;
     g.timeoutInterval = p.annTimeoutInterval;
+    g.asymmetry = p.asymmetryNs;
     return g;
   });
 }
@@ -129,7 +142,8 @@ Stamp PortSender::send(const Programmed &g, uint32_t pktType, std::span<const ui
   layout.udpPort = type < 8 ? fwmptp::kEventPort : fwmptp::kGeneralPort;
   layout.ipId = ipId_++;
   const auto frame = fwmptp::buildFrame(msg, layout);
-  const Transport::Sent sent = link_.send(frame, wantStamp);
+  Transport::Sent sent = link_.send(frame, wantStamp);
+  sent.stamp = onEngineClock(unit_, sent.stamp);
   if (!sent.ok) {
     engine().countPacket(unit_, port_, stat::kTxFailed);
     recordWire("tx " + who_ + " failed: " + std::strerror(sent.error), frame);
@@ -179,7 +193,7 @@ void PortSender::sync(const Programmed &g) {
   if (twoStep)
     m.flagField |= fwmptp::kFlagTwoStep;
   else
-    m.timestamp = link_.trueNow();
+    m.timestamp = *onEngineClock(unit_, link_.trueNow());
   const auto stamp = send(g, kOdaPktSync, fwmptp::encodeEvent(m).view(), describe(m), stat::kSyncTx, twoStep);
   const uint32_t flags =
       ts::kFlagValid | (twoStep ? ts::kFlagTwoStep : 0) | (link_.hardwareStamps() ? ts::kFlagHardware : 0);

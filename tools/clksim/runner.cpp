@@ -13,6 +13,7 @@
 #include "fwmclk/fwmclk.h"
 #include "fwmsim/board.hpp"
 #include "fwmsim/clock.hpp"
+#include "fwmsim/engine/rtc.hpp"
 #include "fwmsim/engine/wire.hpp"
 #include "fwmsim/faults.hpp"
 #include "fwmsim/recorder.hpp"
@@ -358,6 +359,8 @@ bool Runner::runStep(const Step &s) {
           emit(b);
           int32_t ret = FWM_Srv_Clk_Notify(body.event);
           fwmsim::clock().settle();
+          // The tables are filled now; the engine's clock slots go in beside the library's.
+          if (body.event == FWM_CLK_EVENT_STARTUP && ret == 0) fwmsim::installEngineClockSlots(g_fnNpClkDriver);
           b.result = static_cast<uint32_t>(ret);
         } else if constexpr (std::is_same_v<T, Note>) {
           b.text = body.text;

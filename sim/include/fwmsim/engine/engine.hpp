@@ -93,9 +93,9 @@ inline constexpr size_t kStatAnnTx = stat::kAnnTx, kStatAnnRx = stat::kAnnRx, kS
                         kStatForeign = stat::kForeign;
 
 // ClkNpTimestamps: the port's last exchange, four times of three words each
-// (seconds bits 47..32, seconds bits 31..0, nanoseconds), as the port's own
-// clock (software stamps: CLOCK_REALTIME; hardware stamps: the interface's
-// clock) and the master's messages say:
+// (seconds bits 47..32, seconds bits 31..0, nanoseconds), as the unit's
+// clock (rtc.hpp: its reading at the instant the link stamped) and the
+// master's messages say:
 //   t1 Sync sent by the master (its origin or Follow_Up's precise origin),
 //   t2 that Sync received here, t3 Delay_Req sent here, t4 that Delay_Req
 //   received by the master (Delay_Resp's receive timestamp).
@@ -132,6 +132,15 @@ inline int64_t lastDelay(const uint32_t *words) {
 }
 // PTP control types the receive path honours: source identity and domain checks of announces.
 inline constexpr uint32_t kCtrlAnnSrcIdCheck = 9, kCtrlAnnDomainCheck = 14;
+// The port's delay asymmetry, as IEEE 1588-2019 16.8 has it: the master-to-
+// slave delay minus the mean path delay, in nanoseconds, positive when the
+// master-to-slave path is the longer. Control type 4 writes it as is, type 5
+// its magnitude when negative; the last write of either holds. A SLAVE port
+// corrects its measurements by it: t2 - t1 less the asymmetry, t4 - t3 plus
+// it (the Sync's correction gains it, the Delay_Req's loses it), so that
+// half their difference is the offset from the master. The time-stamp record
+// keeps the stamps as taken.
+inline constexpr uint32_t kCtrlAsymPositive = 4, kCtrlAsymNegative = 5;
 
 using Mac = std::array<uint8_t, 6>;
 using Words3 = std::array<uint32_t, 3>;
@@ -141,6 +150,7 @@ using PerPktType = std::array<uint32_t, kOdaPktTypes>;
 struct OdaPort {
   // Programmed by the library.
   std::map<uint32_t, uint32_t> ptpControl;  // by control type
+  int64_t asymmetryNs = 0;                  // control types 4 and 5
   uint32_t ssmRxEnable = 0;
   uint32_t state = 0;
   uint32_t encap = 0;
