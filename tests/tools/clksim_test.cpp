@@ -234,7 +234,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   const std::string early = writeTemp("early.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {}\n");
   const std::string unsent =
       writeTemp("unsent.yaml",
-                "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 7}\n"
+                "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 1}\n"
                 "  - notify: startup\n  - set_ptp_port_cfg: {unit: 0, port: 3, enable: 1, portState: 9, ifIndex: 3}\n"
                 "  - set_ptp_rx_ctl: {unit: 0, port: 3, pktType: Announce, rxEnable: 1}\n"
                 "  - announce_received: {unit: 0, port: 3, clockClass: 6}\n  - advance: 3s\n");
@@ -252,7 +252,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
     nobody = "--peer 127.0.0.1:" + std::to_string(gone.localPort());
   }
   struct Case {
-    char tool;         // 's' clksim, 'p' clkpeer
+    char tool;         // 's' clksim, 'p' clkpeer, 'c' clkcheck
     std::string args;  // separated by spaces
     int code;
     std::string err;       // what standard error says (a part of it)
@@ -261,9 +261,10 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   const std::string s = CLKSIM_PATH, p = CLKPEER_PATH;
   const Case cases[] = {
       {'s', "--list-scenarios", 0, "", "mira-story"},
+      {'c', "--version", 0, "", "clkcheck "},
       {'p', "--listen 127.0.0.1:0 --idle-exit-ms 1", 0, "0 datagrams"},
       {'s', early, 1, "", "0 requests (0 failed, 1 more could not be made)"},
-      {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 7): ifIndex 3: announce lost"},
+      {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 1): ifIndex 3: announce lost"},
       {'s', bad, 2, bad + ":3:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned"},
       {'s', "/nonexistent/scenario.yaml", 2, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
       {'s', "--builtin no-such-story", 2, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
@@ -292,7 +293,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   };
   std::set<std::pair<std::string, int>> seen;
   for (const auto &c : cases) {
-    std::vector<std::string> argv = {c.tool == 's' ? s : p};
+    std::vector<std::string> argv = {c.tool == 's' ? s : c.tool == 'p' ? p : CLKCHECK_PATH};
     std::istringstream words(c.args);
     argv.insert(argv.end(), std::istream_iterator<std::string>(words), {});
     auto o = fwmtest::runTool(argv);
