@@ -208,6 +208,7 @@ TEST_F(ChannelTest, ChannelAndClientRecords) {
   EXPECT_EQ(fwmsim::framework().initRecord().epollFd, -1);  // no worker, no epoll yet
   static const ClkBkfChInitRec kCh{.opt04 = 1};
   EXPECT_STREQ(expectRecord("BKF_MeshCliChInit(", kCh), "fwm_clk_ntfy");
+  EXPECT_THAT(fwmsim::framework().channels(), ElementsAre("fwm_clk_ntfy"));
   static ClkNtfyCliInitRec cli{.opt08 = 1, .channel = fwmsim::kChannelHandle, .comm = fwmsim::kCommHandle};
   const fwmsim::UrlArea url{0x7F000001u, 39011u, "fwm_ntfy"};
   std::memcpy(cli.url, &url, sizeof url);

@@ -8,6 +8,7 @@
 #include <tuple>
 
 #include "fwmclk/fwmclk.h"
+#include "fwmclk/platform/im_agent.h"
 #include "testkit.hpp"
 
 // Records are built with designated initializers; the fields left out are zero.
@@ -151,6 +152,9 @@ TEST_F(DiagLog, DeliversOnlySwitchedOnLevelsWithTheirNames) {
     ASSERT_NE(text, events.rend());
     EXPECT_EQ(std::string(text->bytes.begin(), text->bytes.end()), "port 7 up" + std::string(503, '\0'));
   }
+  void *kept = nullptr;  // the count the checks above rely on sees an object nobody freed
+  ASSERT_EQ(IM_Agent_ObjCreate(9, 0x9AF107F, &kept, kHandle), 0u);
+  EXPECT_EQ(fwmsim::agent().liveObjects(), 1u);
 }
 
 TEST_F(DiagLog, LongestLineFitsLongerOneIsSentAsLeftAndSwitchesAreHonoured) {
@@ -185,7 +189,7 @@ TEST_P(DiagFailure, ReportsOnTheDebugChannelAndFreesOnlyUnsentObjects) {
     ASSERT_EQ(FWM_SRV_ORCH_CLK_ImAgentUpdateDebugSwitch(FWM_CLK_LOG_ERROR, on), 0u);
     mark_ = fwmsim::recorder().mark();
     fwmsim::faults().inject(f.fn, f.code, 1, f.skip);
-    (void)FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "lost");
+    EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentDiagLog(FWM_CLK_LOG_ERROR, "lost"), 0) << on;  // the free's or report's 0
     std::vector<std::string> expected;
     for (const std::string &c : f.calls)
       if (!c.empty() || on != 0)

@@ -604,6 +604,8 @@ TEST_F(Adapter, AcceptedValuesPortControlControlReadAndNullMac) {
   ClkNpPtpCtrlRec rec{{3, 99}};
   EXPECT_EQ(clk_1588_get_ptp_control(1, 31, &rec), 0);
   EXPECT_THAT(rec.word, ElementsAre(3u, 0x1234u));
+  EXPECT_EQ(clk_1588_get_ptp_control(1, 30, &rec), 0);  // a type never set reads as 0
+  EXPECT_THAT(rec.word, ElementsAre(3u, 0u));
   const uint8_t mac[6] = {1, 2, 3, 4, 5, 6};
   ASSERT_EQ(clk_1588_set_encap_da(1, 3, 1, mac), 0);
   Timeline nullMac;

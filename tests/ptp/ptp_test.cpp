@@ -203,6 +203,7 @@ TEST(WirePort, BadEventMessagesAreCountedAndIgnoredGoodOnesMeasure) {
        "Delay_Resp for 7c2e0d.fffe.000100-1"},
       {"not awaited", {{9, 3, {100, 0}}}, {{stat::kBadSequence, 1}}, "Delay_Resp seq 3, no Delay_Req awaited"},
       {"not asked", {{3, 3, {}, {100, 0}}}, {{stat::kForeign, 1}}, "Pdelay_Resp not awaited"},
+      {"not answered", {{2, 4, {}, {100, 0}}}, {{stat::kForeign, 1}}, "Pdelay_Req not answered here"},
       {"two-step",
        {{0, 5, {}, {100, 2000}, 0, 0x10000}, {8, 5, {100, 500}, {}, 0, 0x20000}},
        {{stat::kSyncRx, 1}, {stat::kFollowUpRx, 1}},
@@ -221,7 +222,7 @@ TEST(WirePort, BadEventMessagesAreCountedAndIgnoredGoodOnesMeasure) {
       p.state = 9;
       p.domainNumber = 24;
       p.identityTx = {0x001B19FF, 0xFE000003, 3};
-      p.rxEnable[fwmsim::kOdaPktSync] = p.rxEnable[fwmsim::kOdaPktDelayResp] = 1;
+      p.rxEnable[fwmsim::kOdaPktSync] = p.rxEnable[fwmsim::kOdaPktDelayResp] = p.rxEnable[fwmsim::kOdaPktPdelay] = 1;
     });
     for (const auto &in : c.in)
       fwmsim::wire().deliver(0, port, frameOf(in), in.stamp.tv_sec ? std::optional(in.stamp) : std::nullopt);

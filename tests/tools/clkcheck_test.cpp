@@ -191,7 +191,8 @@ std::string scenario(int domain, const char *more, const std::string &name) {
 
 TEST(Clkcheck, CaptureAgainstWhatTheScenarioProgrammed) {
   const std::string good = write(goodLink(), "programmed.pcap");
-  EXPECT_EQ(check(good, {"--programmed", scenario(24, "", "right.yaml")}).exitCode, 0);
+  const char *nothing = "  - set_ptp_tx_src_port_id: {unit: 0, port: 1, nullRecord: 1}\n";  // programs nothing
+  EXPECT_EQ(check(good, {"--programmed", scenario(24, nothing, "right.yaml")}).exitCode, 0);
   const auto o = check(good, {"--programmed",
                               scenario(25,
                                        "  - set_ptp_tx_src_port_id: {unit: 0, port: 2, identity: "

@@ -234,10 +234,14 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   const std::string early = writeTemp("early.yaml", "board: {chipType: 40}\nsteps:\n  - set_ptp_glb_cfg: {}\n");
   const std::string unsent =
       writeTemp("unsent.yaml",
-                "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 7}\n"
+                "board: {chipType: 40}\nsteps:\n  - fail: {function: CLOCK_NegoinfoiNtfyCliMsgSend, code: 1}\n"
                 "  - notify: startup\n  - set_ptp_port_cfg: {unit: 0, port: 3, enable: 1, portState: 9, ifIndex: 3}\n"
                 "  - set_ptp_rx_ctl: {unit: 0, port: 3, pktType: Announce, rxEnable: 1}\n"
                 "  - announce_received: {unit: 0, port: 3, clockClass: 6}\n  - advance: 3s\n");
+  const std::string failing = writeTemp("failing.yaml",
+                                        "board: {chipType: 40}\nsteps:\n  - notify: startup\n"
+                                        "  - fail: {function: oda_1588_set_ptp_control, code: 5}\n"
+                                        "  - set_ptp_glb_cfg: {slavePort: 3}\n");
   fwmtools::UdpSocket busy;
   ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
   const std::string taken = "127.0.0.1:" + std::to_string(busy.localPort());
@@ -248,7 +252,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
     nobody = "--peer 127.0.0.1:" + std::to_string(gone.localPort());
   }
   struct Case {
-    char tool;         // 's' clksim, 'p' clkpeer
+    char tool;         // 's' clksim, 'p' clkpeer, 'c' clkcheck
     std::string args;  // separated by spaces
     int code;
     std::string err;       // what standard error says (a part of it)
@@ -257,9 +261,10 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   const std::string s = CLKSIM_PATH, p = CLKPEER_PATH;
   const Case cases[] = {
       {'s', "--list-scenarios", 0, "", "mira-story"},
+      {'c', "--version", 0, "", "clkcheck "},
       {'p', "--listen 127.0.0.1:0 --idle-exit-ms 1", 0, "0 datagrams"},
       {'s', early, 1, "", "0 requests (0 failed, 1 more could not be made)"},
-      {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 7): ifIndex 3: announce lost"},
+      {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 1): ifIndex 3: announce lost"},
       {'s', bad, 2, bad + ":3:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned"},
       {'s', "/nonexistent/scenario.yaml", 2, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
       {'s', "--builtin no-such-story", 2, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
@@ -267,6 +272,9 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', "--peer 127.0.0.1", 2, "clksim: --peer 127.0.0.1: expected HOST:PORT, e.g. 127.0.0.1:39011\n"},
       {'s', "--peer 10.0.0.1:39011", 2, "clksim: --peer 10.0.0.1:39011: the negotiation client reaches 127.0.0.1 only"},
       {'s', nobody, 0, "", "ack      not delivered (nobody listens on 127.0.0.1:"},
+      {'s', "--colour always " + failing, 0, "", "\033[1m  0.000 ── set_ptp_glb_cfg \033[0m\033[2m  " + failing + ":5"},
+      {'s', "--colour always " + failing, 0, "",
+       "\n" + std::string(16, ' ') + "\033[34moda      oda_1588_set_ptp_control(0, 3, 8, 3, 0) = \033[31m5\033[0m"},
       {'s', "--bogus", 2, "The following argument was not expected: --bogus"},
       {'s', "-f xml", 2, "--format: xml not in {text,jsonl}"},
       {'s', "--timeline /nonexistent/t.json", 3,
@@ -285,7 +293,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
   };
   std::set<std::pair<std::string, int>> seen;
   for (const auto &c : cases) {
-    std::vector<std::string> argv = {c.tool == 's' ? s : p};
+    std::vector<std::string> argv = {c.tool == 's' ? s : c.tool == 'p' ? p : CLKCHECK_PATH};
     std::istringstream words(c.args);
     argv.insert(argv.end(), std::istream_iterator<std::string>(words), {});
     auto o = fwmtest::runTool(argv);
@@ -446,6 +454,21 @@ TEST_F(Story, QueriesReturnWhatTheEngineWasGiven) {
   EXPECT_EQ(ts["result"], 0);
   EXPECT_EQ(ts["reply"], json({0, 1, 2, 3, 4, 5, 6, 9, 10, 11, 12, 13, 14, 7, 8, 15, 16}));
   EXPECT_EQ(end(step("get_ptp_pkt_stat"))["reply"][0], 120);
+}
+
+// Each kind of field as the step shows what it was given.
+TEST_F(Story, StepsShowTheirFields) {
+  const std::pair<const char *, const char *> cases[] = {
+      {"set_ptp_pkt_encap", R"({"destIp":"224.0.1.129","destMac":"01:00:5e:00:01:81","dscp":46,"encapType":3,
+        "srcIp":"10.3.0.1","srcMac":"00:1b:19:03:00:03","vlanId":100,"vlanPriority":5})"},
+      {"set_ptp_port_cfg", R"({"annTimeoutMultiple":3,"ctrlType0Value":1,"ctrlType1Value":1,"ctrlType2Value":0,
+        "ctrlType33Value":0,"domainNumber":24,"enable":1,"ifIndex":3,"portState":9,
+        "rxSrcPortIdentity":"001b19.fffe.00a001-1"})"},
+      {"set_ptp_port_pkt", R"({"clockAccuracy":33,"clockClass":6,"currentUtcOffset":37,"flagField":8,
+        "grandmasterIdentity":"001b19.fffe.00a001","grandmasterPriority1":128,"grandmasterPriority2":128,
+        "offsetScaledLogVariance":20061,"stepsRemoved":2,"timeSource":32})"},
+  };
+  for (const auto &[name, fields] : cases) EXPECT_EQ(step(name).at(0)["fields"], json::parse(fields)) << name;
 }
 
 TEST_F(Story, AFailingEngineCallIsReportedTwiceThenByTheService) {

@@ -35,6 +35,9 @@ TEST(Ack, DescribesTheAnnounceInIeee1588Terms) {
                                "clockClass 6  clockAccuracy 0x21 (within 100 ns)  offsetScaledLogVariance 0x4e5d",
                                "stepsRemoved 2  timeSource 0x20 (GPS)  currentUtcOffset 37",
                                "sourcePortIdentity 001b19.fffe.00a001-1"}));
+  auto handSet = sampleAnnounce();
+  handSet.timeSource = 0x60;
+  EXPECT_THAT(fwmtools::describeAck({0, 3, 96, handSet}), ::testing::Contains(::testing::HasSubstr("0x60 (HAND_SET)")));
 }
 
 TEST(Identity, PrintsAndParsesTheDottedForm) {
