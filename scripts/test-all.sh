@@ -23,7 +23,7 @@ run_preset dev -LE interop
 bash scripts/ci/tsan.sh
 bash scripts/ci/memcheck.sh
 bash scripts/ci/fuzz.sh
-run_preset armhf -LE interop
+run_preset armhf -LE 'interop|browser'
 bash scripts/ci/consumer.sh
 bash scripts/ci/armhf-tools.sh
 bash scripts/ci/interop.sh
