@@ -155,6 +155,7 @@ TEST_F(DiagLog, DeliversOnlySwitchedOnLevelsWithTheirNames) {
   void *kept = nullptr;  // the count the checks above rely on sees an object nobody freed
   ASSERT_EQ(IM_Agent_ObjCreate(9, 0x9AF107F, &kept, kHandle), 0u);
   EXPECT_EQ(fwmsim::agent().liveObjects(), 1u);
+  EXPECT_EQ(IM_Agent_ObjFree(kept, kHandle), 0u);
 }
 
 TEST_F(DiagLog, LongestLineFitsLongerOneIsSentAsLeftAndSwitchesAreHonoured) {
