@@ -26,12 +26,7 @@ constexpr int64_t kS = 1'000'000'000, kT0 = 1'795'334'400 * kS;
 class EngineClock : public fwmtest::BoardTest {};
 
 ClockModel model(int64_t offsetNs, double ppm, std::vector<fwmsim::ClockStep> steps = {}, double wander = 0) {
-  ClockModel m;
-  m.offsetNs = offsetNs;
-  m.ppm = ppm;
-  m.steps = std::move(steps);
-  m.wanderPpmPerSqrtS = wander;
-  return m;
+  return {.offsetNs = offsetNs, .ppm = ppm, .wanderPpmPerSqrtS = wander, .steps = std::move(steps)};
 }
 
 TEST_F(EngineClock, ModelsReadExactlyAtTrueInstants) {
@@ -168,6 +163,7 @@ TEST_F(EngineClock, SlaveMeasuresOnItsClockLessTheAsymmetry) {
       p.rxEnable[fwmsim::kOdaPktSync] = 1;
     });
     for (auto [type, value] : c.asym) ASSERT_EQ(oda_1588_set_ptp_control(0, port, type, value, 0), 0u);
+    EXPECT_EQ(oda_1588_get_ptp_state(0, port, nullptr), 8u);  // the engine refuses a null record itself
     if (c.offsetNs != 0) fwmsim::setClockModel(0, model(c.offsetNs, 0), 1, 0);
     fwmptp::EventMessage m{fwmptp::kMsgSync, 0, 0, 0, 0, {1, 1}, 9, 0, {100, 0}, {}};
     const auto frame = fwmptp::buildFrame(fwmptp::encodeEvent(m).view(), fwmptp::FrameLayout{});

@@ -154,6 +154,7 @@ TEST(Codec, FramesCarryThePayloadAsProgrammed) {
   other[18 + 20 + 3] = 53;  // UDP to the DNS port: not PTP
   EXPECT_FALSE(fwmptp::parseFrame(other));
   EXPECT_FALSE(fwmptp::parseFrame(Bytes(13, 0)));
+  EXPECT_EQ(fwmptp::internetChecksum(Bytes{0xFF, 0xFF, 0xFF, 0xFF, 0xAB, 0xCF}), 0x5430);  // carries twice
 }
 
 // A slave port's receive path: each bad event message is counted under its
@@ -218,10 +219,7 @@ TEST(WirePort, BadEventMessagesAreCountedAndIgnoredGoodOnesMeasure) {
   uint32_t port = 0;
   for (const auto &c : cases) {
     fwmsim::engine().with(0, ++port, [](fwmsim::OdaPort &p) {
-      p.portEnable = 1;
-      p.state = 9;
-      p.domainNumber = 24;
-      p.identityTx = {0x001B19FF, 0xFE000003, 3};
+      p.portEnable = 1, p.state = 9, p.domainNumber = 24, p.identityTx = {0x001B19FF, 0xFE000003, 3};
       p.rxEnable[fwmsim::kOdaPktSync] = p.rxEnable[fwmsim::kOdaPktDelayResp] = p.rxEnable[fwmsim::kOdaPktPdelay] = 1;
     });
     for (const auto &in : c.in)

@@ -31,10 +31,7 @@ struct Outcome {
 // A slave at 16 Delay_Reqs/s on its own port, a grandmaster at 16 Syncs/s.
 Outcome run(uint32_t port, const fwmsim::LinkSpec &spec, bool twoStep, int64_t forMs, uint64_t seed = 1) {
   fwmsim::engine().with(0, port, [](fwmsim::OdaPort &p) {
-    p.portEnable = 1;
-    p.state = 9;
-    p.domainNumber = 24;
-    p.identityTx = {0x001B19FF, 0xFE000003, 3};
+    p.portEnable = 1, p.state = 9, p.domainNumber = 24, p.identityTx = {0x001B19FF, 0xFE000003, 3};
     for (auto t : {fwmsim::kOdaPktSync, fwmsim::kOdaPktDelayResp, fwmsim::kOdaPktAnnounce}) p.rxEnable[t] = 1;
     p.txEnable[fwmsim::kOdaPktDelay] = 1;
     p.interval[fwmsim::kOdaPktDelay] = fwmsim::kOdaIntervalUnit - 4;
@@ -84,9 +81,11 @@ TEST(VirtualNet, ASlaveMeasuresTheLinkItIsOn) {
     bool twoStep;
     Want t21, t43;
     uint64_t downLost, downOutage;
+    uint32_t encap = 0;  // 2: the slave sends over UDP/IPv4
   } cases[] = {
       {"exact, two-step", {fixed(1000), fixed(1000), 0}, true, {16, 1000, 1000}, {16, 1000, 1000}, 0, 0},
       {"exact, one-step", {fixed(700), fixed(900), 0}, false, {16, 700, 700}, {16, 900, 900}, 0, 0},
+      {"over IPv4", {fixed(700), fixed(900), 0}, false, {16, 700, 700}, {16, 900, 900}, 0, 0, 2},
       {"extra delay there", {fixed(1000, 500), fixed(1000), 0}, true, {16, 1500, 1500}, {16, 1000, 1000}, 0, 0},
       {"extra delay back", {fixed(1000), fixed(1000, 250), 0}, true, {16, 1000, 1000}, {16, 1250, 1250}, 0, 0},
       {"8 ns stamps", {fixed(1003), fixed(1017), 8}, true, {16, 1000, 1000}, {16, 1016, 1016}, 0, 0},
@@ -101,7 +100,13 @@ TEST(VirtualNet, ASlaveMeasuresTheLinkItIsOn) {
   };
   uint32_t port = 0;
   for (const auto &c : cases) {
-    const Outcome r = run(++port, c.spec, c.twoStep, 1000);
+    fwmsim::engine().with(0, ++port, [&](fwmsim::OdaPort &p) { p.encap = c.encap, p.annTimeoutMultiple = 2; });
+    const Outcome r = run(port, c.spec, c.twoStep, 1000);
+    const auto events = fwmsim::recorder().events();  // the first Delay_Req, in the frame the port programs
+    const auto sent = *std::find_if(events.begin(), events.end(),
+                                    [&](auto &e) { return e.text.starts_with("tx 0/" + std::to_string(port) + " "); });
+    EXPECT_EQ(sent.bytes.at(12) << 8 | sent.bytes.at(13), c.encap ? 0x0800 : 0x88F7) << c.name << " " << sent.text;
+    EXPECT_EQ(std::count_if(r.trace.begin(), r.trace.end(), [](auto &t) { return t.starts_with("timeout"); }), 0);
     c.t21.check(r.t21, c.name, "t2-t1");
     c.t43.check(r.t43, c.name, "t4-t3");
     EXPECT_EQ(r.down.lost, c.downLost) << c.name;
@@ -160,6 +165,7 @@ TEST(VirtualNet, TheSameSeedGivesTheSameRun) {
     return t;
   };
   EXPECT_GT(a.down.lost, 0u);
+  EXPECT_EQ(std::pair(a.t21.at(0), a.t43.at(0)), (std::pair<int64_t, int64_t>(3864, 3048)));  // each way's first draws
   EXPECT_EQ(portless(a.trace), portless(b.trace));
   EXPECT_NE(portless(a.trace), portless(c.trace));
 }

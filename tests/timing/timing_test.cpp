@@ -29,13 +29,9 @@ TEST(TimingServo, GainsFollowStampsAndSyncInterval) {
               {false, 0, 0, 0.5, 0, 1, 0.7, 0.3},
               {false, 0, 0, 0, 0.2, 1, 0.7, 0.3}};
   for (const Row &r : rows) {
-    ServoConfig cfg;
-    cfg.softwareStamps = r.sw;
-    cfg.kp = r.fixedKp;
-    cfg.ki = r.fixedKi;
-    cfg.kpScale = r.kpScale;
-    cfg.kiScale = r.kiScale;
-    const PiServo servo(cfg, r.interval);
+    const PiServo servo(
+        {.softwareStamps = r.sw, .kp = r.fixedKp, .ki = r.fixedKi, .kpScale = r.kpScale, .kiScale = r.kiScale},
+        r.interval);
     EXPECT_DOUBLE_EQ(servo.kp(), r.kp) << r.interval;
     EXPECT_DOUBLE_EQ(servo.ki(), r.ki) << r.interval;
   }
@@ -68,12 +64,11 @@ TEST(TimingServo, SequencesOfAClockItSteers) {
       {"frequency clamped", false, 0, 50000, 100000, 0, -1, -1, -1, "UJLL", -100000, -50000, 2e5},
   };
   for (const Row &r : rows) {
-    ServoConfig cfg;
-    cfg.softwareStamps = r.sw;
-    cfg.stepThresholdNs = r.stepThresholdNs;
-    cfg.maxFrequencyPpb = r.maxFreqPpb;
-    cfg.holdoverIntervals = r.holdover;
-    PiServo servo(cfg, 1);
+    PiServo servo({.softwareStamps = r.sw,
+                   .stepThresholdNs = r.stepThresholdNs,
+                   .maxFrequencyPpb = r.maxFreqPpb,
+                   .holdoverIntervals = r.holdover},
+                  1);
     double phase = r.offsetNs, steps = 0;
     ServoOutput o{};
     std::string states;
@@ -169,8 +164,7 @@ TEST(TimingTe, ClassVerdicts) {
 
 TEST(TimingTe, AnalysisOverTheWindow) {
   TeSeries s{10, 1, {500, 200, 50, -30, 20, 10, 10, 10, 10, 10}};
-  TeOptions options;
-  options.settleS = 3;
+  TeOptions options{.settleS = 3};
   TeResult r = analyse(s, options);
   EXPECT_EQ(r.lockTimeS, 12);
   EXPECT_EQ(r.windowStartS, 13);
@@ -216,8 +210,7 @@ TEST(TimingReport, EscapesAndKeepsPeaks) {
   EngineTe e{"a</script><b>&", {0, 0.5, std::vector<double>(20000, 1)}, {}};
   e.series.teNs[12345] = -900;
   e.series.teNs[19999] = 700;
-  TeOptions options;
-  options.settleS = 5000;  // the plot shows the window only
+  TeOptions options{.settleS = 5000};  // the plot shows the window only
   e.result = analyse(e.series, options);
   std::ostringstream out;
   writeHtmlReport(out, "TE <run> & \"x\"", std::span(&e, 1));

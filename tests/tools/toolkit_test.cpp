@@ -9,6 +9,7 @@
 #include "fwmtools/ack_text.hpp"
 #include "fwmtools/announce.hpp"
 #include "fwmtools/pcap.hpp"
+#include "fwmtools/sender.hpp"
 #include "fwmtools/udp_peer.hpp"
 #include "sample_announce.hpp"
 #include "subprocess.hpp"
@@ -46,6 +47,9 @@ TEST(Identity, PrintsAndParsesTheDottedForm) {
   EXPECT_EQ(fwmtools::parseClockIdentity("001B19FFFE00A001"), 0x001B19FFFE00A001ull);
   EXPECT_FALSE(fwmtools::parseClockIdentity("001b19.fffe.00a0"));
   EXPECT_FALSE(fwmtools::parseClockIdentity("001b19.fffe.00a0zz"));
+  auto noMac = sampleAnnounce();  // without fffe in its middle an identity holds no MAC: a local one stands in
+  noMac.sourceClockIdentity = 0x001B19FFFF00A001ull;
+  EXPECT_EQ(fwmtools::senderFrame(noMac).srcMac, (std::array<uint8_t, 6>{2, 0, 0, 0, 0, 0}));
 }
 
 std::string writeSamplePcap(const char *name, const fwmtools::FrameAddressing &addr = {}) {
