@@ -37,6 +37,9 @@ class Timekeeper {
     fwmtools::timing::ServoState state = fwmtools::timing::ServoState::Unlocked;
     std::optional<int64_t> t4SubT3;
     double freqPpb = 0;
+    // Entering holdover: true time, TE and the clock's residual rate then.
+    int64_t holdNs = 0, holdTeNs = 0;
+    double holdRate = 0;
   };
   void serve(Servo &s);
   void steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64_t localNs);

@@ -119,8 +119,20 @@ void Timekeeper::serve(Servo &s) {
 
 void Timekeeper::steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64_t localNs) {
   const uint32_t unit = s.setup->unit;
-  if (out.state != s.state)
-    say_(fmt::format("servo {}:{} {}", unit, s.setup->port, fwmtools::timing::servoStateName(out.state)));
+  if (out.state != s.state) {
+    std::string how;
+    const int64_t now = fwmsim::trueNanos(), te = fwmsim::timeError(unit);
+    if (out.state == ServoState::Holdover) {
+      s.holdNs = now, s.holdTeNs = te, s.holdRate = fwmsim::clockRate(unit);
+      how = fmt::format(": TE {} ns, residual frequency {:.3f} ppb", te, s.holdRate * 1e9);
+    } else if (s.state == ServoState::Holdover) {
+      // What the residual frequency alone would have made of the TE.
+      const double expect = static_cast<double>(s.holdTeNs) + s.holdRate * static_cast<double>(now - s.holdNs);
+      how = fmt::format(": after {:.3f} s of holdover TE {} ns, {:.0f} ns by the residual frequency",
+                        static_cast<double>(now - s.holdNs) / 1e9, te, expect);
+    }
+    say_(fmt::format("servo {}:{} {}{}", unit, s.setup->port, fwmtools::timing::servoStateName(out.state), how));
+  }
   s.state = out.state;
   if (out.stepNs != 0) {
     // A step of a second or more sets the time; a smaller one moves the phase.
