@@ -180,7 +180,7 @@ if cmake --build "$build" --target vnet_bench -j "$jobs" >/dev/null &&
 else
   row "virtual link, slave at 16 Syncs/s for a virtual hour (bench/vnet_bench)" "" "n/a" ""
 fi
-# The same through clksim (bench/servo_bench.cpp): the servo reads and steers
+# The same through clksim (bench/servo/servo_bench.cpp): the servo reads and steers
 # through the library 16 times a second for a virtual hour, outputs off.
 if cmake --build "$build" --target servo_bench -j "$jobs" >/dev/null &&
   "$build/bench/servo_bench" --benchmark_format=json >"$out/servo.json" 2>"$out/servo.log"; then
@@ -189,7 +189,7 @@ if cmake --build "$build" --target servo_bench -j "$jobs" >/dev/null &&
   row "clksim, locked servo at 16 Syncs/s for a virtual hour: x real time" ">= 1000" "$fast" \
     "$(verdict "$fast" ">=" 1000)"
 else
-  row "clksim, locked servo at 16 Syncs/s for a virtual hour (bench/servo_bench)" "" "n/a" ""
+  row "clksim, locked servo at 16 Syncs/s for a virtual hour (bench/servo/servo_bench)" "" "n/a" ""
 fi
 row "armhf .text of libfwmclk.so, -O2" "" "$textO2" ""
 row "armhf .text of libfwmclk.so, -Os" "" "$textOs" ""
