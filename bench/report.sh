@@ -180,5 +180,16 @@ if cmake --build "$build" --target vnet_bench -j "$jobs" >/dev/null &&
 else
   row "virtual link, slave at 16 Syncs/s for a virtual hour (bench/vnet_bench)" "" "n/a" ""
 fi
+# The same through clksim (bench/servo/servo_bench.cpp): the servo reads and steers
+# through the library 16 times a second for a virtual hour, outputs off.
+if cmake --build "$build" --target servo_bench -j "$jobs" >/dev/null &&
+  "$build/bench/servo_bench" --benchmark_format=json >"$out/servo.json" 2>"$out/servo.log"; then
+  fast=$(python3 -c 'import json, sys; print("%.0f" % json.load(open(sys.argv[1]))["benchmarks"][0]["x_real_time"])' \
+    "$out/servo.json")
+  row "clksim, locked servo at 16 Syncs/s for a virtual hour: x real time" ">= 1000" "$fast" \
+    "$(verdict "$fast" ">=" 1000)"
+else
+  row "clksim, locked servo at 16 Syncs/s for a virtual hour (bench/servo/servo_bench)" "" "n/a" ""
+fi
 row "armhf .text of libfwmclk.so, -O2" "" "$textO2" ""
 row "armhf .text of libfwmclk.so, -Os" "" "$textOs" ""

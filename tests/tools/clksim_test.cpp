@@ -97,6 +97,21 @@ const Refusal kRefusals[] = {
     {"set_ptp_tx_ctl: {unit: 0, port: 3, interval: 100ms}", "3:50", "'100ms' is no interval; intervals are 2^n s"},
     {"set_ptp_tx_src_port_id: {unit: 0, port: 3, identity: 001b19.fffe.00a001}", "3:58",
      "expected a port identity like 001b19.fffe.000001-1"},
+    {"board: {clocks: [{unit: 0, ppm: fast}]}\nsteps: []\n", "1:33",
+     "clock field 'ppm': expected a number, got 'fast'"},
+    {"board: {clocks: [{unit: 0, offset: 1h}]}\nsteps: []\n", "1:36",
+     "expected a time like 1ms, 500ns or 2s, got '1h'"},
+    {"board: {clocks: [{unit: 0}, {unit: 0}]}\nsteps: []\n", "1:36", "a clock: unit 0 has one already"},
+    {"board: {network: {links: [{from: gm, to: \"0:3\"}]}}\nsteps: []\n", "1:34",
+     "link field 'from': 'gm' is neither an engine port (UNIT:PORT) nor a grandmaster above"},
+    {"board: {network: {links: [{from: \"0:1\", to: \"0:2\", jitter: pink}]}}\nsteps: []\n", "1:60",
+     "unknown distribution 'pink'; expected one of: none, uniform, normal, exponential"},
+    {"board: {network: {links: [{from: \"0:1\", to: \"0:2\", outages: [\"9s-2s\"]}]}}\nsteps: []\n", "1:62",
+     "link field 'outages': '9s-2s' ends before it starts"},
+    {"board: {servos: [{unit: 0, port: 3}]}\nsteps: []\n", "1:17", "the servo on 0:3 needs a 'network'"},
+    {"board: {network: {}, servos: [{unit: 0, port: 3, kp: -1}]}\nsteps: []\n", "1:54",
+     "servo field 'kp': -1 is out of range"},
+    {"board: {timeError: {sample: 10us}}\nsteps: []\n", "1:29", "timeError field 'sample': at least 1ms"},
 };
 
 TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
@@ -616,6 +631,71 @@ chmod +x scripts/bin/cmake; ln -s {} build/clksim/tools/clksim/clksim; ln -s {} 
   EXPECT_THAT(fwmtest::readFile(root / "peer.out"),
               HasSubstr("ack 3 (datagram 3): ifIndex 3: announce lost (no grandmaster)"));
   fs::remove_all(root);
+}
+
+// The servo scenario's engine (+100 ppm, wander, 1 ms ahead) on variants of
+// its link, virtual and seeded: the servo's states as it announced them and
+// the time error judged after settling.
+TEST(Timekeeping, TheServoLocksAndTheTimeErrorIsJudged) {
+  struct Row {
+    const char *name, *link, *settling, *steps;
+    std::vector<std::string> states;
+    const char *verdict;
+    int cteLo, cteHi;
+  };
+  const Row rows[] = {
+      {"ideal", "delay: 2us", "60s", "  - advance: 120s\n", {"jump", "locked"}, "C", -10, 10},
+      {"one-way extra delay",
+       "delay: 2us, extra: 1us",
+       "60s",
+       "  - advance: 120s\n",
+       {"jump", "locked"},
+       "none",
+       -520,
+       -480},
+      {"asymmetry programmed",
+       "delay: 2us, extra: 1us",
+       "150s",
+       "  - advance: 60s\n  - set_ptp_port_asym: {unit: 0, port: 3, asymmetry: 500}\n  - advance: 150s\n",
+       {"jump", "locked"},
+       "C",
+       -10,
+       10},
+      {"outage",
+       "delay: 2us, outages: [\"60s-90s\"]",
+       "30s",
+       "  - advance: 120s\n",
+       {"jump", "locked", "holdover", "locked"},
+       "",
+       -100,
+       100},
+  };
+  std::string yaml = fwmtest::readFile(std::string(CLKSIM_SCENARIOS_DIR) + "/servo.yaml");
+  yaml = yaml.substr(0, yaml.find("  - advance:"));
+  const std::regex state("servo 0:3 (\\w+)"), judged("cTE (-?\\d+) ns, class met: (\\w+)"),
+      held("after [0-9.]+ s of holdover TE (-?\\d+) ns, (-?\\d+) ns by the residual");
+  for (const auto &r : rows) {
+    std::string text = std::regex_replace(yaml, std::regex("delay: 2us"), r.link);
+    text = std::regex_replace(text, std::regex("settling: 60s"), std::string("settling: ") + r.settling);
+    if (std::string_view(r.name) == "outage")
+      text = std::regex_replace(text, std::regex("wander: [0-9.]+"), "wander: 0");
+    const auto o = fwmtest::runTool({CLKSIM_PATH, writeTemp("servo.yaml", (text + r.steps).c_str())});
+    ASSERT_EQ(o.exitCode, 0) << r.name << o.err;
+    std::vector<std::string> states;
+    for (std::sregex_iterator it(o.out.begin(), o.out.end(), state), e; it != e; ++it) states.push_back((*it)[1]);
+    EXPECT_EQ(states, r.states) << r.name;
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(o.out, m, judged)) << r.name;
+    EXPECT_GE(std::stoi(m[1]), r.cteLo) << r.name;
+    EXPECT_LE(std::stoi(m[1]), r.cteHi) << r.name;
+    if (*r.verdict) {
+      EXPECT_EQ(m[2], r.verdict) << r.name;
+    }
+    if (std::regex_search(o.out, m, held)) {
+      EXPECT_NEAR(std::stoi(m[1]), std::stoi(m[2]), 5) << r.name;
+    }
+    EXPECT_EQ(o.out.find("holdover TE") != std::string::npos, r.states.size() > 2) << r.name;
+  }
 }
 
 }  // namespace

@@ -54,8 +54,9 @@ SourcePos deepestFlow(std::string_view text, const std::string &file, int *depth
 constexpr std::uintmax_t kMaxFileBytes = 1u << 20;
 
 const std::vector<std::string_view> kTopKeys = {"name", "description", "board", "steps"};
-const std::vector<std::string_view> kBoardKeys = {"chipType", "engines",   "chassis",   "slot",     "selfIp",
-                                                  "masterIp", "coldAgent", "logLevels", "wirePorts"};
+const std::vector<std::string_view> kBoardKeys = {"chipType", "engines",   "chassis",   "slot",      "selfIp",
+                                                  "masterIp", "coldAgent", "logLevels", "wirePorts", "clocks",
+                                                  "network",  "servos",    "timeError"};
 const std::vector<std::string_view> kLevelNames = {"DEBUG", "INFO", "MSG", "ERROR", "SYSBOOT", "PROCINIT"};
 }  // namespace
 
@@ -166,6 +167,7 @@ void Loader::board(const YAML::Node &n, BoardSetup &b) {
       b.wirePorts.push_back(*port);
     }
   }
+  timekeeping(n, b.time);
 }
 
 Scenario Loader::load(std::string_view text) {

@@ -36,6 +36,14 @@ class Loader {
   }
 
   void board(const YAML::Node &n, BoardSetup &b);
+  // The clocks, network, servos and time-error keys of the board (loader_time.cpp).
+  void timekeeping(const YAML::Node &n, TimeKeeping &t);
+  void clocks(const YAML::Node &n, std::vector<EngineClock> &out);
+  void network(const YAML::Node &n, NetworkSetup &out);
+  NetLink link(const YAML::Node &n, const NetworkSetup &net);
+  void servos(const YAML::Node &n, std::vector<ServoSetup> &out);
+  int64_t nanos(const std::string &what, const YAML::Node &v);
+  double real(const std::string &what, const YAML::Node &v, double min, double max);
   Step step(const YAML::Node &n);
   Request request(const OpDesc &op, const std::string &name, const YAML::Node &n);
   AnnounceReceived announce(const std::string &name, const YAML::Node &n);

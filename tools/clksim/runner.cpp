@@ -352,8 +352,12 @@ bool Runner::runStep(const Step &s) {
         } else if constexpr (std::is_same_v<T, Advance>) {
           b.text = "advance " + formatDuration(body.ms);
           emit(b);
-          fwmsim::clock().advance(body.ms);
-          fwmsim::clock().settle();
+          if (keeper_) {
+            keeper_->advance(body.ms);
+          } else {
+            fwmsim::clock().advance(body.ms);
+            fwmsim::clock().settle();
+          }
         } else if constexpr (std::is_same_v<T, Notify>) {
           b.target = fmt::format("FWM_Srv_Clk_Notify({})", body.event);
           emit(b);
@@ -420,6 +424,12 @@ int Runner::run() {
     peerRouted_ = routed.applied && !opt_.peer;
     if (!routed.note.empty()) note(routed.note);
   }
+  const TimeKeeping &tk = sc_.board.time;
+  const bool keeping = tk.network.present || !tk.clocks.empty();
+  if (keeping && opt_.realtime)
+    note("clocks, network and servos run in virtual time only; left out on the wall clock");
+  else if (keeping)
+    keeper_ = std::make_unique<Timekeeper>(tk, [this](std::string text) { note(std::move(text)); });
   int rc = 0;
   for (const auto &w : opt_.wirePorts) {
     std::string why;
@@ -453,6 +463,8 @@ int Runner::run() {
       }
     }
   }
+  if (keeper_) keeper_->finish();
+  keeper_.reset();
   fwmsim::recorder().setSink(nullptr);
   portTable();
   for (auto *o : observers_) o->end();

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "fwmtools/udp_peer.hpp"
+#include "keeper.hpp"
 #include "port_table.hpp"
 #include "scenario.hpp"
 #include "trace.hpp"
@@ -63,6 +64,7 @@ class Runner {
   std::map<uint32_t, std::pair<uint32_t, uint32_t>> ports_;  // ifIndex -> unit, port, from the port configurations
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;
+  std::unique_ptr<Timekeeper> keeper_;  // with clocks or a network only
   // Per thread, the records of platform calls that have not returned yet;
   // `open` indexes each running call's own record (-1: not recorded yet).
   struct Held {

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "records.hpp"
+#include "timekeeping.hpp"
 
 namespace clksim {
 
@@ -37,6 +38,7 @@ struct BoardSetup {
   // Diagnostic log levels switched on (DEBUG 0 .. PROCINIT 5).
   std::array<bool, 6> logLevels{false, true, true, true, true, true};
   std::vector<WirePort> wirePorts;  // run on the wall clock, these ports on the network
+  TimeKeeping time;
 };
 
 // One field as the scenario wrote it, kept for the trace.

@@ -1,0 +1,174 @@
+#include <fmt/format.h>
+
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+
+#include "fwmclk/fwmclk.h"
+#include "fwmsim/board.hpp"
+#include "fwmsim/clock.hpp"
+#include "fwmsim/engine/engine.hpp"
+#include "fwmtools/timing/te.hpp"
+#include "keeper.hpp"
+
+namespace clksim {
+
+namespace {
+
+using fwmtools::timing::ServoState;
+
+std::optional<std::pair<uint32_t, uint32_t>> enginePort(const std::string &s) {
+  const size_t colon = s.find(':');
+  if (colon == std::string::npos) return std::nullopt;
+  return std::pair{static_cast<uint32_t>(std::stoul(s.substr(0, colon))),
+                   static_cast<uint32_t>(std::stoul(s.substr(colon + 1)))};
+}
+
+// The operation table the library registered with the orchestrator, if any.
+std::optional<ClkSrvOrchIntf> orchestratorTable() {
+  const auto &regs = fwmsim::orchestrator().registrations;
+  if (regs.empty() || regs.back().size() != FWM_CLK_ORCH_SLOT_NUM) return std::nullopt;
+  ClkSrvOrchIntf table;
+  std::memcpy(&table, regs.back().data(), sizeof table);
+  return table;
+}
+
+// The engine's clock as the library reads it (slot 64).
+std::optional<int64_t> engineTime(uint32_t unit) {
+  fwmsim::RtcTime t{};
+  if (CLK_NP_1588_PtpGetChannelTs(unit, fwmsim::kRtcChannelClock, &t) != 0) return std::nullopt;
+  const int64_t s = static_cast<int64_t>(uint64_t{t.secondsHigh} << 32 | t.secondsLow);
+  return s * fwmsim::kRtcNsPerSecond + t.nanoseconds;
+}
+
+}  // namespace
+
+Timekeeper::Timekeeper(const TimeKeeping &setup, Say say) : setup_(setup), say_(std::move(say)) {
+  startNs_ = fwmsim::boardTrueNanos();
+  startMs_ = fwmsim::clock().nowMs();
+  nextSampleNs_ = startNs_ + setup_.te.sampleNs;
+  for (const auto &c : setup_.clocks) {
+    fwmsim::setClockModel(c.unit, c.model, c.seed, startNs_);
+    te_[c.unit];
+  }
+  net_ = std::make_unique<fwmsim::VirtualNet>(setup_.network.seed, startNs_);
+  std::map<std::string, fwmsim::VirtualNet::Node> nodes;
+  for (const auto &g : setup_.network.grandmasters) nodes[g.name] = net_->addGrandmaster(g.spec);
+  auto node = [&](const std::string &name) {
+    if (auto it = nodes.find(name); it != nodes.end()) return it->second;
+    auto [unit, port] = *enginePort(name);
+    return nodes[name] = net_->addEnginePort(unit, port);
+  };
+  for (const auto &l : setup_.network.links) {
+    fwmsim::LinkSpec spec = l.spec;
+    // The scenario's outages are times since the run began.
+    for (auto *d : {&spec.there, &spec.back})
+      for (auto &[from, to] : d->outages) from += startNs_, to += startNs_;
+    if (!net_->connect(node(l.from), node(l.to), spec))
+      say_(fmt::format("link {} - {} not made: one end is linked already", l.from, l.to));
+  }
+  fwmsim::setTrueTimeSource([net = net_.get()] { return net->now(); });
+  const double periodS = static_cast<double>(setup_.te.sampleNs) / 1e9;
+  for (const auto &s : setup_.servos) {
+    servos_.push_back({&s, fwmtools::timing::PiServo(s.config, periodS), ServoState::Unlocked, std::nullopt, 0});
+    te_[s.unit];
+  }
+}
+
+Timekeeper::~Timekeeper() { fwmsim::setTrueTimeSource({}); }
+
+void Timekeeper::advance(uint64_t ms) {
+  const int64_t end = net_->now() + static_cast<int64_t>(ms) * 1'000'000;
+  while (net_->now() < end) {
+    const int64_t t = std::min(end, nextSampleNs_);
+    const uint64_t boardMs = startMs_ + static_cast<uint64_t>((t - startNs_) / 1'000'000);
+    if (boardMs > fwmsim::clock().nowMs()) fwmsim::clock().advance(boardMs - fwmsim::clock().nowMs());
+    fwmsim::clock().settle();
+    net_->runUntil(t);
+    if (t < nextSampleNs_) continue;
+    nextSampleNs_ += setup_.te.sampleNs;
+    for (auto &s : servos_) serve(s);
+    for (auto &[unit, series] : te_) series.push_back(static_cast<double>(fwmsim::timeError(unit)));
+  }
+}
+
+// The orchestrator's side: the port's last t2 - t1 and t4 - t3 through the
+// service operations, read-clear, as the offset from the master and the
+// mean path delay.
+void Timekeeper::serve(Servo &s) {
+  const auto table = orchestratorTable();
+  const auto local = engineTime(s.setup->unit);
+  if (!table || !local) return;
+  const uint32_t unit = s.setup->unit, port = s.setup->port;
+  // A read-clear hands nothing back: read, then clear what was read.
+  auto take = [&](auto op, ClkPtpDfxDelay &d) {
+    if (((*table).*op)(unit, port, 0, &d) != 0 || d.words[fwmsim::dly::kCount] == 0) return false;
+    ((*table).*op)(unit, port, 1, nullptr);
+    return true;
+  };
+  ClkPtpDfxDelay sync{}, delay{};
+  const bool haveSync = take(&ClkSrvOrchIntf::getPtpT2SubT1, sync);
+  if (take(&ClkSrvOrchIntf::getPtpT4SubT3, delay)) s.t4SubT3 = fwmsim::lastDelay(delay.words);
+  if (!haveSync || !s.t4SubT3) {
+    steer(s, s.pi.idle(*local), *local);
+    return;
+  }
+  const int64_t ms = fwmsim::lastDelay(sync.words);
+  steer(s, s.pi.sample((ms - *s.t4SubT3) / 2, *local), *local);
+}
+
+void Timekeeper::steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64_t localNs) {
+  const uint32_t unit = s.setup->unit;
+  if (out.state != s.state) {
+    std::string how;
+    const int64_t now = fwmsim::trueNanos(), te = fwmsim::timeError(unit);
+    if (out.state == ServoState::Holdover) {
+      s.holdNs = now, s.holdTeNs = te, s.holdRate = fwmsim::clockRate(unit);
+      how = fmt::format(": TE {} ns, residual frequency {:.3f} ppb", te, s.holdRate * 1e9);
+    } else if (s.state == ServoState::Holdover) {
+      // What the residual frequency alone would have made of the TE.
+      const double expect = static_cast<double>(s.holdTeNs) + s.holdRate * static_cast<double>(now - s.holdNs);
+      how = fmt::format(": after {:.3f} s of holdover TE {} ns, {:.0f} ns by the residual frequency",
+                        static_cast<double>(now - s.holdNs) / 1e9, te, expect);
+    }
+    say_(fmt::format("servo {}:{} {}{}", unit, s.setup->port, fwmtools::timing::servoStateName(out.state), how));
+  }
+  s.state = out.state;
+  if (out.stepNs != 0) {
+    // A step of a second or more sets the time; a smaller one moves the phase.
+    if (std::llabs(out.stepNs) >= fwmsim::kRtcNsPerSecond) {
+      const auto t = fwmsim::rtcTimeOf(localNs + out.stepNs);
+      CLK_NP_1588_PtpSetRtcTime(unit, t.secondsHigh, t.secondsLow, t.nanoseconds);
+    } else {
+      auto a = fwmsim::adjustOf(out.stepNs);
+      CLK_NP_1588_PtpSetRtcNsAdjust(unit, fwmsim::kRtcAdjustPhase, &a);
+    }
+  }
+  if (out.freqPpb != s.freqPpb) {
+    auto a = fwmsim::adjustOf(std::llround(out.freqPpb * fwmsim::kRtcFreqScale));
+    CLK_NP_1588_PtpSetRtcNsAdjust(unit, fwmsim::kRtcAdjustFrequency, &a);
+    s.freqPpb = out.freqPpb;
+  }
+}
+
+void Timekeeper::finish() {
+  fwmtools::timing::TeOptions opt;
+  opt.lockThresholdNs = setup_.te.lockThresholdNs;
+  opt.settleS = setup_.te.settleS;
+  for (const auto &[unit, series] : te_) {
+    fwmtools::timing::TeSeries ts{static_cast<double>(setup_.te.sampleNs) / 1e9,
+                                  static_cast<double>(setup_.te.sampleNs) / 1e9, series};
+    try {
+      const auto r = fwmtools::timing::analyse(ts, opt);
+      std::string lock = r.lockTimeS ? fmt::format("locked after {:.1f} s", *r.lockTimeS) : "never locked";
+      say_(
+          fmt::format("time error of unit {}: {}; from {:.0f} s to {:.0f} s max|TE| {:.0f} ns, cTE {:.0f} ns, "
+                      "class met: {}",
+                      unit, lock, r.windowStartS, r.windowEndS, r.maxAbsTeNs, r.cteNs, r.bestClass));
+    } catch (const std::invalid_argument &e) {
+      say_(fmt::format("time error of unit {}: not judged: {}", unit, e.what()));
+    }
+  }
+}
+
+}  // namespace clksim
