@@ -166,8 +166,13 @@ void writeHtmlReport(std::ostream &out, std::string_view title, std::span<const 
                                {"tdev", curve(e.result.tdev)}});
   }
   // "</" inside the data would end its script element early.
-  std::string json = data.dump();
-  for (size_t at = json.find("</"); at != std::string::npos; at = json.find("</", at + 2)) json.insert(at + 1, "\\");
+  const std::string dumped = data.dump();
+  std::string json;
+  json.reserve(dumped.size());
+  for (size_t i = 0; i < dumped.size(); ++i) {
+    json += dumped[i];
+    if (dumped[i] == '<' && i + 1 < dumped.size() && dumped[i + 1] == '/') json += '\\';
+  }
 
   const std::string t = escapeHtml(title);
   out << "<!DOCTYPE html>\n<html lang=en><head><meta charset=utf-8><title>" << t << "</title><style>" << kStyle
