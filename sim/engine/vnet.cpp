@@ -37,15 +37,15 @@ uint64_t mixed(uint64_t x) {
 
 // One direction of a link: its impairments, its own draws, what it carried.
 struct Direction {
-  LinkDirection spec;
+  LinkDirection shape;
   std::mt19937_64 rng;
   LinkCounters count;
   int64_t lastArrival = std::numeric_limits<int64_t>::min();
 
   double unit() { return static_cast<double>(rng() >> 11) * 0x1.0p-53; }  // [0, 1)
   int64_t variation() {
-    const double w = static_cast<double>(spec.jitterNs);
-    switch (spec.jitter) {
+    const double w = static_cast<double>(shape.jitterNs);
+    switch (shape.jitter) {
       case Jitter::Uniform:
         return static_cast<int64_t>(unit() * w);
       case Jitter::Normal: {  // Box-Muller, one of the pair
@@ -60,7 +60,7 @@ struct Direction {
     return 0;
   }
   bool inOutage(int64_t t) const {
-    return std::any_of(spec.outages.begin(), spec.outages.end(),
+    return std::any_of(shape.outages.begin(), shape.outages.end(),
                        [t](const auto &o) { return t >= o.first && t < o.second; });
   }
 };
@@ -122,14 +122,14 @@ Transport::Sent VirtualNet::Impl::transmit(size_t from, std::span<const uint8_t>
   ++d.count.sent;
   Transport::Sent sent{true, 0, wantStamp ? Stamp(stampOf(truncated(now, l.step))) : std::nullopt};
   const bool outage = d.inOutage(now);
-  if (outage || (d.spec.loss > 0 && d.unit() < d.spec.loss)) {
+  if (outage || (d.shape.loss > 0 && d.unit() < d.shape.loss)) {
     ++(outage ? d.count.outage : d.count.lost);
     if (recorder().enabled())
       recorder().add("vnet", strf("%s lost a frame sent at %s%s", n.name().c_str(), timeText(stampOf(now)).c_str(),
                                   outage ? ", in an outage" : ""));
     return sent;
   }
-  int64_t at = std::max(now, now + d.spec.delayNs + d.spec.extraNs + d.variation());
+  int64_t at = std::max(now, now + d.shape.delayNs + d.shape.extraNs + d.variation());
   at = std::max(at, d.lastArrival);  // no overtaking
   d.lastArrival = at;
   push({at, 0, l.ends[1 - n.side], true, truncated(at, l.step), {frame.begin(), frame.end()}});
@@ -179,9 +179,9 @@ class EnginePort final : public Impl::Node {
 // The network above a slave port: true time, its own announce fields.
 class Grandmaster final : public Impl::Node {
  public:
-  Grandmaster(Impl &net, const GrandmasterSpec &spec) : net_(net), spec_(spec), self_(net.nodes.size()) {
+  Grandmaster(Impl &net, const GrandmasterSpec &shape) : net_(net), spec_(shape), self_(net.nodes.size()) {
     for (size_t i = 0; i < 6; ++i)  // the identity's EUI-48 bytes
-      mac_[i] = static_cast<uint8_t>(spec.identity >> (i < 3 ? 56 - 8 * i : 40 - 8 * i));
+      mac_[i] = static_cast<uint8_t>(shape.identity >> (i < 3 ? 56 - 8 * i : 40 - 8 * i));
     nextAnnounce_ = nextSync_ = net.now;
   }
   std::string name() const override {
@@ -288,19 +288,19 @@ VirtualNet::Node VirtualNet::addGrandmaster(const GrandmasterSpec &gm) {
   return impl_->add(std::make_unique<Grandmaster>(*impl_, gm));
 }
 
-bool VirtualNet::connect(Node a, Node b, const LinkSpec &spec) {
+bool VirtualNet::connect(Node a, Node b, const LinkSpec &shape) {
   Impl &n = *impl_;
   if (a == b || a >= n.nodes.size() || b >= n.nodes.size() || n.nodes[a]->link != kNone || n.nodes[b]->link != kNone)
     return false;
-  Impl::Joined l{{a, b}, {}, spec.stampStepNs};
-  l.dir[0].spec = spec.there;
-  l.dir[1].spec = spec.back;
+  Impl::Joined l{{a, b}, {}, shape.stampStepNs};
+  l.dir[0].shape = shape.there;
+  l.dir[1].shape = shape.back;
   for (size_t i = 0; i < 2; ++i) l.dir[i].rng.seed(mixed(n.seed ^ mixed(2 * n.links.size() + i)));
   n.nodes[a]->link = n.nodes[b]->link = n.links.size();
   n.nodes[a]->side = 0;
   n.nodes[b]->side = 1;
   n.links.push_back(std::move(l));
-  for (size_t end : {a, b}) n.nodes[end]->stampStep(spec.stampStepNs);
+  for (size_t end : {a, b}) n.nodes[end]->stampStep(shape.stampStepNs);
   return true;
 }
 

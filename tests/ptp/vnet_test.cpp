@@ -29,7 +29,7 @@ struct Outcome {
 };
 
 // A slave at 16 Delay_Reqs/s on its own port, a grandmaster at 16 Syncs/s.
-Outcome run(uint32_t port, const fwmsim::LinkSpec &spec, bool twoStep, int64_t forMs, uint64_t seed = 1) {
+Outcome run(uint32_t port, const fwmsim::LinkSpec &shape, bool twoStep, int64_t forMs, uint64_t seed = 1) {
   fwmsim::engine().with(0, port, [](fwmsim::OdaPort &p) {
     p.portEnable = 1, p.state = 9, p.domainNumber = 24, p.identityTx = {0x001B19FF, 0xFE000003, 3};
     for (auto t : {fwmsim::kOdaPktSync, fwmsim::kOdaPktDelayResp, fwmsim::kOdaPktAnnounce}) p.rxEnable[t] = 1;
@@ -42,8 +42,8 @@ Outcome run(uint32_t port, const fwmsim::LinkSpec &spec, bool twoStep, int64_t f
   gm.domain = 24;
   gm.twoStep = twoStep;
   const auto master = net.addGrandmaster(gm), slave = net.addEnginePort(0, port);
-  EXPECT_TRUE(net.connect(master, slave, spec));
-  EXPECT_FALSE(net.connect(slave, master, spec) || net.connect(slave, slave, spec) || net.connect(slave, 9, spec));
+  EXPECT_TRUE(net.connect(master, slave, shape));
+  EXPECT_FALSE(net.connect(slave, master, shape) || net.connect(slave, slave, shape) || net.connect(slave, 9, shape));
   net.runUntil(kStart + forMs * kMs - 1);
   EXPECT_EQ(net.now(), kStart + forMs * kMs - 1);
   Outcome r{{}, {}, net.counters(master), net.counters(slave), fwmsim::recorder().textsSince(mark)};
@@ -77,7 +77,7 @@ struct Want {
 TEST(VirtualNet, ASlaveMeasuresTheLinkItIsOn) {
   struct Case {
     const char *name;
-    fwmsim::LinkSpec spec;
+    fwmsim::LinkSpec shape;
     bool twoStep;
     Want t21, t43;
     uint64_t downLost, downOutage;
@@ -101,7 +101,7 @@ TEST(VirtualNet, ASlaveMeasuresTheLinkItIsOn) {
   uint32_t port = 0;
   for (const auto &c : cases) {
     fwmsim::engine().with(0, ++port, [&](fwmsim::OdaPort &p) { p.encap = c.encap, p.annTimeoutMultiple = 2; });
-    const Outcome r = run(port, c.spec, c.twoStep, 1000);
+    const Outcome r = run(port, c.shape, c.twoStep, 1000);
     const auto events = fwmsim::recorder().events();  // the first Delay_Req, in the frame the port programs
     const auto sent = *std::find_if(events.begin(), events.end(),
                                     [&](auto &e) { return e.text.starts_with("tx 0/" + std::to_string(port) + " "); });
@@ -158,8 +158,9 @@ TEST(VirtualNet, DelayVariationFollowsItsDistribution) {
 }
 
 TEST(VirtualNet, TheSameSeedGivesTheSameRun) {
-  const fwmsim::LinkSpec spec{{3000, Jitter::Exponential, 800, 0, 0.2, {}}, {3000, Jitter::Normal, 300, 0, 0.1, {}}, 8};
-  const Outcome a = run(20, spec, true, 3000, 7), b = run(21, spec, true, 3000, 7), c = run(22, spec, true, 3000, 8);
+  const fwmsim::LinkSpec shape{
+      {3000, Jitter::Exponential, 800, 0, 0.2, {}}, {3000, Jitter::Normal, 300, 0, 0.1, {}}, 8};
+  const Outcome a = run(20, shape, true, 3000, 7), b = run(21, shape, true, 3000, 7), c = run(22, shape, true, 3000, 8);
   auto portless = [](std::vector<std::string> t) {
     for (auto &s : t) s = std::regex_replace(s, std::regex("\\b0/2[0-9]\\b"), "0/P");
     return t;

@@ -149,7 +149,7 @@ void Loader::network(const YAML::Node &n, NetworkSetup &out) {
       if (unitPortOf(gm.name)) fail(g["name"], "grandmaster field 'name': '" + gm.name + "' reads as an engine port");
       for (const auto &other : out.grandmasters)
         if (other.name == gm.name) fail(g["name"], "a grandmaster named '" + gm.name + "' is there already");
-      auto &s = gm.spec;
+      auto &s = gm.shape;
       if (g["identity"]) {
         std::string id = scalar("grandmaster field 'identity'", g["identity"], "a clock identity");
         auto pid = parsePortIdentity(id + "-1");
@@ -181,7 +181,7 @@ void Loader::network(const YAML::Node &n, NetworkSetup &out) {
     if (!links.IsSequence()) fail(links, "network field 'links': expected a list of {from, to, delay, ...}");
     for (const auto &l : links) {
       out.links.push_back(link(l, out));
-      out.links.back().spec.stampStepNs = stamp;
+      out.links.back().shape.stampStepNs = stamp;
     }
   }
 }
@@ -201,7 +201,7 @@ NetLink Loader::link(const YAML::Node &l, const NetworkSetup &net) {
     (std::string_view(end) == "from" ? k.from : k.to) = s;
   }
   if (k.from == k.to) fail(l["to"], "a link: joins '" + k.from + "' to itself");
-  auto &there = k.spec.there, &back = k.spec.back;
+  auto &there = k.shape.there, &back = k.shape.back;
   if (l["delay"]) there.delayNs = back.delayNs = nanos("link field 'delay'", l["delay"]);
   if (l["jitter"]) {
     std::string j = scalar("link field 'jitter'", l["jitter"], "a distribution");

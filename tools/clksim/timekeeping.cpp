@@ -53,18 +53,18 @@ Timekeeper::Timekeeper(const TimeKeeping &setup, Say say) : setup_(setup), say_(
   }
   net_ = std::make_unique<fwmsim::VirtualNet>(setup_.network.seed, startNs_);
   std::map<std::string, fwmsim::VirtualNet::Node> nodes;
-  for (const auto &g : setup_.network.grandmasters) nodes[g.name] = net_->addGrandmaster(g.spec);
+  for (const auto &g : setup_.network.grandmasters) nodes[g.name] = net_->addGrandmaster(g.shape);
   auto node = [&](const std::string &name) {
     if (auto it = nodes.find(name); it != nodes.end()) return it->second;
     auto [unit, port] = *enginePort(name);
     return nodes[name] = net_->addEnginePort(unit, port);
   };
   for (const auto &l : setup_.network.links) {
-    fwmsim::LinkSpec spec = l.spec;
+    fwmsim::LinkSpec shape = l.shape;
     // The scenario's outages are times since the run began.
-    for (auto *d : {&spec.there, &spec.back})
+    for (auto *d : {&shape.there, &shape.back})
       for (auto &[from, to] : d->outages) from += startNs_, to += startNs_;
-    if (!net_->connect(node(l.from), node(l.to), spec))
+    if (!net_->connect(node(l.from), node(l.to), shape))
       say_(fmt::format("link {} - {} not made: one end is linked already", l.from, l.to));
   }
   fwmsim::setTrueTimeSource([net = net_.get()] { return net->now(); });

@@ -21,13 +21,13 @@ struct EngineClock {
 
 struct NetGrandmaster {
   std::string name;
-  fwmsim::GrandmasterSpec spec;
+  fwmsim::GrandmasterSpec shape;
 };
 
 // A link's ends are engine ports ("0:3") or grandmaster names.
 struct NetLink {
   std::string from, to;
-  fwmsim::LinkSpec spec;
+  fwmsim::LinkSpec shape;
 };
 
 struct NetworkSetup {

@@ -78,7 +78,7 @@ class VirtualNet {
   Node addEnginePort(uint32_t unit, uint32_t port);
   Node addGrandmaster(const GrandmasterSpec &gm);
   // Joins two nodes that have no link yet; false otherwise.
-  bool connect(Node a, Node b, const LinkSpec &spec);
+  bool connect(Node a, Node b, const LinkSpec &shape);
 
   // Runs everything due up to and including `trueNs`; time then stands there.
   void runUntil(int64_t trueNs);
