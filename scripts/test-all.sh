@@ -8,8 +8,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-bash scripts/deps.sh core cross tools cross-tools check
-
 jobs=$(nproc)
 run_preset() {
   local preset=$1; shift
@@ -19,12 +17,23 @@ run_preset() {
   ctest --preset "$preset" -j "$jobs" "$@"
 }
 
-run_preset dev -LE interop
-bash scripts/ci/tsan.sh
-bash scripts/ci/memcheck.sh
-bash scripts/ci/fuzz.sh
-run_preset armhf -LE 'interop|browser'
-bash scripts/ci/consumer.sh
-bash scripts/ci/armhf-tools.sh
-bash scripts/ci/interop.sh
-bash scripts/ci/release.sh
+# Each stage's wall time, printed at the end whether or not a stage failed:
+# the whole run must stay well inside CI's limit, and this shows where it goes.
+times=()
+trap 'printf "%s\n" "${times[@]}"' EXIT
+stage() {
+  local name=$1 start=$SECONDS; shift
+  "$@"
+  times+=("$(printf 'stage %-12s %5d s' "$name" $((SECONDS - start)))")
+}
+
+stage deps bash scripts/deps.sh core cross tools cross-tools check
+stage dev run_preset dev -LE interop
+stage tsan bash scripts/ci/tsan.sh
+stage memcheck bash scripts/ci/memcheck.sh
+stage fuzz bash scripts/ci/fuzz.sh
+stage armhf run_preset armhf -LE 'interop|browser'
+stage consumer bash scripts/ci/consumer.sh
+stage armhf-tools bash scripts/ci/armhf-tools.sh
+stage interop bash scripts/ci/interop.sh
+stage release bash scripts/ci/release.sh
