@@ -266,6 +266,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
     ASSERT_TRUE(gone.bind({"127.0.0.1", 0}));
     nobody = "--peer 127.0.0.1:" + std::to_string(gone.localPort());
   }
+  const std::string noReport = ::testing::TempDir() + "/no-report.html";
   struct Case {
     char tool;         // 's' clksim, 'p' clkpeer, 'c' clkcheck
     std::string args;  // separated by spaces
@@ -292,6 +293,10 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
        "\n" + std::string(16, ' ') + "\033[34moda      oda_1588_set_ptp_control(0, 3, 8, 3, 0) = \033[31m5\033[0m"},
       {'s', "--bogus", 2, "The following argument was not expected: --bogus"},
       {'s', "-f xml", 2, "--format: xml not in {text,jsonl}"},
+      {'s', "--report " + noReport, 2,
+       "clksim: --report " + noReport + ": builtin:mira-story has no clocks and no network: no engine's time error"},
+      {'s', "--only te_sample,bogus", 2,
+       "clksim: --only te_sample,bogus: no kind of record 'bogus' (kinds: step_begin,"},
       {'s', "--timeline /nonexistent/t.json", 3,
        "clksim: --timeline /nonexistent/t.json: cannot create the file: No such"},
       {'s', "--pcap /nonexistent/a.pcap", 3,
@@ -318,6 +323,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
     EXPECT_THAT(o.out, HasSubstr(c.out)) << c.args;
     seen.insert({argv[0], o.exitCode});
   }
+  EXPECT_FALSE(std::filesystem::exists(noReport));
   const std::string docs = fwmtest::readFile(std::string(FWMCLK_SOURCE_DIR) + "/docs/clksim.md");
   for (auto [tool, path] : {std::pair{fwmtools::Tool::Clksim, s}, std::pair{fwmtools::Tool::Clkpeer, p}}) {
     auto help = fwmtest::runTool({path, "--help"});
@@ -639,32 +645,37 @@ chmod +x scripts/bin/cmake; ln -s {} build/clksim/tools/clksim/clksim; ln -s {} 
 TEST(Timekeeping, TheServoLocksAndTheTimeErrorIsJudged) {
   struct Row {
     const char *name, *link, *settling, *steps;
+    size_t samples;  // one every 62.5 ms
     std::vector<std::string> states;
     const char *verdict;
     int cteLo, cteHi;
   };
   const Row rows[] = {
-      {"ideal", "delay: 2us", "60s", "  - advance: 120s\n", {"jump", "locked"}, "C", -10, 10},
+      {"ideal", "delay: 2us", "20s", "  - advance: 40s\n", 640, {"jump", "locked"}, "C", -10, 10},
       {"one-way extra delay",
        "delay: 2us, extra: 1us",
-       "60s",
-       "  - advance: 120s\n",
+       "20s",
+       "  - advance: 40s\n",
+       640,
        {"jump", "locked"},
        "none",
        -520,
        -480},
       {"asymmetry programmed",
        "delay: 2us, extra: 1us",
-       "150s",
-       "  - advance: 60s\n  - set_ptp_port_asym: {unit: 0, port: 3, asymmetry: 500}\n  - advance: 150s\n",
+       "40s",
+       "  - advance: 20s\n  - set_ptp_port_asym: {unit: 0, port: 3, asymmetry: 500}\n  - advance: 40s\n",
+       960,
        {"jump", "locked"},
        "C",
        -10,
        10},
+      // Before the frequency has settled: the drift in holdover is the residual's.
       {"outage",
-       "delay: 2us, outages: [\"60s-90s\"]",
-       "30s",
-       "  - advance: 120s\n",
+       "delay: 2us, outages: [\"10s-40s\"]",
+       "50s",
+       "  - advance: 60s\n",
+       960,
        {"jump", "locked", "holdover", "locked"},
        "",
        -100,
@@ -672,30 +683,57 @@ TEST(Timekeeping, TheServoLocksAndTheTimeErrorIsJudged) {
   };
   std::string yaml = fwmtest::readFile(std::string(CLKSIM_SCENARIOS_DIR) + "/servo.yaml");
   yaml = yaml.substr(0, yaml.find("  - advance:"));
-  const std::regex state("servo 0:3 (\\w+)"), judged("cTE (-?\\d+) ns, class met: (\\w+)"),
-      held("after [0-9.]+ s of holdover TE (-?\\d+) ns, (-?\\d+) ns by the residual");
+  const std::regex held("after [0-9.]+ s of holdover TE (-?\\d+) ns, (-?\\d+) ns by the residual");
+  const std::string timeline = writeTemp("servo.json", ""), report = writeTemp("servo.html", "");
   for (const auto &r : rows) {
     std::string text = std::regex_replace(yaml, std::regex("delay: 2us"), r.link);
     text = std::regex_replace(text, std::regex("settling: 60s"), std::string("settling: ") + r.settling);
     if (std::string_view(r.name) == "outage")
       text = std::regex_replace(text, std::regex("wander: [0-9.]+"), "wander: 0");
-    const auto o = fwmtest::runTool({CLKSIM_PATH, writeTemp("servo.yaml", (text + r.steps).c_str())});
+    // One run a row, and only the time keeping's records on the standard output.
+    std::vector<std::string> argv{CLKSIM_PATH, "-f", "jsonl", "--only", "servo_state,servo_adjust,te_sample,te_judged"};
+    if (&r == rows) argv.insert(argv.end(), {"--timeline", timeline, "--report", report});
+    argv.push_back(writeTemp("servo.yaml", (text + r.steps).c_str()));
+    const auto o = fwmtest::runTool(argv, std::chrono::minutes(4));
     ASSERT_EQ(o.exitCode, 0) << r.name << o.err;
     std::vector<std::string> states;
-    for (std::sregex_iterator it(o.out.begin(), o.out.end(), state), e; it != e; ++it) states.push_back((*it)[1]);
+    std::map<std::string, std::vector<json>> kinds;
+    for (const auto &line : fwmtest::splitLines(o.out)) {
+      json j = json::parse(line);
+      kinds[j["kind"].get<std::string>()].push_back(j.contains("fields") ? j["fields"] : j);
+      if (j["kind"] == "servo_state") states.push_back(j["fields"]["servo_state"].get<std::string>());
+      std::smatch m;
+      const std::string said = j.value("text", "");
+      if (std::regex_search(said, m, held)) {
+        EXPECT_NEAR(std::stoi(m[1]), std::stoi(m[2]), 5) << r.name;
+      }
+      EXPECT_EQ(said.find("holdover TE") != std::string::npos, j["kind"] == "servo_state" && states.size() == 4);
+    }
     EXPECT_EQ(states, r.states) << r.name;
-    std::smatch m;
-    ASSERT_TRUE(std::regex_search(o.out, m, judged)) << r.name;
-    EXPECT_GE(std::stoi(m[1]), r.cteLo) << r.name;
-    EXPECT_LE(std::stoi(m[1]), r.cteHi) << r.name;
+    ASSERT_EQ(kinds["te_judged"].size(), 1u) << r.name;
+    const json &judged = kinds["te_judged"][0];
+    EXPECT_EQ(kinds["summary"][0]["timeError"], json::array({judged})) << r.name;
+    EXPECT_GE(judged["cte_ns"], r.cteLo) << r.name;
+    EXPECT_LE(judged["cte_ns"], r.cteHi) << r.name;
     if (*r.verdict) {
-      EXPECT_EQ(m[2], r.verdict) << r.name;
+      EXPECT_EQ(judged["class"], r.verdict) << r.name;
+      EXPECT_EQ(judged["classes"]["C"]["met"], judged["class"] == "C") << r.name;
     }
-    if (std::regex_search(o.out, m, held)) {
-      EXPECT_NEAR(std::stoi(m[1]), std::stoi(m[2]), 5) << r.name;
-    }
-    EXPECT_EQ(o.out.find("holdover TE") != std::string::npos, r.states.size() > 2) << r.name;
+    const double window = judged["window_to_s"].get<double>() - judged["window_from_s"].get<double>();
+    EXPECT_GE(judged["mtie_ns"].size(), 3u) << r.name;  // 1, 2, 5 s, ... as far as the window allows
+    EXPECT_LE(judged["mtie_ns"].back()[0].get<double>(), window) << r.name;
+    EXPECT_EQ(kinds["te_sample"].size(), r.samples) << r.name;
+    // The first correction steps the engine by the offset it saw; every one sets its frequency.
+    const json &first = kinds["servo_adjust"].at(0);
+    EXPECT_EQ(first["step_ns"], -first["offset_ns"].get<int64_t>()) << r.name;
+    EXPECT_EQ(kinds["servo_adjust"].back().count("freq_ppb"), 1u) << r.name;
   }
+  const std::string tl = fwmtest::readFile(timeline), page = fwmtest::readFile(report);
+  for (const char *want : {R"x("name":"unit 0 TE (ns)")x", R"x("name":"unit 0 frequency adjustment (ppb)")x",
+                           R"x("name":"servo 0:3 locked")x", R"x("name":"time error of unit 0")x"})
+    EXPECT_THAT(tl, HasSubstr(want));
+  EXPECT_THAT(page, HasSubstr("<td class=verdict>C</tr>"));
+  EXPECT_THAT(page, HasSubstr("<tr><td>unit 0<td>20.1 – 40.0<td>7.250<td>"));
 }
 
 }  // namespace

@@ -10,14 +10,18 @@
 #include <string>
 #include <vector>
 
+#include "fwmtools/timing/report.hpp"
 #include "fwmtools/timing/servo.hpp"
 #include "timekeeping.hpp"
+#include "trace.hpp"
 
 namespace clksim {
 
 class Timekeeper {
  public:
-  using Say = std::function<void(std::string)>;
+  // What the keeper tells the run: a note, or a record of a kind of its own
+  // with its values.
+  using Say = std::function<void(TraceKind, std::string text, std::vector<FieldValue> fields)>;
   // Sets the clock models and makes the network, whose time becomes the true time.
   Timekeeper(const TimeKeeping &setup, Say say);
   ~Timekeeper();  // the default true time again
@@ -27,8 +31,9 @@ class Timekeeper {
   // Moves the board and the network on by `ms` in servo periods, serving the
   // servos and sampling the time error at the end of each.
   void advance(uint64_t ms);
-  // The per-engine summary.
-  void finish();
+  // Judges each engine's time error and tells the run; the series and the
+  // verdicts of the engines it could judge are for the report.
+  std::vector<fwmtools::timing::EngineTe> finish();
 
  private:
   struct Servo {
@@ -40,7 +45,12 @@ class Timekeeper {
     // Entering holdover: true time, TE and the clock's residual rate then.
     int64_t holdNs = 0, holdTeNs = 0;
     double holdRate = 0;
+    std::optional<int64_t> offsetNs = std::nullopt;  // the sample the servo last steered by
   };
+  void note(std::string text) { say_(TraceKind::Note, std::move(text), {}); }
+  void sampleTe();
+  void tellState(const Servo &s, fwmtools::timing::ServoState to, const std::string &how);
+  void tellAdjust(const Servo &s, const fwmtools::timing::ServoOutput &out);
   void serve(Servo &s);
   void steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64_t localNs);
 

@@ -6,10 +6,13 @@
 #include <fmt/format.h>
 #include <unistd.h>
 #include <CLI/CLI.hpp>
+#include <cstdio>
+#include <fstream>
 
 #include "builtin.hpp"
 #include "fwmsim/engine/wire.hpp"
 #include "fwmtools/cli.hpp"
+#include "fwmtools/timing/report.hpp"
 #include "loader.hpp"
 #include "outputs.hpp"
 #include "runner.hpp"
@@ -27,6 +30,8 @@ struct Options {
   std::string colour = "auto";
   std::string timeline;
   std::string pcap;
+  std::string report;
+  std::string only;
   std::string peer;
   bool realtime = false;
   bool verbose = false;
@@ -34,6 +39,21 @@ struct Options {
 };
 
 constexpr int kExitBadScenario = fwmtools::kExitRefused;
+
+// The page is written once the run is over; a run whose engines could not be
+// judged (too short to settle, or on the wall clock) leaves no page behind.
+std::string writeReport(std::ofstream &file, const std::string &path, const clksim::Scenario &sc,
+                        const std::vector<fwmtools::timing::EngineTe> &engines) {
+  if (engines.empty()) {
+    file.close();
+    std::remove(path.c_str());
+    return fmt::format("--report {}: no engine's time error could be judged in this run", path);
+  }
+  fwmtools::timing::writeHtmlReport(file, fmt::format("Time error: {}", sc.name.empty() ? sc.source : sc.name),
+                                    engines);
+  file.close();
+  return file ? "" : fmt::format("--report {}: writing the file failed", path);
+}
 
 }  // namespace
 
@@ -57,8 +77,14 @@ int main(int argc, char **argv) {
   app.add_option("--colour,--color", opt.colour, "colour the text trace: auto (on a terminal), always, never")
       ->check(CLI::IsMember({"auto", "always", "never"}))
       ->capture_default_str();
+  app.add_option("--only", opt.only,
+                 "show only the records of these kinds, comma-separated (e.g. servo_state,te_judged); the summary "
+                 "and the other outputs stay whole");
   app.add_option("--timeline", opt.timeline, "write a Chrome/Perfetto trace (JSON) of the run to FILE, as it goes");
   app.add_option("--pcap", opt.pcap, "write each acknowledgement as an IEEE 1588 announce to a pcap FILE");
+  app.add_option("--report", opt.report,
+                 "write the engines' time error against the truth as an HTML page to FILE (TE over time, MTIE and "
+                 "TDEV against the class masks, verdicts); the scenario must keep time (board.clocks or network)");
   app.add_option("--peer", opt.peer, "send acknowledgements to the negotiation peer at HOST:PORT (e.g. clkpeer)");
   app.add_flag("--realtime", opt.realtime, "run on real threads and the wall clock instead of virtual time");
   app.add_option("--live", opt.live,
@@ -116,6 +142,12 @@ int main(int argc, char **argv) {
     return 0;
   }
 
+  if (!opt.report.empty() && !clksim::keepsTime(sc.board.time)) {
+    fmt::print(stderr, "clksim: --report {}: {} has no clocks and no network: no engine's time error to report\n",
+               opt.report, sc.source);
+    return kExitBadScenario;
+  }
+
   clksim::RunOptions run;
   run.wirePorts = sc.board.wirePorts;
   for (const auto &text : opt.live) {
@@ -153,8 +185,18 @@ int main(int argc, char **argv) {
                                           : clksim::makeTextRenderer(stdout, {colour, opt.verbose}));
   // Every file is created before anything runs: a run is not made to be lost.
   std::string err;
+  if (!opt.only.empty()) outputs.back() = clksim::onlyKinds(std::move(outputs.back()), opt.only, &err);
+  if (!err.empty()) {
+    fmt::print(stderr, "clksim: {}\n", err);
+    return kExitBadScenario;
+  }
   if (!opt.timeline.empty()) outputs.push_back(clksim::makeTimelineWriter(opt.timeline, &err));
   if (err.empty() && !opt.pcap.empty()) outputs.push_back(clksim::makePcapWriter(opt.pcap, &err));
+  std::ofstream report;
+  if (err.empty() && !opt.report.empty()) {
+    report.open(opt.report);
+    if (!report) err = fmt::format("--report {}: cannot create the file", opt.report);
+  }
   if (!err.empty()) {
     fmt::print(stderr, "clksim: {}\n", err);
     return fwmtools::kExitOutput;
@@ -171,6 +213,7 @@ int main(int argc, char **argv) {
   else
     clksim::printTextSummary(stdout, summary.summary(), colour);
   for (const auto &o : outputs) err = err.empty() ? o->error() : err;
+  if (err.empty() && report.is_open()) err = writeReport(report, opt.report, sc, runner.timeErrors());
   if (err.empty() && (std::fflush(stdout) != 0 || std::ferror(stdout))) err = "writing the standard output failed";
   if (!err.empty()) {
     fmt::print(stderr, "clksim: {}\n", err);

@@ -24,6 +24,11 @@ void printTextSummary(std::FILE *out, const Summary &s, bool colour);
 std::unique_ptr<TraceObserver> makeJsonlRenderer(std::FILE *out);
 void printJsonlSummary(std::FILE *out, const Summary &s);
 
+// Passes on only the records of the kinds named (kindName), comma-separated;
+// nullptr, with the reason, for a name that is no kind.
+std::unique_ptr<TraceObserver> onlyKinds(std::unique_ptr<TraceObserver> output, const std::string &kinds,
+                                         std::string *error);
+
 // Chrome trace-event JSON, one track per simulated thread; the file is
 // created now and written as the run goes. nullptr, with the reason, when it
 // cannot be created.

@@ -103,6 +103,11 @@ void printJsonlSummary(std::FILE *out, const Summary &s) {
                       {"wireTimeouts", s.wireTimeouts},
                       {"virtualMs", s.virtualMs},
                       {"realtime", s.realtime}};
+  for (const auto &r : s.judged) {
+    nlohmann::json e = nlohmann::json::object();
+    for (const auto &fv : r.fields) e[fv.name] = value(fv);
+    j["timeError"].push_back(e);
+  }
   fmt::print(out, "{}\n", j.dump());
 }
 

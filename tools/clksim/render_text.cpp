@@ -82,6 +82,22 @@ class TextRenderer : public TraceObserver {
       case TraceKind::Wire:
         line(r, kYellow, "wire", r.text);
         break;
+      case TraceKind::TeSample:
+        return;
+      case TraceKind::ServoAdjust:
+        line(r, kDim, "servo", r.text);
+        break;
+      case TraceKind::ServoState:
+        line(r, kMagenta, "servo", r.text);
+        break;
+      case TraceKind::TeJudged: {
+        // A verdict's further lines sit under its first.
+        const std::string indent(static_cast<size_t>(8 + 2 * (layerDepth(r.layer) + 1) + 9), ' ');
+        std::string text;
+        for (char c : r.text) text += c == '\n' ? "\n" + indent : std::string(1, c);
+        line(r, kBold, "TE", text);
+        break;
+      }
       case TraceKind::Port: {
         std::string f;
         for (const auto &fv : r.fields)
@@ -205,6 +221,8 @@ void printTextSummary(std::FILE *out, const Summary &s, bool colour) {
                s.wireReceived, count(s.wireDropped, "packet", "packets"), count(s.wireTimeouts, "timeout", "timeouts"));
   fmt::print(out, "\n         {} time {:.3f} s\n", s.realtime ? "real" : "virtual",
              static_cast<double>(s.virtualMs) / 1000.0);
+  // The verdict's first line: lock, window, max|TE|, cTE and the class met.
+  for (const auto &r : s.judged) fmt::print(out, "         {}\n", r.text.substr(0, r.text.find('\n')));
 }
 
 }  // namespace clksim

@@ -429,7 +429,15 @@ int Runner::run() {
   if (keeping && opt_.realtime)
     note("clocks, network and servos run in virtual time only; left out on the wall clock");
   else if (keeping)
-    keeper_ = std::make_unique<Timekeeper>(tk, [this](std::string text) { note(std::move(text)); });
+    keeper_ = std::make_unique<Timekeeper>(tk, [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
+      TraceRecord r;
+      r.kind = kind;
+      r.timeMs = fwmsim::clock().nowMs();
+      r.thread = fwmsim::threadName();
+      r.text = std::move(text);
+      r.fields = std::move(f);
+      emit(std::move(r));
+    });
   int rc = 0;
   for (const auto &w : opt_.wirePorts) {
     std::string why;
@@ -463,7 +471,7 @@ int Runner::run() {
       }
     }
   }
-  if (keeper_) keeper_->finish();
+  if (keeper_) timeErrors_ = keeper_->finish();
   keeper_.reset();
   fwmsim::recorder().setSink(nullptr);
   portTable();

@@ -38,6 +38,9 @@ class Runner {
   void callBegin();
   void callEnd(std::optional<CallResult> result);
 
+  // After run(): each judged engine's time error, for the report.
+  const std::vector<fwmtools::timing::EngineTe> &timeErrors() const { return timeErrors_; }
+
  private:
   void setUpBoard();
   void emit(TraceRecord r);  // under mu_
@@ -65,6 +68,7 @@ class Runner {
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;
   std::unique_ptr<Timekeeper> keeper_;  // with clocks or a network only
+  std::vector<fwmtools::timing::EngineTe> timeErrors_;
   // Per thread, the records of platform calls that have not returned yet;
   // `open` indexes each running call's own record (-1: not recorded yet).
   struct Held {

@@ -8,7 +8,6 @@
 #include "fwmsim/board.hpp"
 #include "fwmsim/clock.hpp"
 #include "fwmsim/engine/engine.hpp"
-#include "fwmtools/timing/te.hpp"
 #include "keeper.hpp"
 
 namespace clksim {
@@ -65,7 +64,7 @@ Timekeeper::Timekeeper(const TimeKeeping &setup, Say say) : setup_(setup), say_(
     for (auto *d : {&shape.there, &shape.back})
       for (auto &[from, to] : d->outages) from += startNs_, to += startNs_;
     if (!net_->connect(node(l.from), node(l.to), shape))
-      say_(fmt::format("link {} - {} not made: one end is linked already", l.from, l.to));
+      note(fmt::format("link {} - {} not made: one end is linked already", l.from, l.to));
   }
   fwmsim::setTrueTimeSource([net = net_.get()] { return net->now(); });
   const double periodS = static_cast<double>(setup_.te.sampleNs) / 1e9;
@@ -88,7 +87,7 @@ void Timekeeper::advance(uint64_t ms) {
     if (t < nextSampleNs_) continue;
     nextSampleNs_ += setup_.te.sampleNs;
     for (auto &s : servos_) serve(s);
-    for (auto &[unit, series] : te_) series.push_back(static_cast<double>(fwmsim::timeError(unit)));
+    sampleTe();
   }
 }
 
@@ -110,11 +109,13 @@ void Timekeeper::serve(Servo &s) {
   const bool haveSync = take(&ClkSrvOrchIntf::getPtpT2SubT1, sync);
   if (take(&ClkSrvOrchIntf::getPtpT4SubT3, delay)) s.t4SubT3 = fwmsim::lastDelay(delay.words);
   if (!haveSync || !s.t4SubT3) {
+    s.offsetNs.reset();
     steer(s, s.pi.idle(*local), *local);
     return;
   }
   const int64_t ms = fwmsim::lastDelay(sync.words);
-  steer(s, s.pi.sample((ms - *s.t4SubT3) / 2, *local), *local);
+  s.offsetNs = (ms - *s.t4SubT3) / 2;
+  steer(s, s.pi.sample(*s.offsetNs, *local), *local);
 }
 
 void Timekeeper::steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64_t localNs) {
@@ -131,9 +132,10 @@ void Timekeeper::steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64
       how = fmt::format(": after {:.3f} s of holdover TE {} ns, {:.0f} ns by the residual frequency",
                         static_cast<double>(now - s.holdNs) / 1e9, te, expect);
     }
-    say_(fmt::format("servo {}:{} {}{}", unit, s.setup->port, fwmtools::timing::servoStateName(out.state), how));
+    tellState(s, out.state, how);
   }
   s.state = out.state;
+  if (out.stepNs != 0 || out.freqPpb != s.freqPpb) tellAdjust(s, out);
   if (out.stepNs != 0) {
     // A step of a second or more sets the time; a smaller one moves the phase.
     if (std::llabs(out.stepNs) >= fwmsim::kRtcNsPerSecond) {
@@ -148,26 +150,6 @@ void Timekeeper::steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64
     auto a = fwmsim::adjustOf(std::llround(out.freqPpb * fwmsim::kRtcFreqScale));
     CLK_NP_1588_PtpSetRtcNsAdjust(unit, fwmsim::kRtcAdjustFrequency, &a);
     s.freqPpb = out.freqPpb;
-  }
-}
-
-void Timekeeper::finish() {
-  fwmtools::timing::TeOptions opt;
-  opt.lockThresholdNs = setup_.te.lockThresholdNs;
-  opt.settleS = setup_.te.settleS;
-  for (const auto &[unit, series] : te_) {
-    fwmtools::timing::TeSeries ts{static_cast<double>(setup_.te.sampleNs) / 1e9,
-                                  static_cast<double>(setup_.te.sampleNs) / 1e9, series};
-    try {
-      const auto r = fwmtools::timing::analyse(ts, opt);
-      std::string lock = r.lockTimeS ? fmt::format("locked after {:.1f} s", *r.lockTimeS) : "never locked";
-      say_(
-          fmt::format("time error of unit {}: {}; from {:.0f} s to {:.0f} s max|TE| {:.0f} ns, cTE {:.0f} ns, "
-                      "class met: {}",
-                      unit, lock, r.windowStartS, r.windowEndS, r.maxAbsTeNs, r.cteNs, r.bestClass));
-    } catch (const std::invalid_argument &e) {
-      say_(fmt::format("time error of unit {}: not judged: {}", unit, e.what()));
-    }
   }
 }
 

@@ -55,4 +55,6 @@ struct TimeKeeping {
   TeSetup te;
 };
 
+inline bool keepsTime(const TimeKeeping &t) { return t.network.present || !t.clocks.empty(); }
+
 }  // namespace clksim

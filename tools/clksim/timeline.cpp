@@ -41,6 +41,23 @@ class TimelineWriter : public TraceObserver {
     put({{"ph", "C"}, {"pid", 1}, {"ts", ts}, {"name", port + " " + what + " (ns)"}, {"args", {{what, ns}}}});
   }
 
+  static const FieldValue *field(const TraceRecord &r, std::string_view name) {
+    for (const auto &f : r.fields)
+      if (f.name == name) return &f;
+    return nullptr;
+  }
+
+  // One counter track per engine for each value the time keeping reports.
+  void keptTime(const TraceRecord &r, std::string_view track, std::string_view name, const char *arg, uint64_t ts) {
+    const FieldValue *unit = field(r, "unit"), *v = field(r, name);
+    if (!unit || !v) return;
+    put({{"ph", "C"},
+         {"pid", 1},
+         {"ts", ts},
+         {"name", fmt::format("unit {} {}", unit->text, track)},
+         {"args", {{arg, json::parse(v->json)}}}});
+  }
+
   void begin(const Scenario &sc) override {
     // Written as the run goes: a long run holds no more than a short one.
     write("{\"displayTimeUnit\":\"ms\",\"traceEvents\":[");
@@ -122,6 +139,24 @@ class TimelineWriter : public TraceObserver {
         return;
       }
       case TraceKind::Port:
+        return;
+      case TraceKind::TeSample:
+        keptTime(r, "TE (ns)", "te_ns", "TE", ts);
+        return;
+      case TraceKind::ServoAdjust:
+        keptTime(r, "frequency adjustment (ppb)", "freq_ppb", "ppb", ts);
+        if (field(r, "step_ns"))
+          put({{"ph", "i"}, {"s", "p"}, {"pid", 1}, {"ts", ts}, {"name", r.text}, {"cat", "servo"}});
+        return;
+      case TraceKind::ServoState:
+      case TraceKind::TeJudged:
+        put({{"ph", "i"},
+             {"s", "p"},
+             {"pid", 1},
+             {"ts", ts},
+             {"name", r.text.substr(0, r.text.find(": "))},
+             {"cat", kindName(r.kind)},
+             {"args", {{"text", r.text}}}});
         return;
       case TraceKind::Ack:
       case TraceKind::PeerRx: {

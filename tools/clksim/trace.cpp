@@ -1,7 +1,12 @@
 #include "trace.hpp"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+
 #include "fwmptp/frame.hpp"
 #include "fwmsim/recorder.hpp"
+#include "outputs.hpp"
 
 namespace clksim {
 
@@ -81,6 +86,14 @@ const char *kindName(TraceKind k) {
       return "wire";
     case TraceKind::Port:
       return "port";
+    case TraceKind::TeSample:
+      return "te_sample";
+    case TraceKind::ServoAdjust:
+      return "servo_adjust";
+    case TraceKind::ServoState:
+      return "servo_state";
+    case TraceKind::TeJudged:
+      return "te_judged";
   }
   return "?";
 }
@@ -124,6 +137,44 @@ TraceRecord classify(const fwmsim::Event &e) {
   return r;
 }
 
+namespace {
+class KindFilter : public TraceObserver {
+ public:
+  KindFilter(std::unique_ptr<TraceObserver> out, std::vector<bool> pass) : out_(std::move(out)), pass_(pass) {}
+  void begin(const Scenario &sc) override { out_->begin(sc); }
+  void record(const TraceRecord &r) override {
+    if (pass_[static_cast<size_t>(r.kind)]) out_->record(r);
+  }
+  void end() override { out_->end(); }
+  std::string error() const override { return out_->error(); }
+
+ private:
+  std::unique_ptr<TraceObserver> out_;
+  std::vector<bool> pass_;
+};
+}  // namespace
+
+std::unique_ptr<TraceObserver> onlyKinds(std::unique_ptr<TraceObserver> output, const std::string &kinds,
+                                         std::string *error) {
+  constexpr auto kKinds = static_cast<size_t>(TraceKind::TeJudged) + 1;
+  std::vector<bool> pass(kKinds);
+  std::string all;
+  for (size_t k = 0; k < kKinds; ++k) all += fmt::format("{}{}", k ? "," : "", kindName(static_cast<TraceKind>(k)));
+  for (size_t from = 0; from <= kinds.size();) {
+    const size_t to = std::min(kinds.find(',', from), kinds.size());
+    const std::string name = kinds.substr(from, to - from);
+    size_t k = 0;
+    while (k < kKinds && name != kindName(static_cast<TraceKind>(k))) ++k;
+    if (k == kKinds) {
+      *error = fmt::format("--only {}: no kind of record '{}' (kinds: {})", kinds, name, all);
+      return nullptr;
+    }
+    pass[k] = true;
+    from = to + 1;
+  }
+  return std::make_unique<KindFilter>(std::move(output), std::move(pass));
+}
+
 void SummaryObserver::record(const TraceRecord &r) {
   s_.virtualMs = std::max(s_.virtualMs, r.timeMs);
   switch (r.kind) {
@@ -158,8 +209,14 @@ void SummaryObserver::record(const TraceRecord &r) {
     case TraceKind::PeerRx:
       ++s_.peerReceived;
       break;
+    case TraceKind::TeJudged:
+      s_.judged.push_back(r);
+      break;
     case TraceKind::Note:
     case TraceKind::Port:
+    case TraceKind::TeSample:
+    case TraceKind::ServoAdjust:
+    case TraceKind::ServoState:
       break;
     case TraceKind::Wire:
       if (startsWith(r.text, "tx ")) ++s_.wireSent;

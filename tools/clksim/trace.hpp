@@ -36,6 +36,13 @@ enum class TraceKind : uint8_t {
   Note,       // narration, or what the simulator did on the scenario's behalf
   Wire,       // a wire port sent, received or dropped a packet, or timed out
   Port,       // one port at a glance (its values in `fields`)
+  // Keeping time (values in `fields`): an engine's time error, sampled
+  // against the truth; a servo's adjustment of its engine's clock; a servo's
+  // change of state; an engine's time error judged at the end of the run.
+  TeSample,
+  ServoAdjust,
+  ServoState,
+  TeJudged,
 };
 
 const char *kindName(TraceKind k);
@@ -111,6 +118,7 @@ struct Summary {
          wireReceived = 0, wireDropped = 0, wireTimeouts = 0, acksUnheard = 0;
   uint64_t virtualMs = 0;
   bool realtime = false;
+  std::vector<TraceRecord> judged;  // TeJudged, one per engine
 };
 
 class SummaryObserver : public TraceObserver {

@@ -27,7 +27,7 @@ inline constexpr ExitCode kExitCodes[] = {
      "(clkpeer)"},
     {kExitStepFailed, 1, "a scenario step could not be made, e.g. a request before start-up; the rest still ran"},
     {kExitRefused, 3, "the command line or the scenario was refused; nothing ran"},
-    {kExitOutput, 3, "an output (--pcap, --timeline, standard output) could not be created or written"},
+    {kExitOutput, 3, "an output (--pcap, --timeline, --report, standard output) could not be created or written"},
     {kExitSocket, 2, "the socket to listen on could not be opened, e.g. the port is in use"},
 };
 
