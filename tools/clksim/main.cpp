@@ -134,6 +134,10 @@ int main(int argc, char **argv) {
     }
   }
   run.realtime = opt.realtime || !run.wirePorts.empty();
+  if (auto why = clksim::servoWithoutLink(sc.board.time, run.wirePorts, run.realtime)) {
+    fmt::print(stderr, "clksim: {}\n", *why);
+    return kExitBadScenario;
+  }
   if (!opt.peer.empty()) {
     run.peer = fwmtools::parseEndpoint(opt.peer);
     if (!run.peer) {
