@@ -169,6 +169,14 @@ if cmake --build "$build" --target clkcheck -j "$jobs" >/dev/null &&
 else
   row "clkcheck beside tshark (bench/clkcheck.sh)" "" "n/a" ""
 fi
+# The servo on a live link against ptp4l (bench/live_te.sh, 60 s locked):
+# figures of the simulator beside ptp4l's own; n/a without ptp4l or namespaces.
+if cmake --build "$build" --target clksim -j "$jobs" >/dev/null &&
+  live=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/live_te.sh" 60 --rows 2>"$out/live_te.log"); then
+  while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$live"
+else
+  row "live servo against ptp4l (bench/live_te.sh)" "" "n/a" ""
+fi
 # The virtual network (bench/vnet_bench.cpp): a slave at 16 Syncs/s for one
 # virtual hour, as a multiple of real time.
 if cmake --build "$build" --target vnet_bench -j "$jobs" >/dev/null &&

@@ -8,15 +8,26 @@
 # grandmaster in ptp4l's parent data set and ptp4l locked to clksim's Syncs
 # (pmc). Everything goes with the
 # namespaces when it ends.
+#   wire-demo.sh [--there 'NETEM'] [--back 'NETEM']
+# impair the link with tc netem (scripts/netem.sh): --there what ptp4l sends,
+# --back what the card sends, e.g. --there 'delay 200us 20us loss 1%'.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+there='' back=''
+while [ $# -gt 0 ]; do
+  case $1 in
+    --there) there=$2; shift 2 ;;
+    --back) back=$2; shift 2 ;;
+    *) echo "usage: wire-demo.sh [--there 'NETEM'] [--back 'NETEM']" >&2; exit 2 ;;
+  esac
+done
 
 if [ -z "${FWM_DEMO_INSIDE:-}" ]; then
   bash scripts/deps.sh core tools interop >&2
   cmake -S . -B build/clksim -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFWMCLK_BUILD_TESTS=OFF >/dev/null
   cmake --build build/clksim -j "$(nproc)" --target clksim clkpeer >&2
   if unshare -rn true 2>/dev/null; then ns=(unshare -rn); else ns=(unshare -n); fi
-  FWM_DEMO_INSIDE=1 exec timeout -k 5 60 "${ns[@]}" "$0" "$@"
+  FWM_DEMO_INSIDE=1 exec timeout -k 5 60 "${ns[@]}" "$0" ${there:+--there "$there"} ${back:+--back "$back"}
 fi
 
 bin=build/clksim/tools
@@ -34,6 +45,10 @@ while [ "$(readlink /proc/$holder/ns/net)" = "$(readlink /proc/self/ns/net)" ]; 
 ip link set peer0 netns "$holder"
 ip addr add 192.168.77.1/24 dev clk0 && ip link set clk0 up
 nsenter -t "$holder" -n sh -c 'ip link set lo up; ip addr add 192.168.77.2/24 dev peer0; ip link set peer0 up'
+# shellcheck disable=SC2086 # netem's arguments are words
+[ -z "$there" ] || nsenter -t "$holder" -n bash scripts/netem.sh peer0 $there
+# shellcheck disable=SC2086
+[ -z "$back" ] || bash scripts/netem.sh clk0 $back
 
 # 2. ptp4l on the far end: priority1 100, and clockClass 248 so that it may also follow a better master.
 nsenter -t "$holder" -n ptp4l -f examples/wire/ptp4l.cfg -i peer0 -m -q --clockClass 248 --uds_address "$tmp/ptp4l.sock" \

@@ -110,6 +110,29 @@ case $case in
       -e ptp.v2.dr.receivetimestamp.seconds -e ptp.v2.dr.receivetimestamp.nanoseconds >"$tmp/wire.txt" 2>/dev/null
     python3 "$(dirname "$0")/measure_check.py" "$tmp/sim.jsonl" "$tmp/wire.txt" || fail "measurements disagree"
     ;;
+  servo)
+    # ptp4l grandmaster on two veth pairs: clk0 to the card, clk1 to a ptp4l slave that only measures;
+    # D = 200 us one way (netem on peer0) from the note on, where the kernel has netem.
+    ip link add clk1 type veth peer name peer1 && ip link set peer1 netns "$holder"
+    ip addr add 192.168.78.1/24 dev clk1 && ip link set clk1 up
+    peer ip addr add 192.168.78.2/24 dev peer1 && peer ip link set peer1 up
+    rate=(--logSyncInterval -4 --logMinDelayReqInterval -4)
+    ptp4l_start gm 100 7c2e0d.fffe.000100 -i peer1 "${rate[@]}"
+    bg ptp4l -f "$examples/ptp4l.cfg" -i clk1 -m -q --slaveOnly 1 --uds_address "$tmp/s.sock" "${rate[@]}" >"$tmp/slave.log" 2>&1
+    bg "$clksim" --live 0:3=clk0 --format jsonl "$tmp/slave-servo.yaml" >"$tmp/sim.jsonl" 2>&1
+    sim=$! netem=$(dirname "$0")/../../scripts/netem.sh delayed=0
+    if peer bash "$netem" --check && wait_for 30 grep -q '"one-way delay on the link' "$tmp/sim.jsonl"; then
+      peer bash "$netem" peer0 delay 200us && delayed=1
+    fi
+    wait "$sim" || fail "clksim failed"
+    grep -q '"servo 0:3 locked' "$tmp/sim.jsonl" || fail "the servo never locked"
+    # Per stretch: lock, steady, delay settling, delay, asymmetry settling, asymmetry.
+    grep -o 'time error of unit 0 over [^"]*' "$tmp/sim.jsonl" | tee "$tmp/te.log"
+    { grep -o 'master offset.*' "$tmp/slave.log" || echo "ptp4l slave: no offsets"; } | tail -n 3
+    awk -v d=$delayed '{ m[NR] = $10; p[NR] = $16 } END { exit !(NR == 6 && p[2] < 50000 &&
+      (!d || (m[4] < -70000 && m[4] > -130000 && m[6] > -30000 && m[6] < 30000))) }' "$tmp/te.log" ||
+      fail "TE out of bounds (steady max|TE| < 50 us; with D (netem: $delayed) mean -D/2, then 0, within 30 us)"
+    ;;
   *) fail "unknown case $case" ;;
 esac
 echo "interop $case over $transport: passed"

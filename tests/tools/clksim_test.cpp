@@ -20,6 +20,7 @@
 #include "builtin.hpp"
 #include "fwmtools/cli.hpp"
 #include "fwmtools/udp_peer.hpp"
+#include "keeper.hpp"
 #include "loader.hpp"
 #include "measure.hpp"
 #include "subprocess.hpp"
@@ -108,7 +109,6 @@ const Refusal kRefusals[] = {
      "unknown distribution 'pink'; expected one of: none, uniform, normal, exponential"},
     {"board: {network: {links: [{from: \"0:1\", to: \"0:2\", outages: [\"9s-2s\"]}]}}\nsteps: []\n", "1:62",
      "link field 'outages': '9s-2s' ends before it starts"},
-    {"board: {servos: [{unit: 0, port: 3}]}\nsteps: []\n", "1:17", "the servo on 0:3 needs a 'network'"},
     {"board: {network: {}, servos: [{unit: 0, port: 3, kp: -1}]}\nsteps: []\n", "1:54",
      "servo field 'kp': -1 is out of range"},
     {"board: {timeError: {sample: 10us}}\nsteps: []\n", "1:29", "timeError field 'sample': at least 1ms"},
@@ -257,6 +257,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
                                         "board: {chipType: 40}\nsteps:\n  - notify: startup\n"
                                         "  - fail: {function: oda_1588_set_ptp_control, code: 5}\n"
                                         "  - set_ptp_glb_cfg: {slavePort: 3}\n");
+  const std::string lonely = writeTemp("lonely.yaml", "board: {servos: [{unit: 0, port: 3}]}\nsteps: []\n");
   fwmtools::UdpSocket busy;
   ASSERT_TRUE(busy.bind({"127.0.0.1", 0}));
   const std::string taken = "127.0.0.1:" + std::to_string(busy.localPort());
@@ -282,6 +283,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', early, 1, "", "0 requests (0 failed, 1 more could not be made)"},
       {'s', unsent, 0, "", "] ack      not sent (CLOCK_NegoinfoiNtfyCliMsgSend returned 1): ifIndex 3: announce lost"},
       {'s', bad, 2, bad + ":3:34: error: field 'slavePort' of set_ptp_glb_cfg (ClkPtpGlbCfg): expected an unsigned"},
+      {'s', lonely, 2, "clksim: the servo on 0:3 needs a 'network' (or its port on the wire)\n"},
       {'s', "/nonexistent/scenario.yaml", 2, "/nonexistent/scenario.yaml: error: cannot read the file\n"},
       {'s', "--builtin no-such-story", 2, "clksim: no built-in scenario 'no-such-story' (see --list-scenarios)\n"},
       {'s', "--dump-scenario no-such-story", 2, "clksim: no built-in scenario 'no-such-story'"},
@@ -637,6 +639,30 @@ chmod +x scripts/bin/cmake; ln -s {} build/clksim/tools/clksim/clksim; ln -s {} 
   EXPECT_THAT(fwmtest::readFile(root / "peer.out"),
               HasSubstr("ack 3 (datagram 3): ifIndex 3: announce lost (no grandmaster)"));
   fs::remove_all(root);
+}
+
+// On the wall clock: where the next servo period ends after a late wake-up
+// (the TE series keeps its grid), a stretch's TE figures, and what a servo
+// needs to follow in each mode.
+TEST(Timekeeping, LivePiecesAndWhatAServoFollows) {
+  using K = clksim::Timekeeper;
+  for (auto [now, at, missed] : {std::array<int64_t, 3>{1099, 1100, 0}, {1100, 1200, 1}, {1350, 1400, 3}}) {
+    EXPECT_EQ(K::nextPeriod(1000, 100, now).atNs, at) << now;
+    EXPECT_EQ(K::nextPeriod(1000, 100, now).missed, missed) << now;
+  }
+  const double te[] = {-3, 1, 4};
+  EXPECT_EQ(K::stretchFigures(te), "mean 1 ns, RMS 3 ns, max|TE| 4 ns");
+  EXPECT_EQ(K::stretchFigures({}), std::nullopt);
+  clksim::TimeKeeping tk;
+  tk.servos.resize(1);
+  tk.servos[0].port = 3;
+  const std::vector<clksim::WirePort> wire{{0, 3, "clk0"}}, other{{0, 2, "clk0"}};
+  EXPECT_EQ(clksim::servoWithoutLink(tk, wire, true), std::nullopt);
+  EXPECT_EQ(clksim::servoWithoutLink(tk, other, true),
+            "the servo on 0:3 has nothing to follow on the wall clock: put its port on the wire (--live 0:3=IFACE)");
+  EXPECT_EQ(clksim::servoWithoutLink(tk, wire, false), "the servo on 0:3 needs a 'network' (or its port on the wire)");
+  tk.network.present = true;
+  EXPECT_EQ(clksim::servoWithoutLink(tk, {}, false), std::nullopt);
 }
 
 // The servo scenario's engine (+100 ppm, wander, 1 ms ahead) on variants of

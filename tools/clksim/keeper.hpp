@@ -1,5 +1,5 @@
-// Keeps the engines' time in a run with a virtual network: the clocks, the
-// network in virtual time, the servos of the simulated orchestrator, and the
+// Keeps the engines' time: the clocks, the network in virtual time (or the
+// wire on the wall clock), the servos of the simulated orchestrator, and the
 // time error of each engine against the truth.
 #pragma once
 
@@ -7,33 +7,54 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 #include "fwmtools/timing/report.hpp"
 #include "fwmtools/timing/servo.hpp"
+#include "scenario.hpp"
 #include "timekeeping.hpp"
 #include "trace.hpp"
 
 namespace clksim {
+
+// Why a servo cannot run, if one cannot: in virtual time it follows the
+// network, on the wall clock (`live`) a wire port.
+std::optional<std::string> servoWithoutLink(const TimeKeeping &tk, const std::vector<WirePort> &wire, bool live);
 
 class Timekeeper {
  public:
   // What the keeper tells the run: a note, or a record of a kind of its own
   // with its values.
   using Say = std::function<void(TraceKind, std::string text, std::vector<FieldValue> fields)>;
-  // Sets the clock models and makes the network, whose time becomes the true time.
-  Timekeeper(const TimeKeeping &setup, Say say);
+  // Sets the clock models and, in virtual time, makes the network, whose time
+  // becomes the true time. Live, the true time is the machine's clock and
+  // the servos follow what the wire ports measure.
+  Timekeeper(const TimeKeeping &setup, bool live, Say say);
   ~Timekeeper();  // the default true time again
   Timekeeper(const Timekeeper &) = delete;
   Timekeeper &operator=(const Timekeeper &) = delete;
 
-  // Moves the board and the network on by `ms` in servo periods, serving the
-  // servos and sampling the time error at the end of each.
+  // Moves true time on by `ms` in servo periods, serving the servos and
+  // sampling the time error at the end of each. Live, it sleeps until each
+  // period's end.
   void advance(uint64_t ms);
   // Judges each engine's time error and tells the run; the series and the
   // verdicts of the engines it could judge are for the report.
   std::vector<fwmtools::timing::EngineTe> finish();
+
+  // Where the next servo period ends, from the one that just ended: the
+  // period after it, or, when `nowNs` is past that already (a live run that
+  // slept late), the first period end after `nowNs`. `missed` counts the
+  // period ends passed over.
+  struct NextPeriod {
+    int64_t atNs;
+    int64_t missed;
+  };
+  static NextPeriod nextPeriod(int64_t endedNs, int64_t periodNs, int64_t nowNs);
+  // Mean, RMS and max|TE| of a stretch of TE samples (ns); nothing when empty.
+  static std::optional<std::string> stretchFigures(std::span<const double> te);
 
  private:
   struct Servo {
@@ -48,15 +69,19 @@ class Timekeeper {
     std::optional<int64_t> offsetNs = std::nullopt;  // the sample the servo last steered by
   };
   void note(std::string text) { say_(TraceKind::Note, std::move(text), {}); }
-  void sampleTe();
+  // One sample per engine, kept `missed` + 1 times: a live run woken late
+  // keeps its series on the period grid.
+  void sampleTe(int64_t missed);
   void tellState(const Servo &s, fwmtools::timing::ServoState to, const std::string &how);
   void tellAdjust(const Servo &s, const fwmtools::timing::ServoOutput &out);
+  int64_t now() const;
+  void moveTo(int64_t trueNs);
   void serve(Servo &s);
   void steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64_t localNs);
 
   const TimeKeeping &setup_;
   Say say_;
-  std::unique_ptr<fwmsim::VirtualNet> net_;
+  std::unique_ptr<fwmsim::VirtualNet> net_;  // in virtual time only
   int64_t startNs_ = 0, nextSampleNs_ = 0;
   uint64_t startMs_ = 0;
   std::vector<Servo> servos_;

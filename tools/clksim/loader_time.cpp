@@ -91,9 +91,6 @@ void Loader::timekeeping(const YAML::Node &n, TimeKeeping &t) {
     if (te["lockThreshold"])
       t.te.lockThresholdNs = static_cast<double>(nanos("timeError field 'lockThreshold'", te["lockThreshold"]));
   }
-  for (const auto &s : t.servos)
-    if (!t.network.present)
-      fail(n["servos"], fmt::format("board field 'servos': the servo on {}:{} needs a 'network'", s.unit, s.port));
 }
 
 void Loader::clocks(const YAML::Node &n, std::vector<EngineClock> &out) {

@@ -41,7 +41,7 @@ struct Options {
 constexpr int kExitBadScenario = fwmtools::kExitRefused;
 
 // The page is written once the run is over; a run whose engines could not be
-// judged (too short to settle, or on the wall clock) leaves no page behind.
+// judged (too short to settle) leaves no page behind.
 std::string writeReport(std::ofstream &file, const std::string &path, const clksim::Scenario &sc,
                         const std::vector<fwmtools::timing::EngineTe> &engines) {
   if (engines.empty()) {
@@ -166,6 +166,10 @@ int main(int argc, char **argv) {
     }
   }
   run.realtime = opt.realtime || !run.wirePorts.empty();
+  if (auto why = clksim::servoWithoutLink(sc.board.time, run.wirePorts, run.realtime)) {
+    fmt::print(stderr, "clksim: {}\n", *why);
+    return kExitBadScenario;
+  }
   if (!opt.peer.empty()) {
     run.peer = fwmtools::parseEndpoint(opt.peer);
     if (!run.peer) {

@@ -425,11 +425,8 @@ int Runner::run() {
     if (!routed.note.empty()) note(routed.note);
   }
   const TimeKeeping &tk = sc_.board.time;
-  const bool keeping = tk.network.present || !tk.clocks.empty();
-  if (keeping && opt_.realtime)
-    note("clocks, network and servos run in virtual time only; left out on the wall clock");
-  else if (keeping)
-    keeper_ = std::make_unique<Timekeeper>(tk, [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
+  if (tk.network.present || !tk.clocks.empty() || !tk.servos.empty())
+    keeper_ = std::make_unique<Timekeeper>(tk, opt_.realtime, [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
       TraceRecord r;
       r.kind = kind;
       r.timeMs = fwmsim::clock().nowMs();

@@ -35,10 +35,10 @@ FieldValue curve(std::string name, const std::vector<CurvePoint> &points, std::s
 
 }  // namespace
 
-void Timekeeper::sampleTe() {
+void Timekeeper::sampleTe(int64_t missed) {
   for (auto &[unit, series] : te_) {
     const int64_t te = fwmsim::timeError(unit);
-    series.push_back(static_cast<double>(te));
+    series.insert(series.end(), static_cast<size_t>(missed + 1), static_cast<double>(te));
     say_(TraceKind::TeSample, fmt::format("TE of unit {}: {} ns", unit, te),
          {integer("unit", unit), integer("te_ns", te)});
   }

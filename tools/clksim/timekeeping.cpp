@@ -1,7 +1,11 @@
 #include <fmt/format.h>
 
+#include <time.h>
+
+#include <cerrno>
 #include <cmath>
 #include <cstring>
+#include <span>
 #include <stdexcept>
 
 #include "fwmclk/fwmclk.h"
@@ -42,13 +46,38 @@ std::optional<int64_t> engineTime(uint32_t unit) {
 
 }  // namespace
 
-Timekeeper::Timekeeper(const TimeKeeping &setup, Say say) : setup_(setup), say_(std::move(say)) {
-  startNs_ = fwmsim::boardTrueNanos();
+std::optional<std::string> servoWithoutLink(const TimeKeeping &tk, const std::vector<WirePort> &wire, bool live) {
+  for (const auto &s : tk.servos) {
+    bool onWire = false;
+    for (const auto &w : wire) onWire = onWire || (w.unit == s.unit && w.port == s.port);
+    if (live && !onWire)
+      return fmt::format(
+          "the servo on {0}:{1} has nothing to follow on the wall clock: put its port on the wire "
+          "(--live {0}:{1}=IFACE)",
+          s.unit, s.port);
+    if (!live && !tk.network.present)
+      return fmt::format("the servo on {}:{} needs a 'network' (or its port on the wire)", s.unit, s.port);
+  }
+  return std::nullopt;
+}
+
+Timekeeper::Timekeeper(const TimeKeeping &setup, bool live, Say say) : setup_(setup), say_(std::move(say)) {
+  startNs_ = live ? fwmsim::trueNanos() : fwmsim::boardTrueNanos();
   startMs_ = fwmsim::clock().nowMs();
   nextSampleNs_ = startNs_ + setup_.te.sampleNs;
   for (const auto &c : setup_.clocks) {
     fwmsim::setClockModel(c.unit, c.model, c.seed, startNs_);
     te_[c.unit];
+  }
+  const double periodS = static_cast<double>(setup_.te.sampleNs) / 1e9;
+  for (const auto &s : setup_.servos) {
+    servos_.push_back({&s, fwmtools::timing::PiServo(s.config, periodS), ServoState::Unlocked, std::nullopt, 0});
+    te_[s.unit];
+  }
+  if (live) {
+    if (setup_.network.present)
+      note("the virtual network runs in virtual time only: on the wall clock the wire ports are the links");
+    return;
   }
   net_ = std::make_unique<fwmsim::VirtualNet>(setup_.network.seed, startNs_);
   std::map<std::string, fwmsim::VirtualNet::Node> nodes;
@@ -67,28 +96,65 @@ Timekeeper::Timekeeper(const TimeKeeping &setup, Say say) : setup_(setup), say_(
       note(fmt::format("link {} - {} not made: one end is linked already", l.from, l.to));
   }
   fwmsim::setTrueTimeSource([net = net_.get()] { return net->now(); });
-  const double periodS = static_cast<double>(setup_.te.sampleNs) / 1e9;
-  for (const auto &s : setup_.servos) {
-    servos_.push_back({&s, fwmtools::timing::PiServo(s.config, periodS), ServoState::Unlocked, std::nullopt, 0});
-    te_[s.unit];
-  }
 }
 
-Timekeeper::~Timekeeper() { fwmsim::setTrueTimeSource({}); }
+Timekeeper::~Timekeeper() {
+  if (net_) fwmsim::setTrueTimeSource({});
+}
+
+Timekeeper::NextPeriod Timekeeper::nextPeriod(int64_t endedNs, int64_t periodNs, int64_t nowNs) {
+  const int64_t next = endedNs + periodNs;
+  if (nowNs < next) return {next, 0};
+  const int64_t missed = (nowNs - next) / periodNs + 1;
+  return {next + missed * periodNs, missed};
+}
+
+int64_t Timekeeper::now() const { return net_ ? net_->now() : fwmsim::trueNanos(); }
+
+// Virtual: the board clock, then the network up to that true instant. Live:
+// a sleep until the machine's clock reaches it; the wire ports run meanwhile.
+void Timekeeper::moveTo(int64_t trueNs) {
+  if (!net_) {
+    const timespec at{static_cast<time_t>(trueNs / fwmsim::kRtcNsPerSecond),
+                      static_cast<long>(trueNs % fwmsim::kRtcNsPerSecond)};
+    while (::clock_nanosleep(CLOCK_REALTIME, TIMER_ABSTIME, &at, nullptr) == EINTR) {
+    }
+    return;
+  }
+  const uint64_t boardMs = startMs_ + static_cast<uint64_t>((trueNs - startNs_) / 1'000'000);
+  if (boardMs > fwmsim::clock().nowMs()) fwmsim::clock().advance(boardMs - fwmsim::clock().nowMs());
+  fwmsim::clock().settle();
+  net_->runUntil(trueNs);
+}
 
 void Timekeeper::advance(uint64_t ms) {
-  const int64_t end = net_->now() + static_cast<int64_t>(ms) * 1'000'000;
-  while (net_->now() < end) {
+  std::map<uint32_t, size_t> from;
+  for (const auto &[unit, series] : te_) from[unit] = series.size();
+  const int64_t end = now() + static_cast<int64_t>(ms) * 1'000'000;
+  while (now() < end) {
     const int64_t t = std::min(end, nextSampleNs_);
-    const uint64_t boardMs = startMs_ + static_cast<uint64_t>((t - startNs_) / 1'000'000);
-    if (boardMs > fwmsim::clock().nowMs()) fwmsim::clock().advance(boardMs - fwmsim::clock().nowMs());
-    fwmsim::clock().settle();
-    net_->runUntil(t);
+    moveTo(t);
     if (t < nextSampleNs_) continue;
-    nextSampleNs_ += setup_.te.sampleNs;
+    // A live run woken late serves once and keeps the TE series on its grid.
+    const auto next = nextPeriod(nextSampleNs_, setup_.te.sampleNs, now());
+    nextSampleNs_ = next.atNs;
     for (auto &s : servos_) serve(s);
-    sampleTe();
+    sampleTe(next.missed);
   }
+  // Live, the link changes under the run (netem, a peer restarting): each
+  // stretch of wall clock gets its own figures.
+  if (net_) return;
+  for (const auto &[unit, series] : te_)
+    if (auto line = stretchFigures(std::span(series).subspan(from[unit])))
+      note(fmt::format("time error of unit {} over {:.1f} s: {}", unit, static_cast<double>(ms) / 1e3, *line));
+}
+
+std::optional<std::string> Timekeeper::stretchFigures(std::span<const double> te) {
+  if (te.empty()) return std::nullopt;
+  double sum = 0, squares = 0, peak = 0;
+  for (double x : te) sum += x, squares += x * x, peak = std::max(peak, std::fabs(x));
+  const auto n = static_cast<double>(te.size());
+  return fmt::format("mean {:.0f} ns, RMS {:.0f} ns, max|TE| {:.0f} ns", sum / n, std::sqrt(squares / n), peak);
 }
 
 // The orchestrator's side: the port's last t2 - t1 and t4 - t3 through the
