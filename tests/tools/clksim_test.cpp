@@ -18,6 +18,8 @@
 #include <sstream>
 
 #include "builtin.hpp"
+#include "engine_bridge.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmtools/cli.hpp"
 #include "fwmtools/udp_peer.hpp"
 #include "loader.hpp"
@@ -131,10 +133,10 @@ TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
 // argument's default per operation (no forwarding target; read, not read-clear).
 TEST(Loader, PlacesFieldsWhereTheLibraryReadsThem) {
   const std::pair<const char *, std::string> cases[] = {
-      {"set_ptp_port_cfg: {unit: 1, port: 5, fwdTarget: 7, enable: 1, portState: 9, stateFlag: 1, "
+      {"set_ptp_port_cfg: {unit: 1, port: 5, fwdTarget: 7, enable: 1, ctrlType2Value: 4, stateFlag: 1, portState: 9, "
        "rxSrcPortIdentity: [1, 2, 0xfffffffe], ctrlType33Value: 0xbeef, ifIndex: 21}",
        "slot 1 unit 1 port 5 arg 0x7 "
-       "010000000000000009000080000000000000000000000000000000000100000002000000feffffff0000000000000000efbe0000"
+       "010000000000000009000080040000000000000000000000000000000100000002000000feffffff0000000000000000efbe0000"
        "15000000"},
       {"set_ptp_port_cfg: {unit: 0, port: 3}", "slot 1 unit 0 port 3 arg 0xffffffff " + std::string(112, '0')},
       {"get_ptp_t2_sub_t1: {unit: 0, port: 3}", "slot 11 unit 0 port 3 arg 0x0 " + std::string(48, '0')},
@@ -213,6 +215,19 @@ TEST(Loader, NamesCodesAndFlagsImpossibleWords) {
          clksim::decodeMeasurement(words.size() == 6 ? "get_ptp_t2_sub_t1" : "get_ptp_timestamp", words))
       got += (got.empty() ? "" : " ") + f.name + "=" + f.text;
     EXPECT_EQ(got, want);
+  }
+}
+
+// A port's messages are captured framed as the engine has it programmed:
+// encapsulations 2 and 3 in UDP, 1 and 3 tagged, an unknown one not at all.
+TEST(Capture, FramesAsTheEngineIsProgrammed) {
+  const std::optional<uint16_t> tag = 0x2064, none;
+  const std::optional<std::pair<bool, std::optional<uint16_t>>> want[] = {
+      {{false, tag}}, {{true, none}}, {{true, tag}}, std::nullopt};  // encapsulations 1 to 4
+  for (uint32_t encap = 1; encap <= 4; ++encap) {
+    fwmsim::engine().with(0, encap, [&](fwmsim::OdaPort &p) { p.encap = encap, p.vlan = 0x12064; });
+    const auto f = clksim::portFraming(0, encap);
+    EXPECT_EQ(f ? std::optional(std::pair(f->udp, f->vlanTci)) : std::nullopt, want[encap - 1]) << encap;
   }
 }
 
