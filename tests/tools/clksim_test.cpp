@@ -34,7 +34,10 @@ using nlohmann::json;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-const std::string kBoard = "board: {chipType: 40, engines: 2}\n";
+// A board with the shortest time-error sample and wander step it takes, and a clock step.
+const std::string kBoard =
+    "board: {chipType: 40, engines: 2, timeError: {sample: 1ms}, clocks: [{unit: 0, wanderStep: 1ms, steps: [{at: 1s, "
+    "ppm: 1}]}]}\n";
 
 std::string times(int n, std::string_view s) {
   std::string r;
@@ -104,6 +107,7 @@ const Refusal kRefusals[] = {
     {"board: {clocks: [{unit: 0, offset: 1h}]}\nsteps: []\n", "1:36",
      "expected a time like 1ms, 500ns or 2s, got '1h'"},
     {"board: {clocks: [{unit: 0}, {unit: 0}]}\nsteps: []\n", "1:36", "a clock: unit 0 has one already"},
+    {"board: {clocks: [{unit: 8}]}\nsteps: []\n", "1:25", "clock field 'unit': 8 does not fit (at most 7)"},
     {"board: {network: {links: [{from: gm, to: \"0:3\"}]}}\nsteps: []\n", "1:34",
      "link field 'from': 'gm' is neither an engine port (UNIT:PORT) nor a grandmaster above"},
     {"board: {network: {links: [{from: \"0:1\", to: \"0:2\", jitter: pink}]}}\nsteps: []\n", "1:60",
