@@ -143,8 +143,7 @@ TEST(VirtualNet, ASlaveMeasuresTheLinkItIsOn) {
   const Outcome cut =
       run(port, {{1000, Jitter::None, 0, 0, 0, {{kStart + kMs, kStart + 9000 * kMs}}}, fixed(1000), 0}, true, 5000);
   EXPECT_EQ(std::count(cut.trace.begin(), cut.trace.end(), "timeout 0/9 vnet: no announce for 2.000 s"), 2);
-  // The board's true time: its wall clock at virtual time 0, and the time since.
-  fwmsim::clock().advance(1500);
+  fwmsim::clock().advance(1500);  // the board's true time: its wall clock at virtual 0, and the time since
   EXPECT_EQ(fwmsim::boardTrueNanos(), 1'795'334'401'500'000'000);
 }
 
