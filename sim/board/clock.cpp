@@ -14,7 +14,7 @@ namespace {
 // 2026-11-22 08:00:00 UTC: the board's wall clock at virtual time 0.
 constexpr int64_t kVirtualEpoch = 1795334400;
 // A quiet board is reached within microseconds; this only turns a hang into a message.
-constexpr auto kQuietLimit = std::chrono::seconds(60);
+constexpr auto kQuietLimit = std::chrono::seconds(10);
 thread_local bool tlSimThread = false;
 }  // namespace
 

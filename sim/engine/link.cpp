@@ -163,7 +163,7 @@ bool Link::open(std::string *why) {
   mreq.imr_ifindex = ifindex;
   for (uint32_t group : {fwmptp::kPrimaryGroup, kPeerGroup}) {
     mreq.imr_multiaddr.s_addr = htonl(group);
-    if (igmpFd_ >= 0) (void)::setsockopt(igmpFd_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &mreq, sizeof mreq);
+    (void)::setsockopt(igmpFd_, IPPROTO_IP, IP_ADD_MEMBERSHIP, &mreq, sizeof mreq);  // EBADF without a socket
   }
   ifreq ifr{};
   std::memcpy(ifr.ifr_name, iface_.data(), iface_.size());

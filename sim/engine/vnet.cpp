@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
+#include <cstdlib>
 #include <limits>
 #include <numbers>
 #include <random>
@@ -317,7 +319,15 @@ void VirtualNet::runUntil(int64_t trueNs) {
       ++d.count.delivered;
       node.receive(e.bytes, e.stampNs);
     } else {
-      n.wakeAt(e.node, std::max(node.wake(n.now), n.now + 1));
+      // A node that asks for the present or the past again would spin the
+      // network at one instant for ever: a fault of the node, said and stopped.
+      const int64_t next = node.wake(n.now);
+      if (next <= n.now) {
+        std::fprintf(stderr, "fwmsim: virtual network: %s asked to wake at %lld ns, not after %lld ns\n",
+                     node.name().c_str(), static_cast<long long>(next), static_cast<long long>(n.now));
+        std::abort();
+      }
+      n.wakeAt(e.node, next);
     }
   }
   n.now = std::max(n.now, trueNs);

@@ -31,7 +31,9 @@ uint32_t sum16(std::span<const uint8_t> bytes, uint32_t acc) {
 }
 
 uint16_t fold(uint32_t acc) {
-  while (acc >> 16) acc = (acc & 0xFFFFu) + (acc >> 16);
+  // Two folds reach 16 bits from any 32-bit sum: the first leaves at most 0x1FFFE.
+  acc = (acc & 0xFFFFu) + (acc >> 16);
+  acc = (acc & 0xFFFFu) + (acc >> 16);
   return static_cast<uint16_t>(~acc);
 }
 

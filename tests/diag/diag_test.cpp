@@ -2,13 +2,19 @@
 // clock, master address updates and release; the diagnostic log's delivery and
 // its failure reports; registration with the debug framework and the
 // time-stamped debug print.
+#include <fcntl.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
 #include <array>
+#include <cstdarg>
 #include <cstring>
 #include <thread>
 #include <tuple>
 
 #include "fwmclk/fwmclk.h"
 #include "fwmclk/platform/im_agent.h"
+#include "fwmclk/platform/securec.h"
 #include "testkit.hpp"
 
 // Records are built with designated initializers; the fields left out are zero.
@@ -265,6 +271,19 @@ TEST(AgentCallbacks, MemoryLogTraceAndSystemTime) {
   EXPECT_THAT(fwmsim::recorder().texts("orin"), ElementsAre("ORIN_MemAlloc(0x101, 7, 24)", "ORIN_MemFree(0x101, &)"));
   EXPECT_EQ(fwmsim::memory().outstanding(), 0u);
   EXPECT_EQ(FWM_SRV_ORCH_CLK_ImAgentLogTrace("anything %d", 1), 0u);
+
+  // Bounded formatting refuses what it cannot bound; system calls get every argument word.
+  const auto format = [](char *dest, size_t max, const char *fmt, ...) {
+    va_list ap;
+    va_start(ap, fmt);
+    const int n = vsprintf_s(dest, max, fmt, ap);
+    va_end(ap);
+    return n;
+  };
+  char four[4];
+  EXPECT_EQ((std::array{format(nullptr, 4, "x"), format(four, 4, "%d", 1234), format(four, 4, "%d", 123)}),
+            (std::array{-1, -1, 3}));
+  EXPECT_EQ(::syscall(SYS_write, ::open("/dev/null", O_WRONLY), "abc", 3L, 0L, 0L, 0L), 3);
 
   // The system time, field by field; a failing clock leaves every field zero.
   using Fields = std::array<uint32_t, 8>;

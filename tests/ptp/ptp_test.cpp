@@ -3,12 +3,20 @@
 // slave port's receive path on the simulated wire.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <array>
+#include <cstring>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "engine/link.hpp"
 #include "fwmptp/announce.hpp"
 #include "fwmptp/event.hpp"
 #include "fwmptp/frame.hpp"
@@ -240,6 +248,36 @@ TEST(WirePort, BadEventMessagesAreCountedAndIgnoredGoodOnesMeasure) {
   const auto w = std::to_array(fwmsim::engine().port(0, port).timestamps.word);
   EXPECT_EQ((std::array{w[0], w[1], w[2], w[3], w[4], w[5], w[6]}),
             (std::array<uint32_t, 7>{0, 100, 0, 0, 100, 5000, 9}));
+}
+
+// A live link on the loopback of a network namespace of the test's own:
+// down, then up; a frame from one packet socket to another, stamped both ways.
+TEST(WirePort, LiveLinkStampsAFrameBothWays) {
+  if (::unshare(CLONE_NEWNET) != 0 && ::unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) GTEST_SKIP() << "no netns";
+  ::alarm(20);  // a socket that never answers ends the test instead of hanging it
+  EXPECT_EQ(fwmsim::Link::check("lo"), "network interface 'lo' is down (ip link set lo up)");
+  ifreq up{};
+  std::memcpy(up.ifr_name, "lo", 3);
+  up.ifr_flags = IFF_UP;
+  ASSERT_EQ(::ioctl(::socket(AF_INET, SOCK_DGRAM, 0), SIOCSIFFLAGS, &up), 0);
+  EXPECT_EQ(fwmsim::Link::check("lo"), std::nullopt);
+  fwmsim::Link a("lo"), b("lo");
+  std::string why;
+  ASSERT_TRUE(a.open(&why) && b.open(&why)) << why;
+  EXPECT_EQ(a.ip(), 0x7F000001u);
+  const auto ns = [](const fwmptp::Timestamp &t) { return t.seconds * 1'000'000'000u + t.nanoseconds; };
+  const Bytes frame = fwmptp::buildFrame(fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgSync)).view(), {});
+  const uint64_t before = ns(a.trueNow());
+  const auto sent = a.send(frame, true);
+  ASSERT_TRUE(sent.ok && sent.stamp);
+  std::vector<std::pair<Bytes, uint64_t>> got;  // without the copy of the frame going out
+  pollfd in{b.fd(), POLLIN, 0};
+  for (int i = 0; got.empty() && i < 50 && ::poll(&in, 1, 100) >= 0; ++i)
+    b.receive([&](auto f, const auto &t) { got.emplace_back(Bytes(f.begin(), f.end()), t ? ns(*t) : 0); });
+  ASSERT_EQ(got.size(), 1u);
+  EXPECT_EQ(got[0].first, frame);
+  const uint64_t tx = ns(*sent.stamp), rx = got[0].second;
+  EXPECT_TRUE(before <= tx && tx <= rx && rx <= ns(a.trueNow())) << before << " " << tx << " " << rx;
 }
 
 }  // namespace

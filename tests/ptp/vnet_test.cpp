@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "fwmsim/clock.hpp"
 #include "fwmsim/engine/engine.hpp"
 #include "fwmsim/engine/vnet.hpp"
 #include "fwmsim/recorder.hpp"
@@ -137,6 +138,13 @@ TEST(VirtualNet, ASlaveMeasuresTheLinkItIsOn) {
             (std::vector<uint8_t>{0x00, 0x1B, 0x19, 0x00, 0x00, 0x01}));
   EXPECT_EQ(fwmsim::recorder().texts("vnet").back(),
             "gm 001b19.fffe.000001-1 lost a frame sent at 1800000000.437501000, in an outage");
+  // Announces cut off after the first: a timeout at the very instant each 2 s window ends.
+  fwmsim::engine().with(0, ++port, [](fwmsim::OdaPort &p) { p.annTimeoutMultiple = 2; });
+  const Outcome cut =
+      run(port, {{1000, Jitter::None, 0, 0, 0, {{kStart + kMs, kStart + 9000 * kMs}}}, fixed(1000), 0}, true, 5000);
+  EXPECT_EQ(std::count(cut.trace.begin(), cut.trace.end(), "timeout 0/9 vnet: no announce for 2.000 s"), 2);
+  fwmsim::clock().advance(1500);  // the board's true time: its wall clock at virtual 0, and the time since
+  EXPECT_EQ(fwmsim::boardTrueNanos(), 1'795'334'401'500'000'000);
 }
 
 TEST(VirtualNet, DelayVariationFollowsItsDistribution) {

@@ -109,6 +109,7 @@ TEST(TimingTe, MtieAndTdevOfKnownSeries) {
        {1, 2, 5, 10},
        {{1, 2}, {2, 4}, {5, 10}, {10, 20}},
        {{1, 0}, {2, 0}, {5, 0}, {10, 0}}},
+      {"falling", 1, series(30, [](double i) { return -2 * i; }), {5}, {{5, 10}}, {{5, 0}}},
       // Second differences of i^2 are 2 n^2, so TDEV is n^2 sqrt(2/3); MTIE is the last window's rise.
       {"quadratic",
        1,

@@ -18,6 +18,8 @@
 #include <sstream>
 
 #include "builtin.hpp"
+#include "engine_bridge.hpp"
+#include "fwmsim/engine/engine.hpp"
 #include "fwmtools/cli.hpp"
 #include "fwmtools/udp_peer.hpp"
 #include "keeper.hpp"
@@ -33,7 +35,10 @@ using nlohmann::json;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
-const std::string kBoard = "board: {chipType: 40, engines: 2}\n";
+// A board with the shortest time-error sample and wander step it takes, and a clock step.
+const std::string kBoard =
+    "board: {chipType: 40, engines: 2, timeError: {sample: 1ms}, clocks: [{unit: 0, wanderStep: 1ms, steps: [{at: 1s, "
+    "ppm: 1}]}]}\n";
 
 std::string times(int n, std::string_view s) {
   std::string r;
@@ -103,6 +108,7 @@ const Refusal kRefusals[] = {
     {"board: {clocks: [{unit: 0, offset: 1h}]}\nsteps: []\n", "1:36",
      "expected a time like 1ms, 500ns or 2s, got '1h'"},
     {"board: {clocks: [{unit: 0}, {unit: 0}]}\nsteps: []\n", "1:36", "a clock: unit 0 has one already"},
+    {"board: {clocks: [{unit: 8}]}\nsteps: []\n", "1:25", "clock field 'unit': 8 does not fit (at most 7)"},
     {"board: {network: {links: [{from: gm, to: \"0:3\"}]}}\nsteps: []\n", "1:34",
      "link field 'from': 'gm' is neither an engine port (UNIT:PORT) nor a grandmaster above"},
     {"board: {network: {links: [{from: \"0:1\", to: \"0:2\", jitter: pink}]}}\nsteps: []\n", "1:60",
@@ -131,10 +137,10 @@ TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
 // argument's default per operation (no forwarding target; read, not read-clear).
 TEST(Loader, PlacesFieldsWhereTheLibraryReadsThem) {
   const std::pair<const char *, std::string> cases[] = {
-      {"set_ptp_port_cfg: {unit: 1, port: 5, fwdTarget: 7, enable: 1, portState: 9, stateFlag: 1, "
+      {"set_ptp_port_cfg: {unit: 1, port: 5, fwdTarget: 7, enable: 1, ctrlType2Value: 4, stateFlag: 1, portState: 9, "
        "rxSrcPortIdentity: [1, 2, 0xfffffffe], ctrlType33Value: 0xbeef, ifIndex: 21}",
        "slot 1 unit 1 port 5 arg 0x7 "
-       "010000000000000009000080000000000000000000000000000000000100000002000000feffffff0000000000000000efbe0000"
+       "010000000000000009000080040000000000000000000000000000000100000002000000feffffff0000000000000000efbe0000"
        "15000000"},
       {"set_ptp_port_cfg: {unit: 0, port: 3}", "slot 1 unit 0 port 3 arg 0xffffffff " + std::string(112, '0')},
       {"get_ptp_t2_sub_t1: {unit: 0, port: 3}", "slot 11 unit 0 port 3 arg 0x0 " + std::string(48, '0')},
@@ -213,6 +219,19 @@ TEST(Loader, NamesCodesAndFlagsImpossibleWords) {
          clksim::decodeMeasurement(words.size() == 6 ? "get_ptp_t2_sub_t1" : "get_ptp_timestamp", words))
       got += (got.empty() ? "" : " ") + f.name + "=" + f.text;
     EXPECT_EQ(got, want);
+  }
+}
+
+// A port's messages are captured framed as the engine has it programmed:
+// encapsulations 2 and 3 in UDP, 1 and 3 tagged, an unknown one not at all.
+TEST(Capture, FramesAsTheEngineIsProgrammed) {
+  const std::optional<uint16_t> tag = 0x2064, none;
+  const std::optional<std::pair<bool, std::optional<uint16_t>>> want[] = {
+      {{false, tag}}, {{true, none}}, {{true, tag}}, std::nullopt};  // encapsulations 1 to 4
+  for (uint32_t encap = 1; encap <= 4; ++encap) {
+    fwmsim::engine().with(0, encap, [&](fwmsim::OdaPort &p) { p.encap = encap, p.vlan = 0x12064; });
+    const auto f = clksim::portFraming(0, encap);
+    EXPECT_EQ(f ? std::optional(std::pair(f->udp, f->vlanTci)) : std::nullopt, want[encap - 1]) << encap;
   }
 }
 
