@@ -6,7 +6,11 @@
 # Follow_Up, Delay_Req, Delay_Resp; library, engine, wire thread and trace),
 # as the run less an identical run with the event messages switched off, and
 # the spread of the software time stamps: mean and standard deviation of
-# t2 - t1 over the first 1,000 Syncs.
+# t2 - t1 over the first 1,000 Syncs. Then the same exchange between a ptp4l
+# master and a ptp4l slave on the same link (free_running, software stamps,
+# no log): its messages (PORT_STATS_NP) and CPU time over SECONDS once the
+# slave measures, and the card's CPU per message as a multiple of ptp4l's. The card's includes its trace, written to
+# a file; ptp4l writes none.
 #   bench/event.sh [SECONDS] [--rows]   (9 by default; --rows: report.sh's table rows only)
 # Runs in a network namespace of its own (unshare -rn, or as root unshare -n).
 set -euo pipefail
@@ -50,6 +54,45 @@ for on in 1 0; do
   { time "$clksim" --live 0:0=evA --live 0:1=evB --format jsonl "$tmp/bench$on.yaml" \
       >"$tmp/run$on.jsonl"; } 2>"$tmp/time$on"
 done
+# ptp4l, both ends, Sync and Delay_Req at 128/s: once the slave measures,
+# its messages and CPU time (user and system ticks) at two moments SECONDS apart.
+ptp4l_run() {
+  for side in A B; do
+    cat >"$tmp/$side.cfg" <<EOF
+[global]
+domainNumber 24
+free_running 1
+time_stamping software
+network_transport L2
+delay_mechanism E2E
+logSyncInterval -7
+logMinDelayReqInterval -7
+logAnnounceInterval 0
+announceReceiptTimeout 2
+slaveOnly $([ $side = B ] && echo 1 || echo 0)
+priority1 $([ $side = A ] && echo 90 || echo 128)
+use_syslog 0
+verbose 0
+EOF
+  done
+  local pids=()
+  for side in A B; do
+    ptp4l -f "$tmp/$side.cfg" -i ev$side -q --uds_address "$tmp/$side.sock" >"$tmp/ptp4l$side.log" 2>&1 &
+    pids+=($!)
+  done
+  snapshot() {
+    for side in A B; do
+      pmc -u -b 0 -d 24 -s "$tmp/$side.sock" -i "$tmp/pmc$side.sock" 'GET PORT_STATS_NP' 2>/dev/null
+    done >"$tmp/stats$1"
+    for p in "${pids[@]}"; do awk '{ t += $14 + $15 } END { print t / 100 }' "/proc/$p/stat"; done >"$tmp/time$1"
+  }
+  sleep 6
+  snapshot p0
+  sleep "$seconds"
+  snapshot p1
+  kill "${pids[@]}" && wait "${pids[@]}" 2>/dev/null || true
+}
+command -v ptp4l >/dev/null && command -v pmc >/dev/null && ptp4l_run
 python3 - "$tmp" "$rows" <<'PY'
 import json, statistics, sys
 tmp, rows = sys.argv[1], sys.argv[2] == "--rows"
@@ -62,14 +105,28 @@ t21 = [int(r["text"].split()[4]) for r in records
 per = (cpu(1) - cpu(0)) / max(messages, 1) * 1e6
 mean = statistics.mean(t21) if t21 else 0.0
 sd = statistics.pstdev(t21) if len(t21) > 1 else 0.0
+def ptp4l_messages(run):
+    try:
+        return sum(int(l.split()[1]) for l in open(f"{tmp}/stats{run}")
+                   if l.split() and l.split()[0] in {d + "_" + m for d in ("rx", "tx")
+                                                     for m in ("Sync", "Follow_Up", "Delay_Req", "Delay_Resp")})
+    except (OSError, IndexError, ValueError):
+        return 0
+ptp4l_n = ptp4l_messages("p1") - ptp4l_messages("p0")
+ptp4l_per = (cpu("p1") - cpu("p0")) / ptp4l_n * 1e6 if ptp4l_n > 0 else 0.0
+ratio = f"{per / ptp4l_per:.2f}x" if ptp4l_per > 0 else "n/a"
 if rows:
     print(f"event path: CPU per message sent or received, trace included\t{per:.1f} us")
+    print(f"event path: CPU per message, card / ptp4l doing the same ({per:.1f} / {ptp4l_per:.1f} us)\t{ratio}")
     print(f"t2 - t1 over {len(t21)} Syncs on a veth pair, software stamps: mean / std dev\t{mean:.0f} / {sd:.0f} ns")
 else:
     print("event benchmark: 2 ports on a veth pair, Sync and Delay_Req at 128/s")
     print(f"  messages sent and received  {messages:8d}")
     print(f"  CPU, events on / off        {cpu(1):8.2f} s / {cpu(0):.2f} s")
     print(f"  CPU per event message       {per:8.1f} us")
+    print(f"  ptp4l, the same: messages {ptp4l_n}, CPU {cpu('p1') - cpu('p0'):.2f} s, "
+          f"per message {ptp4l_per:.1f} us")
+    print(f"  card / ptp4l per message    {ratio:>8s}")
     print(f"  t2 - t1 over {len(t21)} Syncs   mean {mean:.0f} ns, std dev {sd:.0f} ns, "
           f"min {min(t21, default=0)}, max {max(t21, default=0)}")
 PY

@@ -25,6 +25,10 @@ namespace {
 
 using Steady = std::chrono::steady_clock;
 constexpr auto kStampWait = std::chrono::milliseconds(20);  // how long a transmit stamp may take to come back
+constexpr unsigned kBatch = 8;                              // frames taken off the socket per call
+#ifndef PACKET_IGNORE_OUTGOING
+#define PACKET_IGNORE_OUTGOING 23
+#endif
 
 fwmptp::Timestamp fromTimespec(const timespec &t) {
   return {static_cast<uint64_t>(t.tv_sec), static_cast<uint32_t>(t.tv_nsec)};
@@ -141,13 +145,17 @@ bool Link::open(std::string *why) {
     return false;
   }
   hardware_ = enableHardwareStamps(fd_, iface_);
-  int stamping = SOF_TIMESTAMPING_TX_SOFTWARE | SOF_TIMESTAMPING_RX_SOFTWARE | SOF_TIMESTAMPING_SOFTWARE;
-  if (hardware_)
-    stamping |= SOF_TIMESTAMPING_TX_HARDWARE | SOF_TIMESTAMPING_RX_HARDWARE | SOF_TIMESTAMPING_RAW_HARDWARE;
-  if (::setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPING, &stamping, sizeof stamping) != 0) {
+  // Receive stamps for every frame; transmit stamps are asked for per frame (send).
+  socketStamping_ = SOF_TIMESTAMPING_RX_SOFTWARE | SOF_TIMESTAMPING_SOFTWARE;
+  if (hardware_) socketStamping_ |= SOF_TIMESTAMPING_RX_HARDWARE | SOF_TIMESTAMPING_RAW_HARDWARE;
+  if (::setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPING, &socketStamping_, sizeof socketStamping_) != 0) {
     if (why) *why = "no time stamps on '" + iface_ + "': " + std::strerror(errno);
     return false;
   }
+  // Our own frames would come back to this socket, each a copy and a wake-up
+  // of the wire thread (older kernels ignore this; receive drops them there).
+  int one = 1;
+  (void)::setsockopt(fd_, SOL_PACKET, PACKET_IGNORE_OUTGOING, &one, sizeof one);
   // The link-level groups of both transports, and the IPv4 group joined so
   // that switches snooping IGMP forward it to us.
   for (const auto &mac : {fwmptp::kPrimaryMac, kIpv4GroupMac, kPeerMac, kPeerIpv4GroupMac}) {
@@ -173,10 +181,36 @@ bool Link::open(std::string *why) {
   return true;
 }
 
+// Only the frames whose stamp is wanted ask for one: every other stamp would
+// be a clone of the frame on the error queue and a wake-up of the wire thread
+// to throw it away. Kernels that refuse the request per message get it for
+// the whole socket, and the stamps nobody waits for are drained on receive.
 Link::Sent Link::send(std::span<const uint8_t> frame, bool wantStamp) {
-  (void)takeTxStamp(fd_, std::nullopt);  // stamps nobody waited for
+  iovec iov{const_cast<uint8_t *>(frame.data()), frame.size()};
+  msghdr msg{};
+  msg.msg_iov = &iov;
+  msg.msg_iovlen = 1;
+  alignas(cmsghdr) uint8_t control[CMSG_SPACE(sizeof(uint32_t))] = {};
+  if (wantStamp && !stampAll_) {
+    msg.msg_control = control;
+    msg.msg_controllen = sizeof control;
+    cmsghdr *c = CMSG_FIRSTHDR(&msg);
+    c->cmsg_level = SOL_SOCKET;
+    c->cmsg_type = SO_TIMESTAMPING;
+    c->cmsg_len = CMSG_LEN(sizeof(uint32_t));
+    const uint32_t flags = hardware_ ? SOF_TIMESTAMPING_TX_HARDWARE : SOF_TIMESTAMPING_TX_SOFTWARE;
+    std::memcpy(CMSG_DATA(c), &flags, sizeof flags);
+  }
   Sent s;
-  if (::send(fd_, frame.data(), frame.size(), MSG_DONTWAIT) != static_cast<ssize_t>(frame.size())) {
+  ssize_t n = ::sendmsg(fd_, &msg, MSG_DONTWAIT);
+  if (n < 0 && errno == EINVAL && msg.msg_controllen != 0) {
+    int all = socketStamping_ | SOF_TIMESTAMPING_TX_SOFTWARE | (hardware_ ? SOF_TIMESTAMPING_TX_HARDWARE : 0);
+    stampAll_ = ::setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPING, &all, sizeof all) == 0;
+    msg.msg_control = nullptr;
+    msg.msg_controllen = 0;
+    n = ::sendmsg(fd_, &msg, MSG_DONTWAIT);
+  }
+  if (n != static_cast<ssize_t>(frame.size())) {
     s.error = errno;
     return s;
   }
@@ -185,24 +219,31 @@ Link::Sent Link::send(std::span<const uint8_t> frame, bool wantStamp) {
   return s;
 }
 
-void Link::receive(const std::function<void(std::span<const uint8_t>, const Stamp &)> &onFrame) {
-  (void)takeTxStamp(fd_, std::nullopt);  // the error queue also wakes epoll
+void Link::receive(const std::function<void(std::span<const uint8_t>, const Stamp &)> &onFrame, bool errorQueue) {
+  if (errorQueue) (void)takeTxStamp(fd_, std::nullopt);  // stamps that came too late for their sender
+  uint8_t bufs[kBatch][2048];
+  alignas(cmsghdr) uint8_t controls[kBatch][512];
   while (true) {
-    uint8_t buf[2048];
-    alignas(cmsghdr) uint8_t control[512];
-    sockaddr_ll from{};
-    iovec iov{buf, sizeof buf};
-    msghdr msg{};
-    msg.msg_name = &from;
-    msg.msg_namelen = sizeof from;
-    msg.msg_iov = &iov;
-    msg.msg_iovlen = 1;
-    msg.msg_control = control;
-    msg.msg_controllen = sizeof control;
-    const ssize_t n = ::recvmsg(fd_, &msg, MSG_DONTWAIT);
-    if (n < 0) return;
-    if (from.sll_pkttype == PACKET_OUTGOING) continue;  // our own frames, looped back to the socket
-    onFrame(std::span<const uint8_t>(buf, static_cast<size_t>(n)), stampOf(msg));
+    sockaddr_ll from[kBatch]{};
+    iovec iov[kBatch];
+    mmsghdr msgs[kBatch]{};
+    for (unsigned i = 0; i < kBatch; ++i) {
+      iov[i] = {bufs[i], sizeof bufs[i]};
+      msghdr &m = msgs[i].msg_hdr;
+      m.msg_name = &from[i];
+      m.msg_namelen = sizeof from[i];
+      m.msg_iov = &iov[i];
+      m.msg_iovlen = 1;
+      m.msg_control = controls[i];
+      m.msg_controllen = sizeof controls[i];
+    }
+    const int n = ::recvmmsg(fd_, msgs, kBatch, MSG_DONTWAIT, nullptr);
+    if (n <= 0) return;
+    for (int i = 0; i < n; ++i) {
+      if (from[i].sll_pkttype == PACKET_OUTGOING) continue;  // our own frames, where the kernel still loops them back
+      onFrame(std::span<const uint8_t>(bufs[i], msgs[i].msg_len), stampOf(msgs[i].msg_hdr));
+    }
+    if (static_cast<unsigned>(n) < kBatch) return;  // the socket is empty: no call just to learn that
   }
 }
 

@@ -58,9 +58,11 @@ void WireState::run() {
     for (int i = 0; i < n; ++i) {
       if (events[i].data.ptr == nullptr) return;  // the stop event
       auto &p = *static_cast<WirePort *>(events[i].data.ptr);
-      static_cast<Link &>(*p.link).receive([&](std::span<const uint8_t> frame, const Stamp &stamp) {
-        p.rx.handle(frame, stamp, p.link->hardwareStamps());
-      });
+      static_cast<Link &>(*p.link).receive(
+          [&](std::span<const uint8_t> frame, const Stamp &stamp) {
+            p.rx.handle(frame, stamp, p.link->hardwareStamps());
+          },
+          (events[i].events & EPOLLERR) != 0);
     }
   }
 }
