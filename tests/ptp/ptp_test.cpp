@@ -273,7 +273,7 @@ TEST(WirePort, LiveLinkStampsAFrameBothWays) {
   std::vector<std::pair<Bytes, uint64_t>> got;  // without the copy of the frame going out
   pollfd in{b.fd(), POLLIN, 0};
   for (int i = 0; got.empty() && i < 50 && ::poll(&in, 1, 100) >= 0; ++i)
-    b.receive([&](auto f, const auto &t) { got.emplace_back(Bytes(f.begin(), f.end()), t ? ns(*t) : 0); });
+    b.receive([&](auto f, const auto &t) { got.emplace_back(Bytes(f.begin(), f.end()), t ? ns(*t) : 0); }, false);
   ASSERT_EQ(got.size(), 1u);
   EXPECT_EQ(got[0].first, frame);
   const uint64_t tx = ns(*sent.stamp), rx = got[0].second;

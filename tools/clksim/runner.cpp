@@ -426,15 +426,16 @@ int Runner::run() {
   }
   const TimeKeeping &tk = sc_.board.time;
   if (tk.network.present || !tk.clocks.empty() || !tk.servos.empty())
-    keeper_ = std::make_unique<Timekeeper>(tk, opt_.realtime, [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
-      TraceRecord r;
-      r.kind = kind;
-      r.timeMs = fwmsim::clock().nowMs();
-      r.thread = fwmsim::threadName();
-      r.text = std::move(text);
-      r.fields = std::move(f);
-      emit(std::move(r));
-    });
+    keeper_ = std::make_unique<Timekeeper>(tk, opt_.realtime,
+                                           [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
+                                             TraceRecord r;
+                                             r.kind = kind;
+                                             r.timeMs = fwmsim::clock().nowMs();
+                                             r.thread = fwmsim::threadName();
+                                             r.text = std::move(text);
+                                             r.fields = std::move(f);
+                                             emit(std::move(r));
+                                           });
   int rc = 0;
   for (const auto &w : opt_.wirePorts) {
     std::string why;
