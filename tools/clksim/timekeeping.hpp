@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "boundary.hpp"
 #include "fwmsim/engine/rtc.hpp"
 #include "fwmsim/engine/vnet.hpp"
 #include "fwmtools/timing/servo.hpp"
@@ -53,6 +54,7 @@ struct TimeKeeping {
   NetworkSetup network;
   std::vector<ServoSetup> servos;
   TeSetup te;
+  BoundarySetup boundary;  // absent: the card follows the scenario's steps only
 };
 
 inline bool keepsTime(const TimeKeeping &t) { return t.network.present || !t.clocks.empty(); }
