@@ -11,8 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "fwmtools/bmca.hpp"
 #include "fwmtools/timing/report.hpp"
 #include "fwmtools/timing/servo.hpp"
+#include "orchestrator.hpp"
 #include "scenario.hpp"
 #include "timekeeping.hpp"
 #include "trace.hpp"
@@ -44,6 +46,15 @@ class Timekeeper {
   // verdicts of the engines it could judge are for the report.
   std::vector<fwmtools::timing::EngineTe> finish();
 
+  // The negotiation peer decided (a card set up as a boundary clock only):
+  // the orchestrator programs the ports, the servo on the SLAVE port's
+  // engine follows that port, and the servos of the card's other engines
+  // follow that engine.
+  void decided(const fwmtools::bmca::Decision &d);
+  // Retargets the servo of `unit` to the master heard on `port`; false when
+  // the unit has no servo.
+  bool follow(uint32_t unit, uint32_t port);
+
   // Where the next servo period ends, from the one that just ended: the
   // period after it, or, when `nowNs` is past that already (a live run that
   // slept late), the first period end after `nowNs`. `missed` counts the
@@ -67,6 +78,7 @@ class Timekeeper {
     int64_t holdNs = 0, holdTeNs = 0;
     double holdRate = 0;
     std::optional<int64_t> offsetNs = std::nullopt;  // the sample the servo last steered by
+    uint32_t port = 0;                               // the port whose master it follows
   };
   void note(std::string text) { say_(TraceKind::Note, std::move(text), {}); }
   // One sample per engine, kept `missed` + 1 times: a live run woken late
@@ -86,6 +98,8 @@ class Timekeeper {
   uint64_t startMs_ = 0;
   std::vector<Servo> servos_;
   std::map<uint32_t, std::vector<double>> te_;  // per unit, one sample per period
+  std::unique_ptr<Orchestrator> orch_;          // a boundary clock only
+  std::optional<uint32_t> reference_;           // the SLAVE port's engine, once decided
 };
 
 }  // namespace clksim

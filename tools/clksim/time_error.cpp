@@ -46,16 +46,14 @@ void Timekeeper::sampleTe(int64_t missed) {
 
 void Timekeeper::tellState(const Servo &s, fwmtools::timing::ServoState to, const std::string &how) {
   const uint32_t unit = s.setup->unit;
-  say_(TraceKind::ServoState,
-       fmt::format("servo {}:{} {}{}", unit, s.setup->port, fwmtools::timing::servoStateName(to), how),
-       {integer("unit", unit), word("servo", fmt::format("{}:{}", unit, s.setup->port)),
+  say_(TraceKind::ServoState, fmt::format("servo {}:{} {}{}", unit, s.port, fwmtools::timing::servoStateName(to), how),
+       {integer("unit", unit), word("servo", fmt::format("{}:{}", unit, s.port)),
         word("servo_state", fwmtools::timing::servoStateName(to)), integer("te_ns", fwmsim::timeError(unit))});
 }
 
 void Timekeeper::tellAdjust(const Servo &s, const fwmtools::timing::ServoOutput &out) {
-  std::vector<FieldValue> f{integer("unit", s.setup->unit),
-                            word("servo", fmt::format("{}:{}", s.setup->unit, s.setup->port))};
-  std::string text = fmt::format("servo {}:{}", s.setup->unit, s.setup->port);
+  std::vector<FieldValue> f{integer("unit", s.setup->unit), word("servo", fmt::format("{}:{}", s.setup->unit, s.port))};
+  std::string text = fmt::format("servo {}:{}", s.setup->unit, s.port);
   if (s.offsetNs) {
     f.push_back(integer("offset_ns", *s.offsetNs));
     text += fmt::format(" offset {} ns:", *s.offsetNs);

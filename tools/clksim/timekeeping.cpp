@@ -72,8 +72,11 @@ Timekeeper::Timekeeper(const TimeKeeping &setup, bool live, Say say) : setup_(se
   const double periodS = static_cast<double>(setup_.te.sampleNs) / 1e9;
   for (const auto &s : setup_.servos) {
     servos_.push_back({&s, fwmtools::timing::PiServo(s.config, periodS), ServoState::Unlocked, std::nullopt, 0});
+    servos_.back().port = s.port;
     te_[s.unit];
   }
+  if (setup_.boundary.present)
+    orch_ = std::make_unique<Orchestrator>(setup_.boundary, orchestratorTable, [this](std::string t) { note(t); });
   if (live) {
     if (setup_.network.present)
       note("the virtual network runs in virtual time only: on the wall clock the wire ports are the links");
@@ -139,6 +142,7 @@ void Timekeeper::advance(uint64_t ms) {
     const auto next = nextPeriod(nextSampleNs_, setup_.te.sampleNs, now());
     nextSampleNs_ = next.atNs;
     for (auto &s : servos_) serve(s);
+    if (orch_) orch_->tick(now());
     sampleTe(next.missed);
   }
   // Live, the link changes under the run (netem, a peer restarting): each
@@ -164,7 +168,19 @@ void Timekeeper::serve(Servo &s) {
   const auto table = orchestratorTable();
   const auto local = engineTime(s.setup->unit);
   if (!table || !local) return;
-  const uint32_t unit = s.setup->unit, port = s.setup->port;
+  if (reference_ && *reference_ != s.setup->unit) {
+    // Another engine of the card: both clocks read through the library's
+    // channel time stamp at the same true instant, the slave engine's time
+    // as the master's.
+    const auto ref = engineTime(*reference_);
+    if (ref)
+      s.offsetNs = *local - *ref;
+    else
+      s.offsetNs.reset();
+    steer(s, ref ? s.pi.sample(*s.offsetNs, *local) : s.pi.idle(*local), *local);
+    return;
+  }
+  const uint32_t unit = s.setup->unit, port = s.port;
   // A read-clear hands nothing back: read, then clear what was read.
   auto take = [&](auto op, ClkPtpDfxDelay &d) {
     if (((*table).*op)(unit, port, 0, &d) != 0 || d.words[fwmsim::dly::kCount] == 0) return false;
@@ -184,6 +200,27 @@ void Timekeeper::serve(Servo &s) {
   steer(s, s.pi.sample(*s.offsetNs, *local), *local);
 }
 
+void Timekeeper::decided(const fwmtools::bmca::Decision &d) {
+  if (!orch_) return;
+  const auto slave = orch_->act(d, now());
+  if (!slave) return;  // the card leads: each servo holds over on its own
+  reference_ = slave->first;
+  if (!follow(slave->first, slave->second))
+    note(fmt::format("no servo on unit {} to follow {}:{}", slave->first, slave->first, slave->second));
+}
+
+bool Timekeeper::follow(uint32_t unit, uint32_t port) {
+  for (auto &s : servos_) {
+    if (s.setup->unit != unit) continue;
+    if (s.port == port) return true;
+    note(fmt::format("servo {}:{} follows {}:{} now", unit, s.port, unit, port));
+    // The path delay measured to the old master says nothing of the new one.
+    s.port = port, s.t4SubT3.reset();
+    return true;
+  }
+  return false;
+}
+
 void Timekeeper::steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64_t localNs) {
   const uint32_t unit = s.setup->unit;
   if (out.state != s.state) {
@@ -199,6 +236,7 @@ void Timekeeper::steer(Servo &s, const fwmtools::timing::ServoOutput &out, int64
                         static_cast<double>(now - s.holdNs) / 1e9, te, expect);
     }
     tellState(s, out.state, how);
+    if (orch_) orch_->servoState(unit, out.state, fwmsim::trueNanos());
   }
   s.state = out.state;
   if (out.stepNs != 0 || out.freqPpb != s.freqPpb) tellAdjust(s, out);
