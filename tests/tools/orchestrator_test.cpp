@@ -1,7 +1,5 @@
-// The orchestrator acting on decisions and servo states: the ordered
-// operations it calls (port states, every announce field, the class from
-// 248 through the grandmaster's to holdover and out of it), that nothing
-// unchanged is programmed again and that a failed call is made again.
+// The orchestrator's ordered calls (port states, every announce field, class 248 -> 6 -> 135 -> 165 -> 6), nothing
+// unchanged programmed again, a failed call made again.
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
@@ -51,7 +49,7 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
   follow.ports = {{1, State::Slave, Reason::S1}, {2, State::Master, Reason::M3}, {3, State::Passive, Reason::P2}};
   follow.parent.sender = {0x001b19fffe00a001, 7}, follow.local = false, follow.best = gm;
   follow.announcedStepsRemoved = 1;
-  lead.ports = {{1, State::Master, Reason::M2}, {2, State::Master, Reason::M2}, {3, State::Master, Reason::M2}};
+  lead.ports = {{1, State::Master, Reason::M2}, {2, State::Master, Reason::M2}, {3, State::Master, Reason::M2}, {4}};
   auto ann = [](int c) { return fmt::format("pkt 0:4 001b19fffe00a001 p128/128 c{} a21 v4e5d s1 u37 f30 t20", c); };
   auto own = [](const char *p) {
     return fmt::format("pkt {} 001b19fffe000009 p255/128 c135 afe vffff s0 u37 f8 ta0", p);
@@ -70,16 +68,19 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
       {'F', 2, {}},
       {'k', 5, {}},
       {'K', 10, {ann(6)}},
-      {'H', 20, {ann(135)}},
+      {'H', 20, {ann(135)}, "orchestrator: clock class 6 -> 135: 0.0 s in holdover, within its budget of 300 s"},
       {'T', 320, {}},  // the budget's last instant
-      {'T', 320.1, {ann(165)}, "orchestrator: clock class 135 -> 165: 300.1 s in holdover, past its budget of 300 s"},
+      {'T',
+       320.1,
+       {ann(165)},
+       "orchestrator: 0:4 (port 2) announce GM 001b19.fffe.00a001 class 165 steps 1: set_ptp_port_pkt = 0"},
       {'K', 400, {ann(6)}},
       {'L',
        500,
        {own("0:3"), cfg("0:3", 6), own("0:4"), own("1:2"), cfg("1:2", 6)},
        "orchestrator: 1:2 (port 3) MASTER (M2): set_ptp_port_cfg = 4294967293 (0xfffffffd)"},
       {'L', 501, {cfg("1:2", 6)}},  // the failed one again
-      {'L', 502, {}},
+      {'L', 502, {}, "orchestrator: the decision names port 4, the card has ports 1 to 3"},
   };
   for (const auto &r : rows) {
     SCOPED_TRACE(r.atS);
@@ -95,10 +96,8 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
     else
       orch.servoState(r.event == 'k', r.event == 'H' ? ServoState::Holdover : ServoState::Locked, ns);
     EXPECT_EQ(calls, r.want);
-    if (*r.note) {
-      EXPECT_NE(std::find(notes.begin(), notes.end(), r.note), notes.end())
-          << fmt::format("{}", fmt::join(notes, "\n"));
-    }
+    EXPECT_TRUE(!*r.note || std::find(notes.begin(), notes.end(), r.note) != notes.end())
+        << fmt::format("{}", fmt::join(notes, "\n"));
   }
 }
 
