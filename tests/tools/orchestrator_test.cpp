@@ -29,18 +29,15 @@ uint32_t portPkt(uint32_t unit, uint32_t port, ClkPtpAnnPkt *a) {
   return 0;
 }
 
-ClkSrvOrchIntf table() {
-  ClkSrvOrchIntf t{};
-  t.setPtpPortCfg = portCfg, t.setPtpPortPkt = portPkt;
-  return t;
-}
+const ClkSrvOrchIntf kTable{nullptr, portCfg, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr,
+                            portPkt, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};  // slots 1 and 8
 
 TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
   const clksim::BoundarySetup setup{true, Profile::Telecom, {0x001b19fffe000009, 255}, {{0, 3}, {0, 4}, {1, 2}}, {}};
   std::vector<std::string> notes;
   bool haveTable = false;
   clksim::Orchestrator orch(
-      setup, [&] { return haveTable ? std::optional(table()) : std::nullopt; },
+      setup, [&] { return haveTable ? std::optional(kTable) : std::nullopt; },
       [&](std::string n) { notes.push_back(std::move(n)); });
   // Domain 24, flags 0x0630, UTC offset 37, priority1 128, class 6, accuracy 0x21, variance 0x4e5d, priority2 128.
   const fwmptp::Announce gm{0, 0,   0, 24, 0x0630, 0, 0, 0, 0, 0, 0, 37, 128, 6, 0x21, 0x4e5d, 128, 0x001b19fffe00a001,
