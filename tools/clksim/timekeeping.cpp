@@ -140,6 +140,7 @@ void Timekeeper::advance(uint64_t ms) {
     nextSampleNs_ = next.atNs;
     for (auto &s : servos_) serve(s);
     sampleTe(next.missed);
+    if (betweenSamples) betweenSamples();
   }
   // Live, the link changes under the run (netem, a peer restarting): each
   // stretch of wall clock gets its own figures.
