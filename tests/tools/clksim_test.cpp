@@ -120,6 +120,7 @@ const Refusal kRefusals[] = {
     {"board: {network: {}, servos: [{unit: 0, port: 3, kp: -1}]}\nsteps: []\n", "1:54",
      "servo field 'kp': -1 is out of range"},
     {"board: {timeError: {sample: 10us}}\nsteps: []\n", "1:29", "timeError field 'sample': at least 1ms"},
+    {"board: {boundary: [3]}\nsteps: []\n", "1:19", "board field 'boundary': expected a mapping of field: value"},
     {"board: {boundary: {profile: smpte}}\nsteps: []\n", "1:29", "expected one of: default, telecom"},
     {"board: {boundary: {clockClass: 6}}\nsteps: []\n", "1:19", "boundary field 'ports': expected a list of {unit"},
     {"board: {boundary: {ports: [{unit: 0, port: 3}, {unit: 0, port: 3}]}}\nsteps: []\n", "1:48", "is listed already"},
