@@ -20,11 +20,13 @@
 #include "builtin.hpp"
 #include "engine_bridge.hpp"
 #include "fwmsim/engine/engine.hpp"
+#include "fwmsim/recorder.hpp"
 #include "fwmtools/cli.hpp"
 #include "fwmtools/udp_peer.hpp"
 #include "keeper.hpp"
 #include "loader.hpp"
 #include "measure.hpp"
+#include "runner.hpp"
 #include "subprocess.hpp"
 #include "testkit.hpp"
 #include "values.hpp"
@@ -118,6 +120,13 @@ const Refusal kRefusals[] = {
     {"board: {network: {}, servos: [{unit: 0, port: 3, kp: -1}]}\nsteps: []\n", "1:54",
      "servo field 'kp': -1 is out of range"},
     {"board: {timeError: {sample: 10us}}\nsteps: []\n", "1:29", "timeError field 'sample': at least 1ms"},
+    {"board: {boundary: [3]}\nsteps: []\n", "1:19", "board field 'boundary': expected a mapping of field: value"},
+    {"board: {boundary: {profile: smpte}}\nsteps: []\n", "1:29", "expected one of: default, telecom"},
+    {"board: {boundary: {clockClass: 6}}\nsteps: []\n", "1:19", "boundary field 'ports': expected a list of {unit"},
+    {"board: {boundary: {ports: [{unit: 0, port: 3}, {unit: 0, port: 3}]}}\nsteps: []\n", "1:48", "is listed already"},
+    {"board: {boundary: {ports: [{unit: 8, port: 3}]}}\nsteps: []\n", "1:35", "'unit': 8 is beyond the last engine"},
+    {"board: {boundary: {ports: [{unit: 0, port: 3, masterOnly: 2}]}}\nsteps: []\n", "1:59",
+     "2 does not fit (at most 1)"},
 };
 
 TEST(Loader, RefusalSaysWhereAndWhatWasExpected) {
@@ -325,7 +334,15 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', "--pcap /dev/full", 3, "clksim: --pcap /dev/full: cannot write the file: No space left on device\n"},
       {'s', "--timeline /dev/full", 3, "clksim: --timeline /dev/full: writing the file failed\n", "summary: 40 steps"},
       {'p', "--listen 127.0.0.1:notaport", 2, "clkpeer: --listen 127.0.0.1:notaport: expected HOST:PORT\n"},
-      {'p', "--port 39011", 2, "The following arguments were not expected: 39011 --port"},
+      {'p', "--bogus 39011", 2, "The following arguments were not expected: 39011 --bogus"},
+      {'p', "--port 3", 2, "--port requires --decide"},
+      {'p', "--decide --port 3", 2,
+       "clkpeer: --identity '': expected the card's clock identity like 001b19.fffe.00a001"},
+      {'p', "--decide --identity 001b19.fffe.0c0001", 2, "clkpeer: --decide needs the card's ports: --port IFINDEX"},
+      {'p', "--decide --port 3:256", 2, "clkpeer: --port '3:256': expected IFINDEX[:LOCALPRIORITY]"},
+      {'p', "--decide --port 3:master", 2, "clkpeer: --port '3:master': expected"},
+      {'p', "--decide --port 3:master-only --port 3:9", 2, "clkpeer: --port '3:9': ifIndex 3 is given"},
+      {'p', "--profile boundary", 2, "--profile: boundary not in {default,telecom}"},
       {'p', "--count x", 2, "Could not convert: --count = x"},
       {'p', "--pcap /nonexistent/a.pcap", 3, "clkpeer: --pcap /nonexistent/a.pcap: cannot create the file"},
       {'p', "--listen " + taken, 4, "clkpeer: "},
@@ -779,6 +796,56 @@ TEST(Timekeeping, TheServoLocksAndTheTimeErrorIsJudged) {
     EXPECT_THAT(tl, HasSubstr(want));
   EXPECT_THAT(page, HasSubstr("<td class=verdict>C</tr>"));
   EXPECT_THAT(page, HasSubstr("<tr><td>unit 0<td>20.1 – 40.0<td>7.250<td>"));
+}
+
+// The boundary drills in virtual time: every decision the built-in peer
+// made, when, from what the card's acknowledgements told it.
+TEST(Boundary, DrillsDecideAsTheNetworkChanges) {
+  auto parent = [](const char *from, int port, const char *gm, int cls, int p1) {
+    return fmt::format(
+        "parent 001b19.fffe.00{} on port {}, grandmaster 001b19.fffe.00{} class {} priority1 {}, "
+        "stepsRemoved 0 (announced 1)",
+        from, port, gm, cls, p1);
+  };
+  const std::string alone =
+                        "1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 248 "
+                        "priority1 128",
+                    onA = "1 SLAVE (S1), 2 MASTER (M3); " + parent("a0a1-1", 1, "a0a1", 6, 128);
+  const std::pair<const char *, std::vector<std::string>> rows[] = {
+      {"boundary-switch",
+       {"0 " + alone, "2500 " + onA, "20500 1 MASTER (M3), 2 SLAVE (S1); " + parent("b0b1-1", 2, "b0b1", 6, 64),
+        "40500 " + onA, "55500 " + alone}},
+      {"boundary-passive",
+       {"0 " + alone, "2500 1 MASTER (M3), 2 SLAVE (S1); " + parent("a0a1-2", 2, "a0a1", 6, 128),
+        "2500 1 SLAVE (S1), 2 PASSIVE (P2); " + parent("a0a1-1", 1, "a0a1", 6, 128)}},
+      {"boundary-master-only",
+       {"0 " + alone, "2500 1 MASTER (M3), 2 SLAVE (S1); " + parent("b0b1-1", 2, "b0b1", 7, 128)}},
+  };
+  for (const auto &[name, want] : rows) {
+    auto o = fwmtest::runTool({CLKSIM_PATH, "-f", "jsonl", "--only", "decision", "-s", name});
+    EXPECT_EQ(o.exitCode, 0) << o.err;
+    std::vector<std::string> told;
+    for (const auto &line : fwmtest::splitLines(o.out))
+      if (auto j = json::parse(line); j["kind"] == "decision")
+        told.push_back(fmt::format("{} {}", j["t_ms"].get<uint64_t>(), j["text"].get<std::string>().substr(10)));
+    EXPECT_EQ(told, want) << name;
+  }
+}
+
+// Whoever acts on the decisions gets each one, in order, on the host's
+// thread between the time samples rather than inside the library's send.
+TEST(Boundary, EveryDecisionReachesTheHook) {
+  auto sc = std::get<clksim::Scenario>(
+      clksim::loadScenario(clksim::findBuiltin("boundary-passive")->yaml, "boundary-passive"));
+  clksim::Runner run(sc, {});
+  std::vector<std::string> handed;
+  run.onDecision([&](const fwmtools::bmca::Decision &d) {
+    EXPECT_EQ(fwmsim::threadName(), "host");
+    handed.push_back(fwmtools::decisionText(d).substr(0, 28));
+  });
+  EXPECT_EQ(run.run(), 0);
+  EXPECT_THAT(handed, ElementsAre("1 MASTER (M2), 2 MASTER (M2)", "1 MASTER (M3), 2 SLAVE (S1);",
+                                  "1 SLAVE (S1), 2 PASSIVE (P2)"));
 }
 
 }  // namespace

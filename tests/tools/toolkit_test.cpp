@@ -104,11 +104,12 @@ TEST(Pcap, TsharkDissectsTheAnnounceAsFramed) {
 }
 
 // clkpeer as the negotiation peer: it reports and skips what is not an
-// acknowledgement and decodes what is.
+// acknowledgement and decodes what is; deciding, it tells the card alone at
+// the start and each decision that changed (the loss changes nothing yet).
 TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   const std::string pcap = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-peer.pcap";
   fwmtest::Child peer({CLKPEER_PATH, "--listen", "127.0.0.1:0", "--format", "jsonl", "--count", "2", "--idle-exit-ms",
-                       "10000", "--pcap", pcap});
+                       "10000", "--pcap", pcap, "--decide", "--identity", "001b19.fffe.0c0001", "--port", "21"});
   auto ready = peer.errLine(std::chrono::seconds(20));
   ASSERT_TRUE(ready);
   const std::string prefix = "clkpeer: listening on 127.0.0.1:";
@@ -140,6 +141,9 @@ TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
   EXPECT_THAT(
       fwmtest::splitLines(o.out),
       ::testing::ElementsAre(
+          R"j({"announcedStepsRemoved":0,"clockClass":248,"datagram":0,"grandmaster":"001b19.fffe.0c0001",)j"
+          R"j("kind":"decision","local":true,"ports":[{"port":1,"reason":"M2","state":"MASTER"}],"priority1":128,)j"
+          R"j("priority2":128,"stepsRemoved":0})j",
           R"j({"datagram":1,"kind":"skipped","reason":"length 0, an acknowledgement is 100 bytes"})j",
           R"j({"datagram":2,"kind":"skipped","reason":"length 99, an acknowledgement is 100 bytes"})j",
           R"j({"datagram":3,"kind":"skipped","reason":"length 101, an acknowledgement is 100 bytes"})j",
@@ -153,7 +157,10 @@ TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
           R"j({"clockAccuracy":33,"clockClass":6,"currentUtcOffset":37,"datagram":8,"domainNumber":24,"flagField":520,)j"
           R"j("grandmasterIdentity":"7c2e0d.fffe.1f0002","grandmasterPriority1":100,"grandmasterPriority2":128,"ifIndex":21,)j"
           R"j("kind":"ack","logMessageInterval":1,"offsetScaledLogVariance":20061,"pktLen":96,"sequenceId":0,)j"
-          R"j("sourcePortIdentity":"001b19.fffe.00a001-1","stepsRemoved":2,"timeSource":32})j"));
+          R"j("sourcePortIdentity":"001b19.fffe.00a001-1","stepsRemoved":2,"timeSource":32})j",
+          R"j({"announcedStepsRemoved":3,"clockClass":6,"datagram":8,"grandmaster":"7c2e0d.fffe.1f0002",)j"
+          R"j("kind":"decision","local":false,"parent":"001b19.fffe.00a001-1","parentPort":1,"ports":[{"port":1,)j"
+          R"j("reason":"S1","state":"SLAVE"}],"priority1":100,"priority2":128,"stepsRemoved":2})j"));
   EXPECT_THAT(o.err, ::testing::HasSubstr("clkpeer: 8 datagrams, 2 acknowledgements, 6 skipped"));
 
   // The capture holds the one announce, dated when it arrived (not 1970).

@@ -42,6 +42,9 @@ class Timekeeper {
   // sampling the time error at the end of each. Live, it sleeps until each
   // period's end.
   void advance(uint64_t ms);
+  // Called after each period's servos were served: where the run's other
+  // orchestrator work may call the library too.
+  std::function<void()> betweenSamples;
   // Judges each engine's time error and tells the run; the series and the
   // verdicts of the engines it could judge are for the report.
   std::vector<fwmtools::timing::EngineTe> finish();

@@ -56,7 +56,7 @@ constexpr std::uintmax_t kMaxFileBytes = 1u << 20;
 const std::vector<std::string_view> kTopKeys = {"name", "description", "board", "steps"};
 const std::vector<std::string_view> kBoardKeys = {"chipType", "engines",   "chassis",   "slot",      "selfIp",
                                                   "masterIp", "coldAgent", "logLevels", "wirePorts", "clocks",
-                                                  "network",  "servos",    "timeError"};
+                                                  "network",  "servos",    "timeError", "boundary"};
 const std::vector<std::string_view> kLevelNames = {"DEBUG", "INFO", "MSG", "ERROR", "SYSBOOT", "PROCINIT"};
 }  // namespace
 

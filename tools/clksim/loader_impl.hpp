@@ -42,6 +42,8 @@ class Loader {
   void network(const YAML::Node &n, NetworkSetup &out);
   NetLink link(const YAML::Node &n, const NetworkSetup &net);
   void servos(const YAML::Node &n, std::vector<ServoSetup> &out);
+  // The card as a boundary clock (loader_boundary.cpp).
+  void boundary(const YAML::Node &n, BoundarySetup &b);
   int64_t nanos(const std::string &what, const YAML::Node &v);
   double real(const std::string &what, const YAML::Node &v, double min, double max);
   Step step(const YAML::Node &n);

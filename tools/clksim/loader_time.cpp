@@ -1,4 +1,4 @@
-// The board's time-keeping keys: clocks, network, servos, timeError.
+// The board's time-keeping keys: clocks, network, servos, timeError (and boundary, in loader_boundary.cpp).
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -80,6 +80,7 @@ void Loader::timekeeping(const YAML::Node &n, TimeKeeping &t) {
   if (n["clocks"]) clocks(n["clocks"], t.clocks);
   if (n["network"]) network(n["network"], t.network);
   if (n["servos"]) servos(n["servos"], t.servos);
+  if (n["boundary"]) boundary(n["boundary"], t.boundary);
   if (const auto &te = n["timeError"]) {
     mapping("board field 'timeError'", te);
     knownKeys("timeError", te, kTeKeys);

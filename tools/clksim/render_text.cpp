@@ -90,6 +90,9 @@ class TextRenderer : public TraceObserver {
       case TraceKind::ServoState:
         line(r, kMagenta, "servo", r.text);
         break;
+      case TraceKind::Decision:
+        line(r, kBold, "peer", r.text);
+        break;
       case TraceKind::TeJudged: {
         // A verdict's further lines sit under its first.
         const std::string indent(static_cast<size_t>(8 + 2 * (layerDepth(r.layer) + 1) + 9), ' ');

@@ -280,7 +280,10 @@ void Runner::drainPeer(std::chrono::milliseconds wait) {
     ++acksReceived_;
     r.text = r.ack ? "negotiation peer received " + fwmtools::summarizeAck(*r.ack)
                    : "negotiation peer skipped a datagram: " + why.reason;
+    const std::optional<fwmtools::Ack> ack = r.ack;
+    const uint64_t at = r.timeMs;
     emit(std::move(r));
+    if (ack) decideOn(*ack, at);
   }
 }
 
@@ -312,6 +315,7 @@ bool Runner::request(const Request &r) {
     std::memcpy(&ifIndex, rec.data() + offsetof(ClkPtpPortCfg, ifIndex), sizeof ifIndex);
     std::lock_guard lk(mu_);
     ports_[ifIndex] = {r.unit, r.port};
+    routeBoundaryPort(ifIndex, r.unit, r.port);
   }
   TraceRecord end;
   end.kind = TraceKind::StepEnd;
@@ -402,6 +406,7 @@ bool Runner::runStep(const Step &s) {
       },
       s.body);
   drainPeer(std::chrono::milliseconds(opt_.realtime ? 500 : 200));
+  deliverDecisions();
   return ok;
 }
 
@@ -436,6 +441,8 @@ int Runner::run() {
                                              r.fields = std::move(f);
                                              emit(std::move(r));
                                            });
+  if (keeper_) keeper_->betweenSamples = [this] { deliverDecisions(); };
+  setUpNegotiator();
   int rc = 0;
   for (const auto &w : opt_.wirePorts) {
     std::string why;

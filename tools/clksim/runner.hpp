@@ -5,12 +5,14 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
 #include <thread>
 #include <vector>
 
+#include "fwmtools/negotiator.hpp"
 #include "fwmtools/udp_peer.hpp"
 #include "keeper.hpp"
 #include "port_table.hpp"
@@ -38,6 +40,13 @@ class Runner {
   void callBegin();
   void callEnd(std::optional<CallResult> result);
 
+  // With a `boundary` in the scenario the built-in peer decides from every
+  // acknowledgement it receives; each changed decision is traced at once and
+  // handed to `hook` at the next point where the orchestrator may call the
+  // library (after a step, between time samples): never from inside the
+  // library's own send.
+  void onDecision(std::function<void(const fwmtools::bmca::Decision &)> hook) { onDecision_ = std::move(hook); }
+
   // After run(): each judged engine's time error, for the report.
   const std::vector<fwmtools::timing::EngineTe> &timeErrors() const { return timeErrors_; }
 
@@ -53,6 +62,12 @@ class Runner {
   bool request(const Request &r);
   void drainPeer(std::chrono::milliseconds wait);  // under mu_
   void portTable();
+  // The built-in peer's deciding (peer_decide.cpp).
+  void setUpNegotiator();
+  void routeBoundaryPort(uint32_t ifIndex, uint32_t unit, uint32_t port);  // under mu_
+  void decideOn(const fwmtools::Ack &ack, uint64_t timeMs);                // under mu_
+  void tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs);   // under mu_
+  void deliverDecisions();
 
   const Scenario &sc_;
   RunOptions opt_;
@@ -67,7 +82,10 @@ class Runner {
   std::map<uint32_t, std::pair<uint32_t, uint32_t>> ports_;  // ifIndex -> unit, port, from the port configurations
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;
-  std::unique_ptr<Timekeeper> keeper_;  // with clocks or a network only
+  std::optional<fwmtools::Negotiator> negotiator_;
+  std::function<void(const fwmtools::bmca::Decision &)> onDecision_;
+  std::vector<fwmtools::bmca::Decision> undelivered_;  // decided, not yet handed to onDecision_
+  std::unique_ptr<Timekeeper> keeper_;                 // with clocks or a network only
   std::vector<fwmtools::timing::EngineTe> timeErrors_;
   // Per thread, the records of platform calls that have not returned yet;
   // `open` indexes each running call's own record (-1: not recorded yet).

@@ -144,6 +144,7 @@ void Timekeeper::advance(uint64_t ms) {
     for (auto &s : servos_) serve(s);
     if (orch_) orch_->tick(now());
     sampleTe(next.missed);
+    if (betweenSamples) betweenSamples();
   }
   // Live, the link changes under the run (netem, a peer restarting): each
   // stretch of wall clock gets its own figures.

@@ -150,6 +150,7 @@ class TimelineWriter : public TraceObserver {
         return;
       case TraceKind::ServoState:
       case TraceKind::TeJudged:
+      case TraceKind::Decision:
         put({{"ph", "i"},
              {"s", "p"},
              {"pid", 1},

@@ -94,6 +94,8 @@ const char *kindName(TraceKind k) {
       return "servo_state";
     case TraceKind::TeJudged:
       return "te_judged";
+    case TraceKind::Decision:
+      return "decision";
   }
   return "?";
 }
@@ -156,7 +158,7 @@ class KindFilter : public TraceObserver {
 
 std::unique_ptr<TraceObserver> onlyKinds(std::unique_ptr<TraceObserver> output, const std::string &kinds,
                                          std::string *error) {
-  constexpr auto kKinds = static_cast<size_t>(TraceKind::TeJudged) + 1;
+  constexpr auto kKinds = static_cast<size_t>(TraceKind::Decision) + 1;
   std::vector<bool> pass(kKinds);
   std::string all;
   for (size_t k = 0; k < kKinds; ++k) all += fmt::format("{}{}", k ? "," : "", kindName(static_cast<TraceKind>(k)));
@@ -217,6 +219,7 @@ void SummaryObserver::record(const TraceRecord &r) {
     case TraceKind::TeSample:
     case TraceKind::ServoAdjust:
     case TraceKind::ServoState:
+    case TraceKind::Decision:
       break;
     case TraceKind::Wire:
       if (startsWith(r.text, "tx ")) ++s_.wireSent;

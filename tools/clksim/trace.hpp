@@ -43,6 +43,7 @@ enum class TraceKind : uint8_t {
   ServoAdjust,
   ServoState,
   TeJudged,
+  Decision,  // the built-in peer decided differently (values in `fields`)
 };
 
 const char *kindName(TraceKind k);
