@@ -325,6 +325,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
       {'s', "-f xml", 2, "--format: xml not in {text,jsonl}"},
       {'s', "--report " + noReport, 2,
        "clksim: --report " + noReport + ": builtin:mira-story has no clocks and no network: no engine's time error"},
+      {'s', "-s servo --report /nonexistent/r.html", 3, "clksim: --report /nonexistent/r.html: cannot create the file"},
       {'s', "--only te_sample,bogus", 2,
        "clksim: --only te_sample,bogus: no kind of record 'bogus' (kinds: step_begin,"},
       {'s', "--timeline /nonexistent/t.json", 3,
