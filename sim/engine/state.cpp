@@ -30,15 +30,19 @@ void Engine::setRxAnnounce(uint32_t unit, uint32_t portNo, const ClkNpAnnFields 
 }
 bool Engine::receiveAnnounce(uint32_t unit, uint32_t portNo, const ClkNpAnnFields &fields) {
   return with(unit, portNo, [&](OdaPort &p) {
-    const bool changed = std::memcmp(&p.rxFields, &fields, sizeof fields) != 0;
+    const bool changed = p.rxLost || std::memcmp(&p.rxFields, &fields, sizeof fields) != 0;
     p.rxFields = fields;
+    p.rxLost = false;
     if (changed) p.alarm[kOdaAlarmChange] = 1;
     p.alarm[kOdaAlarmTimeout] = 0;
     return changed;
   });
 }
 void Engine::announceTimedOut(uint32_t unit, uint32_t portNo) {
-  with(unit, portNo, [&](OdaPort &p) { p.alarm[kOdaAlarmTimeout] = 1; });
+  with(unit, portNo, [&](OdaPort &p) {
+    p.alarm[kOdaAlarmTimeout] = 1;
+    p.rxLost = true;
+  });
 }
 void Engine::countPacket(uint32_t unit, uint32_t portNo, size_t statWord) {
   with(unit, portNo, [&](OdaPort &p) { ++p.pktStat.word[statWord]; });

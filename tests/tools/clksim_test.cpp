@@ -821,14 +821,25 @@ TEST(Boundary, DrillsDecideAsTheNetworkChanges) {
         "2500 1 SLAVE (S1), 2 PASSIVE (P2); " + parent("a0a1-1", 1, "a0a1", 6, 128)}},
       {"boundary-master-only",
        {"0 " + alone, "2500 1 MASTER (M3), 2 SLAVE (S1); " + parent("b0b1-1", 2, "b0b1", 7, 128)}},
+      // The class its master ports announce follows the servo; the peer hears the master again.
+      {"boundary-holdover",
+       {"0 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 248 priority1 128",
+        "2500 " + onA, "2500 class 248 -> 6: locked to the grandmaster",
+        "40187 class 6 -> 135: 0.0 s in holdover, within its budget of 10 s",
+        "45500 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 248 priority1 128",
+        "50250 class 135 -> 165: 10.1 s in holdover, past its budget of 10 s", "70500 " + onA,
+        "70500 class 165 -> 6: locked to the grandmaster"}},
   };
   for (const auto &[name, want] : rows) {
-    auto o = fwmtest::runTool({CLKSIM_PATH, "-f", "jsonl", "--only", "decision", "-s", name});
+    auto o = fwmtest::runTool({CLKSIM_PATH, "-f", "jsonl", "--only", "decision,note", "-s", name});
     EXPECT_EQ(o.exitCode, 0) << o.err;
     std::vector<std::string> told;
-    for (const auto &line : fwmtest::splitLines(o.out))
-      if (auto j = json::parse(line); j["kind"] == "decision")
-        told.push_back(fmt::format("{} {}", j["t_ms"].get<uint64_t>(), j["text"].get<std::string>().substr(10)));
+    for (const auto &line : fwmtest::splitLines(o.out)) {
+      const auto j = json::parse(line);
+      const auto text = j.value("text", std::string());
+      if (j["kind"] == "decision" || text.starts_with("orchestrator: clock class"))
+        told.push_back(fmt::format("{} {}", j["t_ms"].get<uint64_t>(), text.substr(j["kind"] == "decision" ? 10 : 20)));
+    }
     EXPECT_EQ(told, want) << name;
   }
 }

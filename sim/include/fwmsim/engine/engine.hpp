@@ -177,6 +177,9 @@ struct OdaPort {
   // Set by the network's side.
   std::array<uint32_t, 2> alarm{};  // reported announce alarms, by type
   ClkNpAnnFields rxFields{};
+  // The master timed out: whatever is heard next is news, even the same
+  // announce, or a peer would never learn its master came back.
+  bool rxLost = false;
   ClkNpPktStat pktStat{};
   PerPktType pktStatAlarm{};
   ClkNpTimestamps timestamps{};
