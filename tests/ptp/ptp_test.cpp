@@ -268,15 +268,19 @@ TEST(WirePort, LiveLinkStampsAFrameBothWays) {
   const auto ns = [](const fwmptp::Timestamp &t) { return t.seconds * 1'000'000'000u + t.nanoseconds; };
   const Bytes frame = fwmptp::buildFrame(fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgSync)).view(), {});
   const uint64_t before = ns(a.trueNow());
-  const auto sent = a.send(frame, true);
+  // A loaded machine may return a stamp later than the sender waits: that
+  // frame goes unstamped, and the next is tried.
+  auto sent = a.send(frame, true);
+  size_t sends = 1;
+  for (; sends < 5 && sent.ok && !sent.stamp; ++sends) sent = a.send(frame, true);
   ASSERT_TRUE(sent.ok && sent.stamp);
-  std::vector<std::pair<Bytes, uint64_t>> got;  // without the copy of the frame going out
+  std::vector<std::pair<Bytes, uint64_t>> got;  // without the copies of the frames going out
   pollfd in{b.fd(), POLLIN, 0};
-  for (int i = 0; got.empty() && i < 50 && ::poll(&in, 1, 100) >= 0; ++i)
+  for (int i = 0; got.size() < sends && i < 50 && ::poll(&in, 1, 100) >= 0; ++i)
     b.receive([&](auto f, const auto &t) { got.emplace_back(Bytes(f.begin(), f.end()), t ? ns(*t) : 0); }, false);
-  ASSERT_EQ(got.size(), 1u);
-  EXPECT_EQ(got[0].first, frame);
-  const uint64_t tx = ns(*sent.stamp), rx = got[0].second;
+  ASSERT_EQ(got.size(), sends);
+  EXPECT_EQ(got.back().first, frame);
+  const uint64_t tx = ns(*sent.stamp), rx = got.back().second;
   EXPECT_TRUE(before <= tx && tx <= rx && rx <= ns(a.trueNow())) << before << " " << tx << " " << rx;
 }
 
