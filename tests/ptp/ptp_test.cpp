@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <cerrno>
 #include <cstring>
 #include <sstream>
 #include <string>
@@ -263,7 +264,10 @@ TEST(WirePort, LiveLinkStampsAFrameBothWays) {
   EXPECT_EQ(fwmsim::Link::check("lo"), std::nullopt);
   fwmsim::Link a("lo"), b("lo");
   std::string why;
-  ASSERT_TRUE(a.open(&why) && b.open(&why)) << why;
+  const bool opened = a.open(&why) && b.open(&why);
+  // User-mode emulation (the armhf suite) does not carry SO_TIMESTAMPING to the host kernel.
+  if (!opened && why.ends_with(std::strerror(ENOPROTOOPT))) GTEST_SKIP() << why;
+  ASSERT_TRUE(opened) << why;
   EXPECT_EQ(a.ip(), 0x7F000001u);
   const auto ns = [](const fwmptp::Timestamp &t) { return t.seconds * 1'000'000'000u + t.nanoseconds; };
   const Bytes frame = fwmptp::buildFrame(fwmptp::encodeEvent(sampleEvent(fwmptp::kMsgSync)).view(), {});
