@@ -32,7 +32,8 @@ stage dev run_preset dev -LE interop
 stage tsan bash scripts/ci/tsan.sh
 stage memcheck bash scripts/ci/memcheck.sh
 stage fuzz bash scripts/ci/fuzz.sh
-stage armhf run_preset armhf -LE 'interop|browser'
+. scripts/ci/dev-only.sh
+stage armhf run_preset armhf -LE 'interop|browser' -E "$dev_only"
 stage consumer bash scripts/ci/consumer.sh
 stage armhf-tools bash scripts/ci/armhf-tools.sh
 stage interop bash scripts/ci/interop.sh

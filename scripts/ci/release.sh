@@ -12,7 +12,8 @@ jobs=$(nproc)
 echo "== release"
 cmake --preset release >/dev/null
 cmake --build --preset release -j "$jobs"
-# The source checks do not depend on the build type and run in the dev stage.
-ctest --preset release -j "$jobs" -E '^style\.'
+# The interop cases run in their own stage, on the dev build.
+. scripts/ci/dev-only.sh
+ctest --preset release -j "$jobs" -E "$dev_only" -LE 'interop|browser'
 echo "== performance report"
 bash bench/report.sh build/release
