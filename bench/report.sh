@@ -179,7 +179,7 @@ fi
 # clkcheck beside tshark on one large capture (bench/clkcheck.sh): figures of
 # the desk tool, not of the library; n/a without tshark.
 if cmake --build "$build" --target clkcheck -j "$jobs" >/dev/null &&
-  checks=$(bash "$here/bench/clkcheck.sh" "$build/tools/clkcheck/clkcheck" 1000000 --rows 2>"$out/clkcheck.log"); then
+  checks=$(bash "$here/bench/clkcheck.sh" "$build/tools/clkcheck/clkcheck" 300000 --rows 2>"$out/clkcheck.log"); then
   while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$checks"
 else
   row "clkcheck beside tshark (bench/clkcheck.sh)" "" "n/a" ""
