@@ -4,13 +4,14 @@
 # Delay_Req, port 0:1 SLAVE measuring them and sending Delay_Req 128 times a
 # second. Prints the CPU time per event message (sent or received: Sync,
 # Follow_Up, Delay_Req, Delay_Resp; library, engine, wire thread and trace),
-# as the run less an identical run with the event messages switched off, and
+# as the run less an identical run with the event messages switched off (once
+# with the card's records written, once with only its summary), and
 # the spread of the software time stamps: mean and standard deviation of
 # t2 - t1 over the first 1,000 Syncs. Then the same exchange between a ptp4l
 # master and a ptp4l slave on the same link (free_running, software stamps,
 # no log): its messages (PORT_STATS_NP) and CPU time over SECONDS once the
-# slave measures, and the card's CPU per message as a multiple of ptp4l's. The card's includes its trace, written to
-# a file; ptp4l writes none.
+# slave measures, and the card's CPU per message as a multiple of ptp4l's:
+# with its trace written to a file (ptp4l writes none), and without.
 #   bench/event.sh [SECONDS] [--rows]   (9 by default; --rows: report.sh's table rows only)
 # Runs in a network namespace of its own (unshare -rn, or as root unshare -n).
 set -euo pipefail
@@ -49,10 +50,16 @@ ip link set lo up
 ip link add evA type veth peer name evB
 ip link set evA up && ip link set evB up
 TIMEFORMAT='%U %S'
-for on in 1 0; do
-  scenario $on >"$tmp/bench$on.yaml"
-  { time "$clksim" --live 0:0=evA --live 0:1=evB --format jsonl "$tmp/bench$on.yaml" \
-      >"$tmp/run$on.jsonl"; } 2>"$tmp/time$on"
+# Runs: 1 events on, every record written; q events on, only the summary
+# written (--only note, and this scenario has no notes: the records are still
+# made and counted); 0 events off.
+for run in 1 q 0; do
+  on=1 only=()
+  [ "$run" = 1 ] || on=0
+  [ "$run" != q ] || on=1 only=(--only note)
+  scenario $on >"$tmp/bench$run.yaml"
+  { time "$clksim" --live 0:0=evA --live 0:1=evB --format jsonl "${only[@]}" "$tmp/bench$run.yaml" \
+      >"$tmp/run$run.jsonl"; } 2>"$tmp/time$run"
 done
 # ptp4l, both ends, Sync and Delay_Req at 128/s: once the slave measures,
 # its messages and CPU time (user and system ticks) at two moments SECONDS apart.
@@ -103,6 +110,8 @@ messages = summary["wireSent"] + summary["wireReceived"]
 t21 = [int(r["text"].split()[4]) for r in records
        if r.get("kind") == "wire" and r["text"].startswith("measure ") and " t2-t1 " in r["text"]][:1000]
 per = (cpu(1) - cpu(0)) / max(messages, 1) * 1e6
+quiet = json.loads(open(f"{tmp}/runq.jsonl").read().splitlines()[-1])
+per_quiet = (cpu("q") - cpu(0)) / max(quiet["wireSent"] + quiet["wireReceived"], 1) * 1e6
 mean = statistics.mean(t21) if t21 else 0.0
 sd = statistics.pstdev(t21) if len(t21) > 1 else 0.0
 def ptp4l_messages(run):
@@ -115,9 +124,11 @@ def ptp4l_messages(run):
 ptp4l_n = ptp4l_messages("p1") - ptp4l_messages("p0")
 ptp4l_per = (cpu("p1") - cpu("p0")) / ptp4l_n * 1e6 if ptp4l_n > 0 else 0.0
 ratio = f"{per / ptp4l_per:.2f}x" if ptp4l_per > 0 else "n/a"
+ratio_quiet = f"{per_quiet / ptp4l_per:.2f}x" if ptp4l_per > 0 else "n/a"
 if rows:
     print(f"event path: CPU per message sent or received, trace included\t{per:.1f} us")
     print(f"event path: CPU per message, card / ptp4l doing the same ({per:.1f} / {ptp4l_per:.1f} us)\t{ratio}")
+    print(f"event path: the same, the card's records not written ({per_quiet:.1f} / {ptp4l_per:.1f} us)\t{ratio_quiet}")
     print(f"t2 - t1 over {len(t21)} Syncs on a veth pair, software stamps: mean / std dev\t{mean:.0f} / {sd:.0f} ns")
 else:
     print("event benchmark: 2 ports on a veth pair, Sync and Delay_Req at 128/s")
@@ -127,6 +138,7 @@ else:
     print(f"  ptp4l, the same: messages {ptp4l_n}, CPU {cpu('p1') - cpu('p0'):.2f} s, "
           f"per message {ptp4l_per:.1f} us")
     print(f"  card / ptp4l per message    {ratio:>8s}")
+    print(f"  the same, records unwritten {ratio_quiet:>8s} ({per_quiet:.1f} us, summary only)")
     print(f"  t2 - t1 over {len(t21)} Syncs   mean {mean:.0f} ns, std dev {sd:.0f} ns, "
           f"min {min(t21, default=0)}, max {max(t21, default=0)}")
 PY
