@@ -31,6 +31,20 @@ bool same(const std::optional<Rec> &had, const Rec &now) {
   return had && std::memcmp(&*had, &now, sizeof now) == 0;
 }
 
+// What the card would announce of itself as its own grandmaster.
+fwmptp::Announce ownAnnounce(const fwmtools::bmca::LocalClock &self) {
+  fwmptp::Announce a;
+  a.flagField = kFlagPtpTimescale;
+  a.currentUtcOffset = kOwnUtcOffset;
+  a.grandmasterPriority1 = self.priority1;
+  a.grandmasterPriority2 = self.priority2;
+  a.clockAccuracy = self.clockAccuracy;
+  a.offsetScaledLogVariance = self.variance;
+  a.grandmasterIdentity = self.identity;
+  a.timeSource = kOwnTimeSource;
+  return a;
+}
+
 // As the run prints a request's result.
 std::string resultOf(uint32_t ret) { return ret == 0 ? "0" : fmt::format("{} ({:#x})", ret, ret); }
 
@@ -137,31 +151,18 @@ ClkPtpPortCfg Orchestrator::configOf(const fwmtools::bmca::PortDecision &pd) con
 // The parent's grandmaster and time properties, or the card's own data set
 // when it leads; the class from the servo's state either way.
 ClkPtpAnnPkt Orchestrator::announce() const {
-  ClkPtpAnnPkt a{};
   const auto &d = *decision_;
-  if (!d.local && d.best) {
-    const auto &b = *d.best;
-    a.flagField = b.flagField & kTimePropertyFlags;
-    a.currentUtcOffset = static_cast<uint32_t>(static_cast<int32_t>(b.currentUtcOffset));
-    a.grandmasterPriority1 = b.grandmasterPriority1;
-    a.grandmasterPriority2 = b.grandmasterPriority2;
-    a.clockAccuracy = b.clockAccuracy;
-    a.offsetScaledLogVariance = b.offsetScaledLogVariance;
-    a.grandmasterIdentityHigh = static_cast<uint32_t>(b.grandmasterIdentity >> 32);
-    a.grandmasterIdentityLow = static_cast<uint32_t>(b.grandmasterIdentity);
-    a.timeSource = b.timeSource;
-  } else {
-    const auto &self = setup_.self;
-    a.flagField = kFlagPtpTimescale;
-    a.currentUtcOffset = kOwnUtcOffset;
-    a.grandmasterPriority1 = self.priority1;
-    a.grandmasterPriority2 = self.priority2;
-    a.clockAccuracy = self.clockAccuracy;
-    a.offsetScaledLogVariance = self.variance;
-    a.grandmasterIdentityHigh = static_cast<uint32_t>(self.identity >> 32);
-    a.grandmasterIdentityLow = static_cast<uint32_t>(self.identity);
-    a.timeSource = kOwnTimeSource;
-  }
+  const fwmptp::Announce from = !d.local && d.best ? *d.best : ownAnnounce(setup_.self);
+  ClkPtpAnnPkt a{};
+  a.flagField = from.flagField & kTimePropertyFlags;
+  a.currentUtcOffset = static_cast<uint32_t>(static_cast<int32_t>(from.currentUtcOffset));
+  a.grandmasterPriority1 = from.grandmasterPriority1;
+  a.grandmasterPriority2 = from.grandmasterPriority2;
+  a.clockAccuracy = from.clockAccuracy;
+  a.offsetScaledLogVariance = from.offsetScaledLogVariance;
+  a.grandmasterIdentityHigh = static_cast<uint32_t>(from.grandmasterIdentity >> 32);
+  a.grandmasterIdentityLow = static_cast<uint32_t>(from.grandmasterIdentity);
+  a.timeSource = from.timeSource;
   a.clockClass = class_;
   a.stepsRemoved = d.announcedStepsRemoved;
   return a;
