@@ -821,14 +821,16 @@ TEST(Boundary, DrillsDecideAsTheNetworkChanges) {
         "2500 1 SLAVE (S1), 2 PASSIVE (P2); " + parent("a0a1-1", 1, "a0a1", 6, 128)}},
       {"boundary-master-only",
        {"0 " + alone, "2500 1 MASTER (M3), 2 SLAVE (S1); " + parent("b0b1-1", 2, "b0b1", 7, 128)}},
-      // The class its master ports announce follows the servo; the peer hears the master again.
+      // The class its master ports announce follows the servo, and so does its own candidate; the peer hears the
+      // master again.
       {"boundary-holdover",
        {"0 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 248 priority1 128",
         "2500 " + onA, "2500 class 248 -> 6: locked to the grandmaster",
         "40187 class 6 -> 135: 0.0 s in holdover, within its budget of 10 s",
-        "45500 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 248 priority1 128",
-        "50250 class 135 -> 165: 10.1 s in holdover, past its budget of 10 s", "70500 " + onA,
-        "70500 class 165 -> 6: locked to the grandmaster"}},
+        "45500 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 135 priority1 128",
+        "50250 class 135 -> 165: 10.1 s in holdover, past its budget of 10 s",
+        "50250 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 165 priority1 128",
+        "70500 " + onA, "70500 class 165 -> 6: locked to the grandmaster"}},
   };
   for (const auto &[name, want] : rows) {
     auto o = fwmtest::runTool({CLKSIM_PATH, "-f", "jsonl", "--only", "decision,note", "-s", name});

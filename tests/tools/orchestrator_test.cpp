@@ -1,5 +1,5 @@
-// The orchestrator's ordered calls (port states, every announce field, class 248 -> 6 -> 135 -> 165 -> 6), nothing
-// unchanged programmed again, a failed call made again.
+// The orchestrator's ordered calls (port states, every announce field, class 248 -> 6 -> 135 -> 165 -> 6, which the
+// card's own candidate carries but while locked), nothing unchanged programmed again, a failed call made again.
 #include <gtest/gtest.h>
 
 #include <fmt/format.h>
@@ -36,8 +36,9 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
   const clksim::BoundarySetup setup{true, Profile::Telecom, {0x001b19fffe000009, 255}, {{0, 3}, {0, 4}, {1, 2}}, {}};
   std::vector<std::string> notes;
   bool haveTable = false;
+  clksim::OwnClock card(setup);
   clksim::Orchestrator orch(
-      setup, [&] { return haveTable ? std::optional(kTable) : std::nullopt; },
+      setup, card, [&] { return haveTable ? std::optional(kTable) : std::nullopt; },
       [&](std::string n) { notes.push_back(std::move(n)); });
   // Domain 24, flags 0x0630, UTC offset 37, priority1 128, class 6, accuracy 0x21, variance 0x4e5d, priority2 128.
   const fwmptp::Announce gm{0, 0,   0, 24, 0x0630, 0, 0, 0, 0, 0, 0, 37, 128, 6, 0x21, 0x4e5d, 128, 0x001b19fffe00a001,
@@ -59,18 +60,20 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
     double atS;
     std::vector<std::string> want;
     const char *note = "";  // one of the row's notes
+    int own = 0;            // the class the card's own candidate carries then
   } rows[] = {
       {'F', 0, {}, "orchestrator: no operation table registered yet, 1:2 (port 3) PASSIVE (P2) not programmed"},
       {'F', 1, {cfg("0:3", 9, "001b19fffe00a001-7"), ann(248), cfg("0:4", 6), cfg("1:2", 7)}},
       {'F', 2, {}},
       {'k', 5, {}},
-      {'K', 10, {ann(6)}},
-      {'H', 20, {ann(135)}, "orchestrator: clock class 6 -> 135: 0.0 s in holdover, within its budget of 300 s"},
+      {'K', 10, {ann(6)}, "", 248},  // locked: its configured class
+      {'H', 20, {ann(135)}, "orchestrator: clock class 6 -> 135: 0.0 s in holdover, within its budget of 300 s", 135},
       {'T', 320, {}},  // the budget's last instant
       {'T',
        320.1,
        {ann(165)},
-       "orchestrator: 0:4 (port 2) announce GM 001b19.fffe.00a001 class 165 steps 1: set_ptp_port_pkt = 0"},
+       "orchestrator: 0:4 (port 2) announce GM 001b19.fffe.00a001 class 165 steps 1: set_ptp_port_pkt = 0",
+       165},
       {'K', 400, {ann(6)}},
       {'L',
        500,
@@ -93,6 +96,7 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
     else
       orch.servoState(r.event == 'k', r.event == 'H' ? ServoState::Holdover : ServoState::Locked, ns);
     EXPECT_EQ(calls, r.want);
+    EXPECT_EQ(r.own ? card.dataSet().clockClass : 0, r.own);
     EXPECT_TRUE(!*r.note || std::find(notes.begin(), notes.end(), r.note) != notes.end())
         << fmt::format("{}", fmt::join(notes, "\n"));
   }

@@ -33,7 +33,8 @@ class Timekeeper {
   // Sets the clock models and, in virtual time, makes the network, whose time
   // becomes the true time. Live, the true time is the machine's clock and
   // the servos follow what the wire ports measure.
-  Timekeeper(const TimeKeeping &setup, bool live, Say say);
+  // A boundary card's orchestrator keeps the class of `own`.
+  Timekeeper(const TimeKeeping &setup, bool live, Say say, OwnClock *own = nullptr);
   ~Timekeeper();  // the default true time again
   Timekeeper(const Timekeeper &) = delete;
   Timekeeper &operator=(const Timekeeper &) = delete;

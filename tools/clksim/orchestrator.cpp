@@ -50,12 +50,8 @@ std::string resultOf(uint32_t ret) { return ret == 0 ? "0" : fmt::format("{} ({:
 
 }  // namespace
 
-Orchestrator::Orchestrator(const BoundarySetup &setup, Table table, Note note)
-    : setup_(setup),
-      table_(std::move(table)),
-      note_(std::move(note)),
-      ports_(setup.ports.size()),
-      class_(setup.classes.freeRun) {}
+Orchestrator::Orchestrator(const BoundarySetup &setup, OwnClock &own, Table table, Note note)
+    : setup_(setup), own_(own), table_(std::move(table)), note_(std::move(note)), ports_(setup.ports.size()) {}
 
 std::string Orchestrator::where(size_t i) const {
   return fmt::format("{}:{} (port {})", setup_.ports[i].unit, setup_.ports[i].port, i + 1);
@@ -102,30 +98,14 @@ void Orchestrator::tick(int64_t nowNs) {
     if (ports_[i].master) programAnnounce(i);
 }
 
-// Locked to a foreign master: its grandmaster's class. Having lost that:
-// holdover within the budget, then out of it. Never locked: free-running.
+// Locked: to the SLAVE port's grandmaster, by the servo of its engine.
 bool Orchestrator::reclass(int64_t nowNs) {
-  const auto &plan = setup_.classes;
   const auto state = slave_ ? states_.find(slave_->first) : states_.end();
   const bool locked = state != states_.end() && state->second == ServoState::Locked && decision_ && !decision_->local &&
                       decision_->best;
-  if (locked) lockedEver_ = true, holdSinceNs_.reset();
-  if (!locked && lockedEver_ && !holdSinceNs_) holdSinceNs_ = nowNs;
-  uint8_t c = plan.freeRun;
-  std::string why = "free-running";
-  if (locked) {
-    c = decision_->best->clockClass, why = "locked to the grandmaster";
-  } else if (holdSinceNs_) {
-    const double heldS = static_cast<double>(nowNs - *holdSinceNs_) / 1e9;
-    const bool within = heldS <= plan.holdoverBudgetS;
-    c = within ? plan.holdover : plan.outOfHoldover;
-    why = fmt::format("{:.1f} s in holdover, {} its budget of {} s", heldS, within ? "within" : "past",
-                      plan.holdoverBudgetS);
-  }
-  if (c == class_) return false;
-  note_(fmt::format("orchestrator: clock class {} -> {}: {}", class_, c, why));
-  class_ = c;
-  return true;
+  const auto change = own_.reclass(locked ? std::optional(decision_->best->clockClass) : std::nullopt, nowNs);
+  if (change) note_("orchestrator: " + *change);
+  return change.has_value();
 }
 
 ClkPtpPortCfg Orchestrator::configOf(const fwmtools::bmca::PortDecision &pd) const {
@@ -163,7 +143,7 @@ ClkPtpAnnPkt Orchestrator::announce() const {
   a.grandmasterIdentityHigh = static_cast<uint32_t>(from.grandmasterIdentity >> 32);
   a.grandmasterIdentityLow = static_cast<uint32_t>(from.grandmasterIdentity);
   a.timeSource = from.timeSource;
-  a.clockClass = class_;
+  a.clockClass = own_.announced();
   a.stepsRemoved = d.announcedStepsRemoved;
   return a;
 }

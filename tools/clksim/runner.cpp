@@ -430,17 +430,20 @@ int Runner::run() {
     if (!routed.note.empty()) note(routed.note);
   }
   const TimeKeeping &tk = sc_.board.time;
+  if (tk.boundary.present) own_ = std::make_unique<OwnClock>(tk.boundary);
   if (tk.network.present || !tk.clocks.empty() || !tk.servos.empty())
-    keeper_ = std::make_unique<Timekeeper>(tk, opt_.realtime,
-                                           [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
-                                             TraceRecord r;
-                                             r.kind = kind;
-                                             r.timeMs = fwmsim::clock().nowMs();
-                                             r.thread = fwmsim::threadName();
-                                             r.text = std::move(text);
-                                             r.fields = std::move(f);
-                                             emit(std::move(r));
-                                           });
+    keeper_ = std::make_unique<Timekeeper>(
+        tk, opt_.realtime,
+        [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
+          TraceRecord r;
+          r.kind = kind;
+          r.timeMs = fwmsim::clock().nowMs();
+          r.thread = fwmsim::threadName();
+          r.text = std::move(text);
+          r.fields = std::move(f);
+          emit(std::move(r));
+        },
+        own_.get());
   if (keeper_) keeper_->betweenSamples = [this] { deliverDecisions(); };
   setUpNegotiator();
   int rc = 0;

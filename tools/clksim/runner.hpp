@@ -67,6 +67,7 @@ class Runner {
   void routeBoundaryPort(uint32_t ifIndex, uint32_t unit, uint32_t port);  // under mu_
   void decideOn(const fwmtools::Ack &ack, uint64_t timeMs);                // under mu_
   void tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs);   // under mu_
+  std::optional<fwmtools::bmca::Decision> redecide();                      // under mu_
   void deliverDecisions();
 
   const Scenario &sc_;
@@ -83,6 +84,7 @@ class Runner {
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;
   std::optional<fwmtools::Negotiator> negotiator_;
+  std::unique_ptr<OwnClock> own_;  // a boundary card only
   std::function<void(const fwmtools::bmca::Decision &)> onDecision_;
   std::vector<fwmtools::bmca::Decision> undelivered_;  // decided, not yet handed to onDecision_
   std::unique_ptr<Timekeeper> keeper_;                 // with clocks or a network only
