@@ -33,10 +33,11 @@ const ClkSrvOrchIntf kTable{nullptr, portCfg, nullptr, nullptr, nullptr, nullptr
                             portPkt, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};  // slots 1 and 8
 
 TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
-  const clksim::BoundarySetup setup{true, Profile::Telecom, {0x001b19fffe000009, 255}, {{0, 3}, {0, 4}, {1, 2}}, {}};
+  const clksim::BoundarySetup setup{true, Profile::Telecom, {0, 255}, {{0, 3}, {0, 4}, {1, 2}}, {}};
   std::vector<std::string> notes;
   bool haveTable = false;
   clksim::OwnClock card(setup);
+  card.identify(0x001b19fffe000009), card.identify(1);  // no identity in the scenario: the first one told
   clksim::Orchestrator orch(
       setup, card, [&] { return haveTable ? std::optional(kTable) : std::nullopt; },
       [&](std::string n) { notes.push_back(std::move(n)); });

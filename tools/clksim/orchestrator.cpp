@@ -132,7 +132,7 @@ ClkPtpPortCfg Orchestrator::configOf(const fwmtools::bmca::PortDecision &pd) con
 // when it leads; the class from the servo's state either way.
 ClkPtpAnnPkt Orchestrator::announce() const {
   const auto &d = *decision_;
-  const fwmptp::Announce from = !d.local && d.best ? *d.best : ownAnnounce(setup_.self);
+  const fwmptp::Announce from = !d.local && d.best ? *d.best : ownAnnounce(own_.dataSet());
   ClkPtpAnnPkt a{};
   a.flagField = from.flagField & kTimePropertyFlags;
   a.currentUtcOffset = static_cast<uint32_t>(static_cast<int32_t>(from.currentUtcOffset));
