@@ -57,7 +57,7 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
     return fmt::format("cfg {} ffffffff en1 s{} d24 t3 i{} rx {}", p, state, p[2], rx);
   };
   struct Row {
-    char event;  // F, L: the decisions; K, H: unit 0 locked, in holdover; k: unit 1 locked; T: a tick
+    char event;  // F, L: the decisions; K, H: unit 0 locked, in holdover; k: unit 1 locked; T: a tick; S: a step
     double atS;
     std::vector<std::string> want;
     const char *note = "";  // one of the row's notes
@@ -66,6 +66,12 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
       {'F', 0, {}, "orchestrator: no operation table registered yet, 1:2 (port 3) PASSIVE (P2) not programmed"},
       {'F', 1, {cfg("0:3", 9, "001b19fffe00a001-7"), ann(248), cfg("0:4", 6), cfg("1:2", 7)}},
       {'F', 2, {}},
+      {'S',
+       3,
+       {},
+       "orchestrator: the step at line 9 (set_ptp_port_cfg) set 0:3 (port 1) MASTER (6) over the orchestrator's "
+       "SLAVE (9): its next decision programs the port again"},
+      {'F', 4, {cfg("0:3", 9, "001b19fffe00a001-7")}},  // the same decision takes the port back
       {'k', 5, {}},
       {'K', 10, {ann(6)}, "", 248},  // locked: its configured class
       {'H', 20, {ann(135)}, "orchestrator: clock class 6 -> 135: 0.0 s in holdover, within its budget of 300 s", 135},
@@ -83,6 +89,8 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
       {'L', 501, {cfg("1:2", 6)}},  // the failed one again
       {'L', 502, {}, "orchestrator: the decision names port 4, the card has ports 1 to 3"},
   };
+  ClkPtpPortCfg byHand{};
+  byHand.enable = 1, byHand.portState = 6;
   for (const auto &r : rows) {
     SCOPED_TRACE(r.atS);
     calls.clear(), notes.clear();
@@ -94,6 +102,8 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
                 r.event == 'F' ? std::pair(0u, 3u) : std::pair(9u, 9u));
     else if (r.event == 'T')
       orch.tick(ns);
+    else if (r.event == 'S')
+      orch.stepConfigured(0, 3, byHand, "the step at line 9 (set_ptp_port_cfg)");
     else
       orch.servoState(r.event == 'k', r.event == 'H' ? ServoState::Holdover : ServoState::Locked, ns);
     EXPECT_EQ(calls, r.want);

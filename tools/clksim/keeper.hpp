@@ -58,6 +58,10 @@ class Timekeeper {
   // Retargets the servo of `unit` to the master heard on `port`; false when
   // the unit has no servo.
   bool follow(uint32_t unit, uint32_t port);
+  // A scenario step configured a port: see Orchestrator::stepConfigured.
+  void stepConfigured(uint32_t unit, uint32_t port, const ClkPtpPortCfg &cfg, const std::string &step) {
+    if (orch_) orch_->stepConfigured(unit, port, cfg, step);
+  }
 
   // Where the next servo period ends, from the one that just ended: the
   // period after it, or, when `nowNs` is past that already (a live run that

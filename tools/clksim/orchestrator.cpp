@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "fwmptp/announce.hpp"
+#include "values.hpp"
 
 namespace clksim {
 
@@ -43,6 +44,12 @@ fwmptp::Announce ownAnnounce(const fwmtools::bmca::LocalClock &self) {
   a.grandmasterIdentity = self.identity;
   a.timeSource = kOwnTimeSource;
   return a;
+}
+
+// "MASTER (6)", as a step names a port state.
+std::string stateText(uint32_t code) {
+  const auto name = nameOf(kPortStates, code);
+  return name.empty() ? std::to_string(code) : fmt::format("{} ({})", name, code);
 }
 
 // As the run prints a request's result.
@@ -96,6 +103,17 @@ void Orchestrator::tick(int64_t nowNs) {
   if (!reclass(nowNs)) return;
   for (size_t i = 0; i < ports_.size(); ++i)
     if (ports_[i].master) programAnnounce(i);
+}
+
+void Orchestrator::stepConfigured(uint32_t unit, uint32_t port, const ClkPtpPortCfg &cfg, const std::string &step) {
+  for (size_t i = 0; i < ports_.size(); ++i) {
+    auto &had = ports_[i].cfg;
+    if (setup_.ports[i].unit != unit || setup_.ports[i].port != port || !had || same(had, cfg)) continue;
+    note_(
+        fmt::format("orchestrator: {} set {} {} over the orchestrator's {}: its next decision programs the port again",
+                    step, where(i), stateText(cfg.portState), stateText(had->portState)));
+    had.reset();
+  }
 }
 
 // Locked: to the SLAVE port's grandmaster, by the servo of its engine.

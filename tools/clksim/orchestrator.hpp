@@ -49,6 +49,10 @@ class Orchestrator {
   void servoState(uint32_t unit, fwmtools::timing::ServoState s, int64_t nowNs);
   // Called every servo period: the holdover budget runs out on its own.
   void tick(int64_t nowNs);
+  // A scenario step configured `unit`:`port` with `cfg`. Where that undoes
+  // what the orchestrator programmed there, a note names the step, the port
+  // and both states, and the next decision programs the port again.
+  void stepConfigured(uint32_t unit, uint32_t port, const ClkPtpPortCfg &cfg, const std::string &step);
 
  private:
   struct Programmed {

@@ -287,7 +287,7 @@ void Runner::drainPeer(std::chrono::milliseconds wait) {
   }
 }
 
-bool Runner::request(const Request &r) {
+bool Runner::request(const Request &r, const Step &s) {
   const auto &regs = fwmsim::orchestrator().registrations;
   if (regs.empty() || regs.back().size() != FWM_CLK_ORCH_SLOT_NUM) {
     note("no operation table registered with the orchestrator yet (the host has not sent event 1 'startup')",
@@ -331,6 +331,11 @@ bool Runner::request(const Request &r) {
   if (ret == 0) end.decoded = decodeMeasurement(end.stepName, end.replyWords);
   end.text = ret == 0 ? "0" : fmt::format("{} ({:#x})", ret, ret);
   emit(std::move(end));
+  if (r.op->slot == 1 && ret == 0 && keeper_ && p && r.record.size() >= sizeof(ClkPtpPortCfg)) {
+    ClkPtpPortCfg asked;
+    std::memcpy(&asked, r.record.data(), sizeof asked);
+    keeper_->stepConfigured(r.unit, r.port, asked, fmt::format("the step at line {} ({})", s.pos.line, s.name));
+  }
   return true;
 }
 
@@ -351,7 +356,7 @@ bool Runner::runStep(const Step &s) {
           b.target = requestTarget(body);
           b.fields = body.fields;
           emit(b);
-          ok = request(body);
+          ok = request(body, s);
           return;
         } else if constexpr (std::is_same_v<T, Advance>) {
           b.text = "advance " + formatDuration(body.ms);

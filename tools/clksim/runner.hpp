@@ -59,7 +59,7 @@ class Runner {
   void dateBlocked(TraceRecord &call);  // under mu_
   void order(TraceRecord &r);           // under mu_
   bool runStep(const Step &s);
-  bool request(const Request &r);
+  bool request(const Request &r, const Step &s);
   void drainPeer(std::chrono::milliseconds wait);  // under mu_
   void portTable();
   // The built-in peer's deciding (peer_decide.cpp).
