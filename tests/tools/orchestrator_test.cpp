@@ -57,40 +57,40 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
     return fmt::format("cfg {} ffffffff en1 s{} d24 t3 i{} rx {}", p, state, p[2], rx);
   };
   struct Row {
-    char event;  // F, L: the decisions; K, H: unit 0 locked, in holdover; k: unit 1 locked; T: a tick; S: a step
+    char event;  // F, L: decisions; K, H: unit 0 locked, in holdover; k: unit 1 locked; T: a tick; S: a step, F
     double atS;
     std::vector<std::string> want;
+    int own = 0;            // the class the card's own candidate carries then (0: not looked at)
     const char *note = "";  // one of the row's notes
-    int own = 0;            // the class the card's own candidate carries then
   } rows[] = {
-      {'F', 0, {}, "orchestrator: no operation table registered yet, 1:2 (port 3) PASSIVE (P2) not programmed"},
+      {'F', 0, {}, 0, "orchestrator: no operation table registered yet, 1:2 (port 3) PASSIVE (P2) not programmed"},
       {'F', 1, {cfg("0:3", 9, "001b19fffe00a001-7"), ann(248), cfg("0:4", 6), cfg("1:2", 7)}},
       {'F', 2, {}},
       {'S',
-       3,
-       {},
+       4,
+       {cfg("0:3", 9, "001b19fffe00a001-7")},  // the same decision takes the port back
+       0,
        "orchestrator: the step at line 9 (set_ptp_port_cfg) set 0:3 (port 1) MASTER (6) over the orchestrator's "
        "SLAVE (9): its next decision programs the port again"},
-      {'F', 4, {cfg("0:3", 9, "001b19fffe00a001-7")}},  // the same decision takes the port back
       {'k', 5, {}},
-      {'K', 10, {ann(6)}, "", 248},  // locked: its configured class
-      {'H', 20, {ann(135)}, "orchestrator: clock class 6 -> 135: 0.0 s in holdover, within its budget of 300 s", 135},
+      {'K', 10, {ann(6)}, 248},  // locked: its configured class
+      {'H', 20, {ann(135)}, 135, "orchestrator: clock class 6 -> 135: 0.0 s in holdover, within its budget of 300 s"},
       {'T', 320, {}},  // the budget's last instant
       {'T',
        320.1,
        {ann(165)},
-       "orchestrator: 0:4 (port 2) announce GM 001b19.fffe.00a001 class 165 steps 1: set_ptp_port_pkt = 0",
-       165},
+       165,
+       "orchestrator: 0:4 (port 2) announce GM 001b19.fffe.00a001 class 165 steps 1: set_ptp_port_pkt = 0"},
       {'K', 400, {ann(6)}},
       {'L',
        500,
        {own("0:3"), cfg("0:3", 6), own("0:4"), own("1:2"), cfg("1:2", 6)},
+       0,
        "orchestrator: 1:2 (port 3) MASTER (M2): set_ptp_port_cfg = 4294967293 (0xfffffffd)"},
       {'L', 501, {cfg("1:2", 6)}},  // the failed one again
-      {'L', 502, {}, "orchestrator: the decision names port 4, the card has ports 1 to 3"},
+      {'L', 502, {}, 0, "orchestrator: the decision names port 4, the card has ports 1 to 3"},
   };
-  ClkPtpPortCfg byHand{};
-  byHand.enable = 1, byHand.portState = 6;
+  const ClkPtpPortCfg byHand{1, 0, 6, 0, 0, 0, 0, {}, {}, 0, 0, 0};
   for (const auto &r : rows) {
     SCOPED_TRACE(r.atS);
     calls.clear(), notes.clear();
@@ -103,7 +103,7 @@ TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
     else if (r.event == 'T')
       orch.tick(ns);
     else if (r.event == 'S')
-      orch.stepConfigured(0, 3, byHand, "the step at line 9 (set_ptp_port_cfg)");
+      orch.stepConfigured(0, 3, byHand, "the step at line 9 (set_ptp_port_cfg)"), orch.act(follow, ns);
     else
       orch.servoState(r.event == 'k', r.event == 'H' ? ServoState::Holdover : ServoState::Locked, ns);
     EXPECT_EQ(calls, r.want);
