@@ -829,10 +829,11 @@ TEST(Boundary, DrillsDecideAsTheNetworkChanges) {
         "2500 1 SLAVE (S1), 2 PASSIVE (P2); " + parent("a0a1-1", 1, "a0a1", 6, 128)}},
       {"boundary-master-only",
        {"0 " + alone, hand(27, 2), "2500 1 MASTER (M3), 2 SLAVE (S1); " + parent("b0b1-1", 2, "b0b1", 7, 128)}},
-      // The class announced follows the servo, the card's own candidate too; the peer hears the master again.
+      // No identity: none before port 1 sends. The class announced follows the servo, the card's own candidate too;
+      // the peer hears the master again.
       {"boundary-holdover",
-       {"0 " + alone, hand(33, 1), "2500 " + onA, "2500 clock class 248 -> 6: locked to the grandmaster",
-        hand(43, 2, "PASSIVE (7)", "30000"), "40187 clock class 6 -> 135: 0.0 s in holdover, within its budget of 10 s",
+       {"2500 " + onA, "2500 clock class 248 -> 6: locked to the grandmaster", hand(42, 2, "PASSIVE (7)", "30000"),
+        "40187 clock class 6 -> 135: 0.0 s in holdover, within its budget of 10 s",
         "45500 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 135 priority1 128",
         "50250 clock class 135 -> 165: 10.1 s in holdover, past its budget of 10 s",
         "50250 1 MASTER (M2), 2 MASTER (M2); grandmaster: the card itself, 001b19.fffe.0c0001 class 165 priority1 128",
