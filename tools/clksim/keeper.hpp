@@ -33,7 +33,8 @@ class Timekeeper {
   // Sets the clock models and, in virtual time, makes the network, whose time
   // becomes the true time. Live, the true time is the machine's clock and
   // the servos follow what the wire ports measure.
-  Timekeeper(const TimeKeeping &setup, bool live, Say say);
+  // A boundary card's orchestrator keeps the class of `own`.
+  Timekeeper(const TimeKeeping &setup, bool live, Say say, OwnClock *own = nullptr);
   ~Timekeeper();  // the default true time again
   Timekeeper(const Timekeeper &) = delete;
   Timekeeper &operator=(const Timekeeper &) = delete;
@@ -57,6 +58,10 @@ class Timekeeper {
   // Retargets the servo of `unit` to the master heard on `port`; false when
   // the unit has no servo.
   bool follow(uint32_t unit, uint32_t port);
+  // A scenario step configured a port: see Orchestrator::stepConfigured.
+  void stepConfigured(uint32_t unit, uint32_t port, const ClkPtpPortCfg &cfg, const std::string &step) {
+    if (orch_) orch_->stepConfigured(unit, port, cfg, step);
+  }
 
   // Where the next servo period ends, from the one that just ended: the
   // period after it, or, when `nowNs` is past that already (a live run that

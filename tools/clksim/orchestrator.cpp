@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "fwmptp/announce.hpp"
+#include "values.hpp"
 
 namespace clksim {
 
@@ -31,17 +32,33 @@ bool same(const std::optional<Rec> &had, const Rec &now) {
   return had && std::memcmp(&*had, &now, sizeof now) == 0;
 }
 
+// What the card would announce of itself as its own grandmaster.
+fwmptp::Announce ownAnnounce(const fwmtools::bmca::LocalClock &self) {
+  fwmptp::Announce a;
+  a.flagField = kFlagPtpTimescale;
+  a.currentUtcOffset = kOwnUtcOffset;
+  a.grandmasterPriority1 = self.priority1;
+  a.grandmasterPriority2 = self.priority2;
+  a.clockAccuracy = self.clockAccuracy;
+  a.offsetScaledLogVariance = self.variance;
+  a.grandmasterIdentity = self.identity;
+  a.timeSource = kOwnTimeSource;
+  return a;
+}
+
+// "MASTER (6)", as a step names a port state.
+std::string stateText(uint32_t code) {
+  const auto name = nameOf(kPortStates, code);
+  return name.empty() ? std::to_string(code) : fmt::format("{} ({})", name, code);
+}
+
 // As the run prints a request's result.
 std::string resultOf(uint32_t ret) { return ret == 0 ? "0" : fmt::format("{} ({:#x})", ret, ret); }
 
 }  // namespace
 
-Orchestrator::Orchestrator(const BoundarySetup &setup, Table table, Note note)
-    : setup_(setup),
-      table_(std::move(table)),
-      note_(std::move(note)),
-      ports_(setup.ports.size()),
-      class_(setup.classes.freeRun) {}
+Orchestrator::Orchestrator(const BoundarySetup &setup, OwnClock &own, Table table, Note note)
+    : setup_(setup), own_(own), table_(std::move(table)), note_(std::move(note)), ports_(setup.ports.size()) {}
 
 std::string Orchestrator::where(size_t i) const {
   return fmt::format("{}:{} (port {})", setup_.ports[i].unit, setup_.ports[i].port, i + 1);
@@ -88,30 +105,25 @@ void Orchestrator::tick(int64_t nowNs) {
     if (ports_[i].master) programAnnounce(i);
 }
 
-// Locked to a foreign master: its grandmaster's class. Having lost that:
-// holdover within the budget, then out of it. Never locked: free-running.
+void Orchestrator::stepConfigured(uint32_t unit, uint32_t port, const ClkPtpPortCfg &cfg, const std::string &step) {
+  for (size_t i = 0; i < ports_.size(); ++i) {
+    auto &had = ports_[i].cfg;
+    if (setup_.ports[i].unit != unit || setup_.ports[i].port != port || !had || same(had, cfg)) continue;
+    note_(
+        fmt::format("orchestrator: {} set {} {} over the orchestrator's {}: its next decision programs the port again",
+                    step, where(i), stateText(cfg.portState), stateText(had->portState)));
+    had.reset();
+  }
+}
+
+// Locked: to the SLAVE port's grandmaster, by the servo of its engine.
 bool Orchestrator::reclass(int64_t nowNs) {
-  const auto &plan = setup_.classes;
   const auto state = slave_ ? states_.find(slave_->first) : states_.end();
   const bool locked = state != states_.end() && state->second == ServoState::Locked && decision_ && !decision_->local &&
                       decision_->best;
-  if (locked) lockedEver_ = true, holdSinceNs_.reset();
-  if (!locked && lockedEver_ && !holdSinceNs_) holdSinceNs_ = nowNs;
-  uint8_t c = plan.freeRun;
-  std::string why = "free-running";
-  if (locked) {
-    c = decision_->best->clockClass, why = "locked to the grandmaster";
-  } else if (holdSinceNs_) {
-    const double heldS = static_cast<double>(nowNs - *holdSinceNs_) / 1e9;
-    const bool within = heldS <= plan.holdoverBudgetS;
-    c = within ? plan.holdover : plan.outOfHoldover;
-    why = fmt::format("{:.1f} s in holdover, {} its budget of {} s", heldS, within ? "within" : "past",
-                      plan.holdoverBudgetS);
-  }
-  if (c == class_) return false;
-  note_(fmt::format("orchestrator: clock class {} -> {}: {}", class_, c, why));
-  class_ = c;
-  return true;
+  const auto change = own_.reclass(locked ? std::optional(decision_->best->clockClass) : std::nullopt, nowNs);
+  if (change) note_("orchestrator: " + *change);
+  return change.has_value();
 }
 
 ClkPtpPortCfg Orchestrator::configOf(const fwmtools::bmca::PortDecision &pd) const {
@@ -137,32 +149,19 @@ ClkPtpPortCfg Orchestrator::configOf(const fwmtools::bmca::PortDecision &pd) con
 // The parent's grandmaster and time properties, or the card's own data set
 // when it leads; the class from the servo's state either way.
 ClkPtpAnnPkt Orchestrator::announce() const {
-  ClkPtpAnnPkt a{};
   const auto &d = *decision_;
-  if (!d.local && d.best) {
-    const auto &b = *d.best;
-    a.flagField = b.flagField & kTimePropertyFlags;
-    a.currentUtcOffset = static_cast<uint32_t>(static_cast<int32_t>(b.currentUtcOffset));
-    a.grandmasterPriority1 = b.grandmasterPriority1;
-    a.grandmasterPriority2 = b.grandmasterPriority2;
-    a.clockAccuracy = b.clockAccuracy;
-    a.offsetScaledLogVariance = b.offsetScaledLogVariance;
-    a.grandmasterIdentityHigh = static_cast<uint32_t>(b.grandmasterIdentity >> 32);
-    a.grandmasterIdentityLow = static_cast<uint32_t>(b.grandmasterIdentity);
-    a.timeSource = b.timeSource;
-  } else {
-    const auto &self = setup_.self;
-    a.flagField = kFlagPtpTimescale;
-    a.currentUtcOffset = kOwnUtcOffset;
-    a.grandmasterPriority1 = self.priority1;
-    a.grandmasterPriority2 = self.priority2;
-    a.clockAccuracy = self.clockAccuracy;
-    a.offsetScaledLogVariance = self.variance;
-    a.grandmasterIdentityHigh = static_cast<uint32_t>(self.identity >> 32);
-    a.grandmasterIdentityLow = static_cast<uint32_t>(self.identity);
-    a.timeSource = kOwnTimeSource;
-  }
-  a.clockClass = class_;
+  const fwmptp::Announce from = !d.local && d.best ? *d.best : ownAnnounce(own_.dataSet());
+  ClkPtpAnnPkt a{};
+  a.flagField = from.flagField & kTimePropertyFlags;
+  a.currentUtcOffset = static_cast<uint32_t>(static_cast<int32_t>(from.currentUtcOffset));
+  a.grandmasterPriority1 = from.grandmasterPriority1;
+  a.grandmasterPriority2 = from.grandmasterPriority2;
+  a.clockAccuracy = from.clockAccuracy;
+  a.offsetScaledLogVariance = from.offsetScaledLogVariance;
+  a.grandmasterIdentityHigh = static_cast<uint32_t>(from.grandmasterIdentity >> 32);
+  a.grandmasterIdentityLow = static_cast<uint32_t>(from.grandmasterIdentity);
+  a.timeSource = from.timeSource;
+  a.clockClass = own_.announced();
   a.stepsRemoved = d.announcedStepsRemoved;
   return a;
 }

@@ -1,8 +1,9 @@
 // The orchestrator that acts on the negotiation peer's decision: it programs,
 // through the card's own operations only, each PTP port's state and, on the
 // MASTER ports, the announce the engine sends, and it derives the clock
-// class the card announces from its servo's state. Only what changed is
-// programmed again, so a decision repeated costs no call.
+// class the card announces from its servo's state, which the card's own data
+// set carries too. Only what changed is programmed again, so a decision
+// repeated costs no call.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +18,7 @@
 #include "fwmclk/fwmclk.h"
 #include "fwmtools/bmca.hpp"
 #include "fwmtools/timing/servo.hpp"
+#include "own_clock.hpp"
 
 namespace clksim {
 
@@ -37,7 +39,7 @@ class Orchestrator {
   using Note = std::function<void(std::string)>;
   using UnitPort = std::pair<uint32_t, uint32_t>;
 
-  Orchestrator(const BoundarySetup &setup, Table table, Note note);
+  Orchestrator(const BoundarySetup &setup, OwnClock &own, Table table, Note note);
 
   // Programs what the decision changes at true time `nowNs`. The SLAVE port
   // it picked, for the servo to follow; none when the card is its own
@@ -47,8 +49,10 @@ class Orchestrator {
   void servoState(uint32_t unit, fwmtools::timing::ServoState s, int64_t nowNs);
   // Called every servo period: the holdover budget runs out on its own.
   void tick(int64_t nowNs);
-
-  uint8_t clockClass() const { return class_; }
+  // A scenario step configured `unit`:`port` with `cfg`. Where that undoes
+  // what the orchestrator programmed there, a note names the step, the port
+  // and both states, and the next decision programs the port again.
+  void stepConfigured(uint32_t unit, uint32_t port, const ClkPtpPortCfg &cfg, const std::string &step);
 
  private:
   struct Programmed {
@@ -56,7 +60,7 @@ class Orchestrator {
     std::optional<ClkPtpAnnPkt> ann;
     bool master = false;
   };
-  // The class the servo's state calls for; true when it is new.
+  // The class the servo's state calls for; true when the announced one is new.
   bool reclass(int64_t nowNs);
   ClkPtpPortCfg configOf(const fwmtools::bmca::PortDecision &pd) const;
   ClkPtpAnnPkt announce() const;
@@ -67,6 +71,7 @@ class Orchestrator {
   std::optional<ClkSrvOrchIntf> table(const std::string &what);
 
   const BoundarySetup &setup_;
+  OwnClock &own_;
   Table table_;
   Note note_;
   std::optional<fwmtools::bmca::Decision> decision_;
@@ -74,9 +79,6 @@ class Orchestrator {
   std::optional<UnitPort> slave_;
   std::optional<uint32_t> followedUnit_;  // the slave's, or the last one's while the card leads
   std::map<uint32_t, fwmtools::timing::ServoState> states_;
-  bool lockedEver_ = false;
-  std::optional<int64_t> holdSinceNs_;
-  uint8_t class_;
 };
 
 }  // namespace clksim

@@ -41,13 +41,13 @@ void Runner::setUpNegotiator() {
   for (size_t i = 0; i < b.ports.size(); ++i)
     ports.push_back({static_cast<uint16_t>(i + 1), b.ports[i].localPriority, b.ports[i].masterOnly});
   std::lock_guard lk(mu_);
-  negotiator_.emplace(b.profile, b.self, std::move(ports));
+  negotiator_.emplace(b.profile, own_->dataSet(), std::move(ports));
   if (!peerRouted_) {
     note("the boundary's decisions need the built-in negotiation peer; this run has none");
     return;
   }
   // The card on its own, before it heard anything (once it knows who it is).
-  if (b.self.identity != 0) tellDecision(*negotiator_->changed(), fwmsim::clock().nowMs());
+  if (auto d = redecide()) tellDecision(*d, fwmsim::clock().nowMs());
 }
 
 void Runner::routeBoundaryPort(uint32_t ifIndex, uint32_t unit, uint32_t port) {
@@ -59,15 +59,20 @@ void Runner::routeBoundaryPort(uint32_t ifIndex, uint32_t unit, uint32_t port) {
 
 void Runner::decideOn(const fwmtools::Ack &ack, uint64_t timeMs) {
   if (!negotiator_ || !negotiator_->hear(ack)) return;
-  if (negotiator_->self().identity == 0) {
-    // Not given: the card is who its first port says it is when it sends.
+  if (!own_->knowsIdentity()) {
     const BoundaryPort &first = sc_.board.time.boundary.ports.front();
     const auto w = fwmsim::engine().port(first.unit, first.port).identityTx;
-    auto self = negotiator_->self();
-    self.identity = uint64_t{w[0]} << 32 | w[1];
-    negotiator_->setSelf(self);
+    own_->identify(uint64_t{w[0]} << 32 | w[1]);
   }
-  if (auto d = negotiator_->changed()) tellDecision(*d, timeMs);
+  if (auto d = redecide()) tellDecision(*d, timeMs);
+}
+
+// The card as its orchestrator left it: a class changed since the peer last
+// weighed it is news. Nothing before the card knows who it is.
+std::optional<fwmtools::bmca::Decision> Runner::redecide() {
+  if (!own_->knowsIdentity()) return std::nullopt;
+  negotiator_->setSelf(own_->dataSet());
+  return negotiator_->changed();
 }
 
 void Runner::tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs) {
@@ -83,15 +88,21 @@ void Runner::tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs) {
 }
 
 void Runner::deliverDecisions() {
-  std::vector<fwmtools::bmca::Decision> due;
-  {
-    std::lock_guard lk(mu_);
-    due.swap(undelivered_);
-  }
-  // The orchestrator acts first, so that a hook sees the card as programmed.
-  for (const auto &d : due) {
-    if (keeper_) keeper_->decided(d);
-    if (onDecision_) onDecision_(d);
+  // Acting may change the card's class, and so the next decision: until none is left.
+  for (;;) {
+    std::vector<fwmtools::bmca::Decision> due;
+    {
+      std::lock_guard lk(mu_);
+      if (negotiator_ && peerRouted_)
+        if (auto d = redecide()) tellDecision(*d, fwmsim::clock().nowMs());
+      due.swap(undelivered_);
+    }
+    if (due.empty()) return;
+    // The orchestrator acts first, so that a hook sees the card as programmed.
+    for (const auto &d : due) {
+      if (keeper_) keeper_->decided(d);
+      if (onDecision_) onDecision_(d);
+    }
   }
 }
 

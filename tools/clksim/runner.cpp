@@ -287,7 +287,7 @@ void Runner::drainPeer(std::chrono::milliseconds wait) {
   }
 }
 
-bool Runner::request(const Request &r) {
+bool Runner::request(const Request &r, const Step &s) {
   const auto &regs = fwmsim::orchestrator().registrations;
   if (regs.empty() || regs.back().size() != FWM_CLK_ORCH_SLOT_NUM) {
     note("no operation table registered with the orchestrator yet (the host has not sent event 1 'startup')",
@@ -331,6 +331,11 @@ bool Runner::request(const Request &r) {
   if (ret == 0) end.decoded = decodeMeasurement(end.stepName, end.replyWords);
   end.text = ret == 0 ? "0" : fmt::format("{} ({:#x})", ret, ret);
   emit(std::move(end));
+  if (r.op->slot == 1 && ret == 0 && keeper_ && p && r.record.size() >= sizeof(ClkPtpPortCfg)) {
+    ClkPtpPortCfg asked;
+    std::memcpy(&asked, r.record.data(), sizeof asked);
+    keeper_->stepConfigured(r.unit, r.port, asked, fmt::format("the step at line {} ({})", s.pos.line, s.name));
+  }
   return true;
 }
 
@@ -351,7 +356,7 @@ bool Runner::runStep(const Step &s) {
           b.target = requestTarget(body);
           b.fields = body.fields;
           emit(b);
-          ok = request(body);
+          ok = request(body, s);
           return;
         } else if constexpr (std::is_same_v<T, Advance>) {
           b.text = "advance " + formatDuration(body.ms);
@@ -430,17 +435,20 @@ int Runner::run() {
     if (!routed.note.empty()) note(routed.note);
   }
   const TimeKeeping &tk = sc_.board.time;
+  if (tk.boundary.present) own_ = std::make_unique<OwnClock>(tk.boundary);
   if (tk.network.present || !tk.clocks.empty() || !tk.servos.empty())
-    keeper_ = std::make_unique<Timekeeper>(tk, opt_.realtime,
-                                           [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
-                                             TraceRecord r;
-                                             r.kind = kind;
-                                             r.timeMs = fwmsim::clock().nowMs();
-                                             r.thread = fwmsim::threadName();
-                                             r.text = std::move(text);
-                                             r.fields = std::move(f);
-                                             emit(std::move(r));
-                                           });
+    keeper_ = std::make_unique<Timekeeper>(
+        tk, opt_.realtime,
+        [this](TraceKind kind, std::string text, std::vector<FieldValue> f) {
+          TraceRecord r;
+          r.kind = kind;
+          r.timeMs = fwmsim::clock().nowMs();
+          r.thread = fwmsim::threadName();
+          r.text = std::move(text);
+          r.fields = std::move(f);
+          emit(std::move(r));
+        },
+        own_.get());
   if (keeper_) keeper_->betweenSamples = [this] { deliverDecisions(); };
   setUpNegotiator();
   int rc = 0;

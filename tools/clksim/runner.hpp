@@ -59,7 +59,7 @@ class Runner {
   void dateBlocked(TraceRecord &call);  // under mu_
   void order(TraceRecord &r);           // under mu_
   bool runStep(const Step &s);
-  bool request(const Request &r);
+  bool request(const Request &r, const Step &s);
   void drainPeer(std::chrono::milliseconds wait);  // under mu_
   void portTable();
   // The built-in peer's deciding (peer_decide.cpp).
@@ -67,6 +67,7 @@ class Runner {
   void routeBoundaryPort(uint32_t ifIndex, uint32_t unit, uint32_t port);  // under mu_
   void decideOn(const fwmtools::Ack &ack, uint64_t timeMs);                // under mu_
   void tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs);   // under mu_
+  std::optional<fwmtools::bmca::Decision> redecide();                      // under mu_
   void deliverDecisions();
 
   const Scenario &sc_;
@@ -83,6 +84,7 @@ class Runner {
   fwmtools::UdpSocket peerSocket_;
   bool peerRouted_ = false;
   std::optional<fwmtools::Negotiator> negotiator_;
+  std::unique_ptr<OwnClock> own_;  // a boundary card only
   std::function<void(const fwmtools::bmca::Decision &)> onDecision_;
   std::vector<fwmtools::bmca::Decision> undelivered_;  // decided, not yet handed to onDecision_
   std::unique_ptr<Timekeeper> keeper_;                 // with clocks or a network only

@@ -61,7 +61,8 @@ std::optional<std::string> servoWithoutLink(const TimeKeeping &tk, const std::ve
   return std::nullopt;
 }
 
-Timekeeper::Timekeeper(const TimeKeeping &setup, bool live, Say say) : setup_(setup), say_(std::move(say)) {
+Timekeeper::Timekeeper(const TimeKeeping &setup, bool live, Say say, OwnClock *own)
+    : setup_(setup), say_(std::move(say)) {
   startNs_ = live ? fwmsim::trueNanos() : fwmsim::boardTrueNanos();
   startMs_ = fwmsim::clock().nowMs();
   nextSampleNs_ = startNs_ + setup_.te.sampleNs;
@@ -75,8 +76,9 @@ Timekeeper::Timekeeper(const TimeKeeping &setup, bool live, Say say) : setup_(se
     servos_.back().port = s.port;
     te_[s.unit];
   }
-  if (setup_.boundary.present)
-    orch_ = std::make_unique<Orchestrator>(setup_.boundary, orchestratorTable, [this](std::string t) { note(t); });
+  if (own)
+    orch_ =
+        std::make_unique<Orchestrator>(setup_.boundary, *own, orchestratorTable, [this](std::string t) { note(t); });
   if (live) {
     if (setup_.network.present)
       note("the virtual network runs in virtual time only: on the wall clock the wire ports are the links");
