@@ -88,8 +88,11 @@ void Runner::tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs) {
 }
 
 void Runner::deliverDecisions() {
-  // Acting may change the card's class, and so the next decision: until none is left.
-  for (;;) {
+  // Acting may change the card's class, and so the next decision: until none
+  // is left, but a few rounds at most, so that a class that keeps flipping
+  // the decision cannot hold the run here; the rest goes at the next call.
+  constexpr int kRounds = 4;
+  for (int round = 0; round < kRounds; ++round) {
     std::vector<fwmtools::bmca::Decision> due;
     {
       std::lock_guard lk(mu_);
