@@ -20,16 +20,6 @@ cp "$examples"/*.yaml "$tmp"/
 [ "$transport" = udp ] || sed -i 's/encapType: 2/encapType: 0/' "$tmp"/*.yaml
 transport_opt=(--network_transport "$([ "$transport" = udp ] && echo UDPv4 || echo L2)")
 
-# Polls `cmd` every 0.1 s for at most `seconds`.
-ms() { echo $(($(date +%s%N) / 1000000)); }
-wait_for() {
-  local deadline=$(($(ms) + $1 * 1000)); shift
-  until "$@" >/dev/null 2>&1; do
-    [ "$(ms)" -lt "$deadline" ] || return 1
-    sleep 0.1
-  done
-}
-
 # This namespace holds clksim on clk0; a second one, held by `sleep`, the peer side.
 ip link set lo up
 ip link add clk0 type veth peer name peer0
