@@ -17,7 +17,7 @@ kmax=${args[0]:-4} lock=${args[1]:-14} locked=${args[2]:-20}
 command -v ptp4l >/dev/null || { echo "chain: no ptp4l (scripts/deps.sh interop)" >&2; exit 1; }
 
 source bench/in-netns.sh
-FWM_INTEROP_INSIDE=1 . tests/interop/netns.sh
+FWM_INTEROP_INSIDE=1 . scripts/netns.sh
 harness "$(mktemp -d)" '*.log'
 ip link set lo up
 opts=(-f examples/wire/ptp4l.cfg -m -q --domainNumber 0 --logSyncInterval -4 --logMinDelayReqInterval -4)

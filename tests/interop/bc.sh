@@ -10,7 +10,7 @@
 # over Ethernet to 01-80-C2-00-00-0E, domain 24, ptp4l comparing as G.8275.x.
 # Exit 77 (skipped) without ptp4l/pmc or namespaces.
 set -euo pipefail
-. "$(dirname "$0")/netns.sh"
+. "$(dirname "$0")/../../scripts/netns.sh"
 
 if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   command -v ptp4l >/dev/null && command -v pmc >/dev/null || { echo "bc: no ptp4l/pmc (scripts/deps.sh interop)"; exit 77; }

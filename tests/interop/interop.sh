@@ -5,7 +5,7 @@
 #   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master|measure [udp|l2]
 # Exit 77 (skipped) without ptp4l, tshark (measure) or namespaces.
 set -euo pipefail
-. "$(dirname "$0")/netns.sh"
+. "$(dirname "$0")/../../scripts/netns.sh"
 
 if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   command -v ptp4l >/dev/null && command -v pmc >/dev/null || { echo "interop: no ptp4l/pmc (scripts/deps.sh interop)"; exit 77; }

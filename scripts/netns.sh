@@ -1,4 +1,5 @@
-# Sourced by the interop scripts. `enter_netns NAME` re-runs the calling script
+# Sourced by the interop tests (tests/interop) and bench/chain.sh.
+# `enter_netns NAME` re-runs the calling script
 # inside a network namespace of its own (unprivileged through `unshare -rn`
 # where the kernel allows it, as root otherwise), bounded to 55 s; exit 77
 # (skipped) where no namespace can be made. Inside, `harness DIR GLOB...` sets
