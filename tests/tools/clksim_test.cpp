@@ -707,27 +707,23 @@ TEST(Timekeeping, LivePiecesAndWhatAServoFollows) {
 // passed over, a failed read or only wide brackets give nothing.
 TEST(Timekeeping, AnEngineIsReadAgainstTheReferenceBetweenTwoReadings) {
   using K = clksim::Timekeeper;
-  struct Row {
-    std::vector<int64_t> costs;  // before each read, ns; -1: that read fails
-    std::optional<int64_t> offset;
-    size_t reads;
-  };
-  const Row rows[] = {{{0}, 1000, 3},
-                      {{10, 10, 10}, 1000, 12},
-                      {{10, 10, 400'000, 10, 30, 10}, 1010, 12},
-                      {{10, 600'000, 10, 10, 10, 10}, 1000, 12},
-                      {{600'000}, std::nullopt, 12},
-                      {{10, -1, 10}, std::nullopt, 3}};
-  for (const auto &row : rows) {
+  // Per row: each read's cost before it (ns; -1: that read fails), the offset, the reads made.
+  const std::tuple<std::vector<int64_t>, std::optional<int64_t>, size_t> rows[] = {
+      {{0}, 1000, 3},
+      {{10, 10, 10}, 1000, 12},
+      {{10, 10, 400'000, 10, 30, 10}, 1010, 12},
+      {{10, 600'000, 10, 10, 10, 10}, 1000, 12},
+      {{600'000}, std::nullopt, 12},
+      {{10, -1, 10}, std::nullopt, 3}};
+  for (const auto &[costs, offset, made] : rows) {
     int64_t now = 0;
     size_t reads = 0;
     auto read = [&](int64_t ahead) -> std::optional<int64_t> {
-      const int64_t cost = row.costs[reads++ % row.costs.size()];
-      if (cost < 0) return std::nullopt;
-      return (now += cost) + ahead;
+      const int64_t cost = costs[reads++ % costs.size()];
+      return cost < 0 ? std::nullopt : std::optional<int64_t>((now += cost) + ahead);
     };
-    EXPECT_EQ(K::crossOffset([&] { return read(0); }, [&] { return read(1000); }), row.offset) << row.reads;
-    EXPECT_EQ(reads, row.reads);
+    EXPECT_EQ(K::crossOffset([&] { return read(0); }, [&] { return read(1000); }), offset) << made;
+    EXPECT_EQ(reads, made);
   }
 }
 
