@@ -712,7 +712,7 @@ TEST(Timekeeping, AnEngineIsReadAgainstTheReferenceBetweenTwoReadings) {
       {{0}, 1000, 3},
       {{10, 10, 10}, 1000, 12},
       {{10, 10, 400'000, 10, 30, 10}, 1010, 12},
-      {{10, 600'000, 10, 10, 10, 10}, 1000, 12},
+      {{10, 10, 10, 10, 600'000, 10}, 1000, 12},
       {{600'000}, std::nullopt, 12},
       {{10, -1, 10}, std::nullopt, 3}};
   for (const auto &[costs, offset, made] : rows) {
