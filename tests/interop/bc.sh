@@ -73,5 +73,5 @@ wait "$sim" || fail "clksim failed: $(tail -n 3 "$tmp/sim.jsonl")"
 grep -o 'time error of unit [01] over [^"]*' "$tmp/sim.jsonl" | sed -n '3,4p'
 sed -n "$((from + 1)),${to}p" "$tmp/slave.log" | awk '/master offset/ { o = $4; n++; s += o * o; if (o < 0) o = -o
     if (o > m) m = o } END { printf "ptp4l slave behind the card: %d offsets, RMS %.0f ns, max %d ns\n", n, sqrt(s / n), m
-    exit !(n > 0 && m < 200000) }' || fail "the slave's offset from the card's port 2 beyond 200 us"
+    exit !(n > 0 && s / n < 1e10) }' || fail "the slave's offset RMS from the card's port 2 beyond 100 us"
 echo "bc over $transport: passed"
