@@ -9,7 +9,8 @@
 # board against a bare eventfd + UDP hand-off, side by side in one run.
 # Then the simulated engine's event path on a veth pair (bench/event.sh),
 # clkcheck beside tshark on a large capture (bench/clkcheck.sh) and finally
-# the armhf .text of libfwmclk.so at -O2 and -Os.
+# the armhf .text of libfwmclk.so at -O2 and -Os; live, the servo against
+# ptp4l and a chain of boundary cards.
 #
 # Builds what it needs. Figures are printed, never asserted: the exit code is
 # 0 whenever the measurements ran.
@@ -191,6 +192,13 @@ if cmake --build "$build" --target clksim -j "$jobs" >/dev/null &&
   while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$live"
 else
   row "live servo against ptp4l (bench/live_te.sh)" "" "n/a" ""
+fi
+# Boundary cards in a chain between ptp4l instances (bench/chain.sh, K = 1..4):
+# each card's TE and the slave's offset end to end; n/a without ptp4l or namespaces.
+if chain=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/chain.sh" 4 --rows 2>"$out/chain.log"); then
+  while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$chain"
+else
+  row "boundary cards in a chain (bench/chain.sh)" "" "n/a" ""
 fi
 # The virtual network (bench/vnet_bench.cpp): a slave at 16 Syncs/s for one
 # virtual hour, as a multiple of real time.

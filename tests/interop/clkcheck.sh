@@ -7,7 +7,7 @@
 #   clkcheck.sh CLKCHECK CLKSIM EXAMPLES_DIR g8275.1|default-e2e|clksim
 # Exit 77 (skipped) without ptp4l, tshark or namespaces.
 set -euo pipefail
-. "$(dirname "$0")/netns.sh"
+. "$(dirname "$0")/../../scripts/netns.sh"
 
 if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   command -v ptp4l >/dev/null && command -v tshark >/dev/null || { echo "clkcheck: no ptp4l/tshark"; exit 77; }

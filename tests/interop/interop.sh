@@ -2,10 +2,11 @@
 # clksim's wire ports against linuxptp on a veth pair between two network
 # namespaces that this script makes (unprivileged through `unshare -rn` where
 # the kernel allows it, as root otherwise) and that vanish with it.
-#   interop.sh CLKSIM CLKPEER EXAMPLES_DIR slave|master|measure [udp|l2]
+#   interop.sh CLKSIM CLKPEER EXAMPLES_DIR measure|servo [udp|l2]
+# (The slave and master ports against ptp4l: bc.sh, the card as a whole.)
 # Exit 77 (skipped) without ptp4l, tshark (measure) or namespaces.
 set -euo pipefail
-. "$(dirname "$0")/netns.sh"
+. "$(dirname "$0")/../../scripts/netns.sh"
 
 if [ -z "${FWM_INTEROP_INSIDE:-}" ]; then
   command -v ptp4l >/dev/null && command -v pmc >/dev/null || { echo "interop: no ptp4l/pmc (scripts/deps.sh interop)"; exit 77; }
@@ -19,16 +20,6 @@ harness "$(mktemp -d)" '*.log' '*.jsonl'
 cp "$examples"/*.yaml "$tmp"/
 [ "$transport" = udp ] || sed -i 's/encapType: 2/encapType: 0/' "$tmp"/*.yaml
 transport_opt=(--network_transport "$([ "$transport" = udp ] && echo UDPv4 || echo L2)")
-
-# Polls `cmd` every 0.1 s for at most `seconds`.
-ms() { echo $(($(date +%s%N) / 1000000)); }
-wait_for() {
-  local deadline=$(($(ms) + $1 * 1000)); shift
-  until "$@" >/dev/null 2>&1; do
-    [ "$(ms)" -lt "$deadline" ] || return 1
-    sleep 0.1
-  done
-}
 
 # This namespace holds clksim on clk0; a second one, held by `sleep`, the peer side.
 ip link set lo up
@@ -49,47 +40,7 @@ ptp4l_start() {  # name priority1 clockIdentity [options...]
   eval "pid_$name=$!"
 }
 
-# An acknowledgement at the negotiation peer naming grandmaster $1 with class $2 and priority1 $3.
-acked() { grep "\"grandmasterIdentity\":\"$1\"" "$tmp/peer.jsonl" | grep "\"clockClass\":$2," | grep -q "\"grandmasterPriority1\":$3,"; }
-# ptp4l's parent data set names grandmaster $1 with priority1 $2 and class $3.
-pmc_shows() {
-  local out
-  out=$(peer pmc -u -b 0 -d 24 -s "$tmp/slave.sock" -i "$tmp/pmc.$RANDOM" 'GET PARENT_DATA_SET')
-  echo "$out" >"$tmp/pmc.log"
-  grep -Eq "grandmasterIdentity +$1" <<<"$out" && grep -Eq "grandmasterPriority1 +$2\$" <<<"$out" &&
-    grep -Eq "gm.ClockClass +$3\$" <<<"$out"
-}
-
 case $case in
-  slave)
-    bg "$clkpeer" --listen 127.0.0.1:39011 --format jsonl >"$tmp/peer.jsonl" 2>"$tmp/clkpeer.log"
-    bg "$clksim" --live 0:3=clk0 --peer 127.0.0.1:39011 --format jsonl "$tmp/slave-port.yaml" >"$tmp/sim.jsonl" 2>&1
-    ptp4l_start gm1 100 7c2e0d.fffe.000100
-    wait_for 15 acked 7c2e0d.fffe.000100 6 100 || fail "no acknowledgement of ptp4l's grandmaster"
-    kill "$pid_gm1"
-    wait_for 12 acked 000000.0000.000000 0 0 || fail "no 'announce lost' acknowledgement after ptp4l stopped"
-    ptp4l_start gm2 90 7c2e0d.fffe.000200
-    wait_for 15 acked 7c2e0d.fffe.000200 6 90 || fail "no acknowledgement of the better grandmaster"
-    ;;
-  master)
-    ptp4l_start slave 128 7c2e0d.fffe.000300 --slaveOnly 1
-    bg "$clksim" --live 1:5=clk0 --format jsonl "$tmp/master-port.yaml" >"$tmp/sim.jsonl" 2>&1
-    wait_for 14 pmc_shows 001b19.fffe.00a001 90 6 || fail "pmc does not show clksim's grandmaster"
-    rewritten() { [ "$(grep '"kind":"step_end"' "$tmp/sim.jsonl" | grep -c '"name":"set_ptp_port_pkt"')" -ge 2 ]; }
-    wait_for 20 rewritten || fail "the orchestrator never rewrote priority1"
-    # Two announce intervals of one second, and the time pmc itself takes.
-    wait_for 3 pmc_shows 001b19.fffe.00a001 80 6 || fail "pmc does not show priority1 80 within two announce intervals"
-    # Locked to clksim's Syncs: for five seconds ptp4l names its grandmaster, offset within 1 ms, delay in (0, 1 ms).
-    for i in $(seq 5); do
-      peer pmc -u -b 0 -d 24 -s "$tmp/slave.sock" -i "$tmp/pmc.t" 'GET TIME_STATUS_NP' 'GET CURRENT_DATA_SET' >"$tmp/pmc.log"
-      awk '/gmIdentity/ { gm = $2 } /master_offset/ { o = $2 } /meanPathDelay/ { d = $2 }
-        END { print "ptp4l: gm " gm " offset " o " delay " d; exit !(gm == "001b19.fffe.00a001" && o < 1e6 && o > -1e6 &&
-                                                                  d > 0 && d < 1e6) }' "$tmp/pmc.log" >>"$tmp/locked.log" ||
-        fail "ptp4l not locked to clksim's master port: $(tail -n 1 "$tmp/locked.log")"
-      sleep 1
-    done
-    tail -n 1 "$tmp/locked.log"
-    ;;
   measure)
     # tshark counts what crosses clk0 while ptp4l is the grandmaster for six seconds.
     bg tshark -i clk0 -w "$tmp/wire.pcap" -q >"$tmp/tshark.log" 2>&1

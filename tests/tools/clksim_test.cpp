@@ -702,6 +702,31 @@ TEST(Timekeeping, LivePiecesAndWhatAServoFollows) {
   EXPECT_EQ(clksim::servoWithoutLink(tk, {}, false), std::nullopt);
 }
 
+// Another engine's offset, read reference - local - reference on a clock
+// that moves by each read's cost: a bracket widened by a lost processor is
+// passed over, a failed read or only wide brackets give nothing.
+TEST(Timekeeping, AnEngineIsReadAgainstTheReferenceBetweenTwoReadings) {
+  using K = clksim::Timekeeper;
+  // Per row: each read's cost before it (ns; -1: that read fails), the offset, the reads made.
+  const std::tuple<std::vector<int64_t>, std::optional<int64_t>, size_t> rows[] = {
+      {{0}, 1000, 3},
+      {{10, 10, 10}, 1000, 12},
+      {{10, 10, 400'000, 10, 30, 10}, 1010, 12},
+      {{10, 10, 10, 10, 600'000, 10}, 1000, 12},
+      {{600'000}, std::nullopt, 12},
+      {{10, -1, 10}, std::nullopt, 3}};
+  for (const auto &[costs, offset, made] : rows) {
+    int64_t now = 0;
+    size_t reads = 0;
+    auto read = [&](int64_t ahead) -> std::optional<int64_t> {
+      const int64_t cost = costs[reads++ % costs.size()];
+      return cost < 0 ? std::nullopt : std::optional<int64_t>((now += cost) + ahead);
+    };
+    EXPECT_EQ(K::crossOffset([&] { return read(0); }, [&] { return read(1000); }), offset) << made;
+    EXPECT_EQ(reads, made);
+  }
+}
+
 // The servo scenario's engine (+100 ppm, wander, 1 ms ahead) on variants of
 // its link, virtual and seeded: the servo's states as it announced them and
 // the time error judged after settling.

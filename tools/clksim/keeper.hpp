@@ -72,6 +72,17 @@ class Timekeeper {
     int64_t missed;
   };
   static NextPeriod nextPeriod(int64_t endedNs, int64_t periodNs, int64_t nowNs);
+  // The offset of one engine's clock from another's, each read in turn
+  // (reference, local, reference): local minus the midpoint of the two
+  // reference readings, from the narrowest of kCrossTries brackets (in
+  // virtual time the first: the clocks stand still while read). On the wall
+  // clock a thread can lose the processor between two reads; that widens
+  // its bracket, not the offset. Nothing when a read fails or no bracket is
+  // within kCrossWidestNs.
+  using ClockRead = std::function<std::optional<int64_t>()>;
+  static constexpr int kCrossTries = 4;
+  static constexpr int64_t kCrossWidestNs = 1'000'000;
+  static std::optional<int64_t> crossOffset(const ClockRead &reference, const ClockRead &local);
   // Mean, RMS and max|TE| of a stretch of TE samples (ns); nothing when empty.
   static std::optional<std::string> stretchFigures(std::span<const double> te);
 

@@ -156,6 +156,19 @@ void Timekeeper::advance(uint64_t ms) {
       note(fmt::format("time error of unit {} over {:.1f} s: {}", unit, static_cast<double>(ms) / 1e3, *line));
 }
 
+std::optional<int64_t> Timekeeper::crossOffset(const ClockRead &reference, const ClockRead &local) {
+  std::optional<int64_t> best, bestWidth;
+  for (int i = 0; i < kCrossTries && bestWidth != 0; ++i) {
+    const auto before = reference(), at = local(), after = reference();
+    if (!before || !at || !after) return std::nullopt;
+    const int64_t width = *after - *before;
+    if (width < 0 || (bestWidth && width >= *bestWidth)) continue;
+    best = *at - (*before + width / 2), bestWidth = width;
+  }
+  if (!bestWidth || *bestWidth > kCrossWidestNs) return std::nullopt;
+  return best;
+}
+
 std::optional<std::string> Timekeeper::stretchFigures(std::span<const double> te) {
   if (te.empty()) return std::nullopt;
   double sum = 0, squares = 0, peak = 0;
@@ -173,14 +186,10 @@ void Timekeeper::serve(Servo &s) {
   if (!table || !local) return;
   if (reference_ && *reference_ != s.setup->unit) {
     // Another engine of the card: both clocks read through the library's
-    // channel time stamp at the same true instant, the slave engine's time
-    // as the master's.
-    const auto ref = engineTime(*reference_);
-    if (ref)
-      s.offsetNs = *local - *ref;
-    else
-      s.offsetNs.reset();
-    steer(s, ref ? s.pi.sample(*s.offsetNs, *local) : s.pi.idle(*local), *local);
+    // channel time stamp, the slave engine's time as the master's.
+    const uint32_t ref = *reference_, unit = s.setup->unit;
+    s.offsetNs = crossOffset([ref] { return engineTime(ref); }, [unit] { return engineTime(unit); });
+    steer(s, s.offsetNs ? s.pi.sample(*s.offsetNs, *local) : s.pi.idle(*local), *local);
     return;
   }
   const uint32_t unit = s.setup->unit, port = s.port;
