@@ -193,9 +193,10 @@ if cmake --build "$build" --target clksim -j "$jobs" >/dev/null &&
 else
   row "live servo against ptp4l (bench/live_te.sh)" "" "n/a" ""
 fi
-# Boundary cards in a chain between ptp4l instances (bench/chain.sh, K = 1..4):
+# Boundary cards in a chain between ptp4l instances (bench/chain.sh, K = 1..4,
+# 10 s to lock and 10 s locked each, to keep the report short):
 # each card's TE and the slave's offset end to end; n/a without ptp4l or namespaces.
-if chain=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/chain.sh" 4 --rows 2>"$out/chain.log"); then
+if chain=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/chain.sh" 4 10 10 --rows 2>"$out/chain.log"); then
   while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$chain"
 else
   row "boundary cards in a chain (bench/chain.sh)" "" "n/a" ""
