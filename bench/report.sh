@@ -15,10 +15,21 @@
 # Builds what it needs. Figures are printed, never asserted: the exit code is
 # 0 whenever the measurements ran.
 #
-# usage: bench/report.sh [build dir, default build/release]
+# usage: bench/report.sh [build dir, default build/release] [--short]
+# --short (CI): the live figures over shorter windows (event path 5 s, served
+# time 3 rounds of 6 s, live servo 30 s, the chain 10 s to lock and 5 s locked
+# per K), the same rows; by default 9 s, 3 x 10 s, 60 s and 14 s + 20 s.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
-build=$(realpath -m "${1:-$here/build/release}")
+args=()
+short=
+for a in "$@"; do [ "$a" = --short ] && short=1 || args+=("$a"); done
+build=$(realpath -m "${args[0]:-$here/build/release}")
+if [ -n "$short" ]; then
+  eventSeconds=5 servedArgs=(6 3) liveSeconds=30 chainArgs=(4 10 5)
+else
+  eventSeconds=9 servedArgs=(10 3) liveSeconds=60 chainArgs=(4 14 20)
+fi
 jobs=$(nproc)
 calls=1000
 ticks=20
@@ -157,7 +168,7 @@ row "NEEDED of libfwmclk.so" "libc only" "$needed" \
   "$(echo "$needed" | tr ' ' '\n' | grep -v '^$' | grep -qv '^libc\.so' && echo FAIL || echo pass)"
 # The simulated engine's event path on a veth pair (bench/event.sh): figures
 # of the simulator, not of the library; n/a where no namespace can be made.
-if events=$(bash "$here/bench/event.sh" 9 --rows 2>"$out/event.log"); then
+if events=$(bash "$here/bench/event.sh" "$eventSeconds" --rows 2>"$out/event.log"); then
   while IFS=$'\t' read -r figure value; do
     case $figure in
       *"card / ptp4l"*) row "$figure" "<= 1.00x" "$value" "$(verdict "${value%x}" "<=" 1.00)" ;;
@@ -170,7 +181,7 @@ fi
 # Served time (bench/served.sh): a ptp4l slave measuring the card's master
 # port beside a ptp4l master on the same link, alternating rounds pooled; n/a
 # without ptp4l or a namespace.
-if served=$(bash "$here/bench/served.sh" 10 3 --rows 2>"$out/served.log"); then
+if served=$(bash "$here/bench/served.sh" "${servedArgs[@]}" --rows 2>"$out/served.log"); then
   while IFS=$'\t' read -r figure value; do
     row "$figure" "<= 1.10x" "$value" "$(verdict "${value%x}" "<=" 1.10)"
   done <<<"$served"
@@ -188,15 +199,14 @@ fi
 # The servo on a live link against ptp4l (bench/live_te.sh, 60 s locked):
 # figures of the simulator beside ptp4l's own; n/a without ptp4l or namespaces.
 if cmake --build "$build" --target clksim -j "$jobs" >/dev/null &&
-  live=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/live_te.sh" 60 --rows 2>"$out/live_te.log"); then
+  live=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/live_te.sh" "$liveSeconds" --rows 2>"$out/live_te.log"); then
   while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$live"
 else
   row "live servo against ptp4l (bench/live_te.sh)" "" "n/a" ""
 fi
-# Boundary cards in a chain between ptp4l instances (bench/chain.sh, K = 1..4,
-# 10 s to lock and 10 s locked each, to keep the report short):
+# Boundary cards in a chain between ptp4l instances (bench/chain.sh, K = 1..4):
 # each card's TE and the slave's offset end to end; n/a without ptp4l or namespaces.
-if chain=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/chain.sh" 4 10 10 --rows 2>"$out/chain.log"); then
+if chain=$(CLKSIM="$build/tools/clksim/clksim" bash "$here/bench/chain.sh" "${chainArgs[@]}" --rows 2>"$out/chain.log"); then
   while IFS=$'\t' read -r figure value; do row "$figure" "" "$value" ""; done <<<"$chain"
 else
   row "boundary cards in a chain (bench/chain.sh)" "" "n/a" ""

@@ -2,11 +2,11 @@
 # Runs every fuzz target of tests/fuzz for a bounded time, starting from its
 # seeds (and dictionary); a crash, leak, sanitizer report or timeout fails.
 # Findings are kept in build/fuzz/findings. FWMCLK_FUZZ_SECONDS sets the time
-# per target (default 30).
+# per target (default 20).
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 bash scripts/deps.sh fuzz
-seconds=${FWMCLK_FUZZ_SECONDS:-30}
+seconds=${FWMCLK_FUZZ_SECONDS:-20}
 echo "== fuzz (${seconds}s per target)"
 cmake --preset fuzz >/dev/null
 cmake --build --preset fuzz -j "$(nproc)"

@@ -16,4 +16,4 @@ cmake --build --preset release -j "$jobs"
 . scripts/ci/dev-only.sh
 ctest --preset release -j "$jobs" -E "$dev_only" -LE 'interop|browser'
 echo "== performance report"
-bash bench/report.sh build/release
+bash bench/report.sh build/release --short
