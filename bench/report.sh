@@ -17,8 +17,9 @@
 #
 # usage: bench/report.sh [build dir, default build/release] [--short]
 # --short (CI): the live figures over shorter windows (event path 5 s, served
-# time 3 rounds of 6 s, live servo 30 s, the chain 10 s to lock and 5 s locked
-# per K), the same rows; by default 9 s, 3 x 10 s, 60 s and 14 s + 20 s.
+# time 3 rounds of 6 s, live servo 30 s, a chain of K = 1..2 cards with 10 s
+# to lock and 5 s locked); by default 9 s, 3 x 10 s, 60 s and K = 1..4 with
+# 14 s + 20 s.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 args=()
@@ -26,7 +27,7 @@ short=
 for a in "$@"; do [ "$a" = --short ] && short=1 || args+=("$a"); done
 build=$(realpath -m "${args[0]:-$here/build/release}")
 if [ -n "$short" ]; then
-  eventSeconds=5 servedArgs=(6 3) liveSeconds=30 chainArgs=(4 10 5)
+  eventSeconds=5 servedArgs=(6 3) liveSeconds=30 chainArgs=(2 10 5)
 else
   eventSeconds=9 servedArgs=(10 3) liveSeconds=60 chainArgs=(4 14 20)
 fi
@@ -111,6 +112,8 @@ EOF
 # ---- armhf .text ------------------------------------------------------------
 text_size() {  # <-O level>: .text bytes of an armhf library-only build
   local dir=$here/build/armhf-text$1
+  # The armhf package build compiles the library with the same flags at -O2.
+  [ "$1" != -O2 ] || [ ! -f "$here/build/package-armhf/src/libfwmclk.so" ] || dir=$here/build/package-armhf
   command -v arm-linux-gnueabihf-g++ >/dev/null || { echo "n/a (no arm-linux-gnueabihf-g++)"; return; }
   if [ ! -f "$dir/CMakeCache.txt" ]; then
     cmake -S "$here" -B "$dir" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$here/cmake/arm-linux-gnueabihf.cmake" \
