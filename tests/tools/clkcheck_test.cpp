@@ -57,7 +57,7 @@ Msg &nth(std::vector<Msg> &v, uint8_t type, int k) {
 
 std::string write(std::vector<Msg> v, const std::string &name) {
   std::stable_sort(v.begin(), v.end(), [](const Msg &a, const Msg &b) { return a.us < b.us; });
-  const std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
+  const std::string path = fwmtest::scratch(name);
   fwmtools::PcapWriter w;
   EXPECT_TRUE(w.open(path));
   for (const auto &m : v) {
@@ -173,7 +173,7 @@ TEST(Clkcheck, EachBrokenRuleGivesExactlyItsFinding) {
 namespace {
 
 std::string scenario(int domain, const char *more, const std::string &name) {
-  const std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
+  const std::string path = fwmtest::scratch(name);
   std::ofstream(path) << "name: programmed\nboard: {chipType: 40, engines: 2}\nsteps:\n"
                          "  - set_ptp_pkt_encap: {unit: 0, port: 1, targetBoard: 3, encapType: 0}\n"
                          "  - set_ptp_port_cfg: {unit: 0, port: 1, enable: 1, portState: 6, domainNumber: "
@@ -213,7 +213,7 @@ TEST(Clkcheck, CaptureAgainstWhatTheScenarioProgrammed) {
 }
 
 TEST(Clkcheck, WhatIsNoCaptureIsRefused) {
-  const std::string dir = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-";
+  const std::string dir = fwmtest::scratch("");
   const std::string good = fwmtest::readFile(write(goodLink(), "whole.pcap"));
   std::ofstream(dir + "text.pcap") << "hello\n";
   std::ofstream(dir + "cut.pcap") << good.substr(0, good.size() - 20);

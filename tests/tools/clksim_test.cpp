@@ -253,7 +253,7 @@ TEST(Loader, EveryBuiltInScenarioLoads) {
 }
 
 std::string writeTemp(const std::string &name, const char *text) {
-  std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
+  std::string path = fwmtest::scratch(name);
   std::ofstream(path) << text;
   return path;
 }
@@ -295,7 +295,7 @@ TEST(Cli, ExitCodesAreTheOnesOfTheTable) {
     ASSERT_TRUE(gone.bind({"127.0.0.1", 0}));
     nobody = "--peer 127.0.0.1:" + std::to_string(gone.localPort());
   }
-  const std::string noReport = ::testing::TempDir() + "/no-report.html";
+  const std::string noReport = fwmtest::scratch("no-report.html");
   struct Case {
     char tool;         // 's' clksim, 'p' clkpeer, 'c' clkcheck
     std::string args;  // separated by spaces
@@ -428,7 +428,7 @@ class Story : public ::testing::Test {
  protected:
   static void SetUpTestSuite() {
     // Each test case is a process of its own and they run side by side.
-    const std::string stem = ::testing::TempDir() + "/story-" + std::to_string(::getpid());
+    const std::string stem = fwmtest::scratch("story");
     pcapPath_ = stem + ".pcap";
     timelinePath_ = stem + ".json";
     run_ = fwmtest::runTool({CLKSIM_PATH, "--format", "jsonl", "--pcap", pcapPath_, "--timeline", timelinePath_});
@@ -647,7 +647,7 @@ TEST(Docs, EveryToolCommandRunsAsWritten) {
 
   // The layout, with a cmake that does nothing and the tools under test in the build.
   namespace fs = std::filesystem;
-  const fs::path root = ::testing::TempDir() + "/docs-" + std::to_string(::getpid());
+  const fs::path root = fwmtest::scratch("docs");
   fs::create_directories(root / "elsewhere");
   std::string script = fmt::format(
       R"(set -euo pipefail; trap 'echo "failed: $BASH_COMMAND" >&2' ERR; ip link set lo up; cd {}; peer=''

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sstream>
@@ -97,6 +98,23 @@ std::vector<std::string> splitLines(const std::string &s) {
   std::istringstream in(s);
   for (std::string line; std::getline(in, line);) lines.push_back(line);
   return lines;
+}
+
+std::string scratch(const std::string &name) {
+  struct Dir {
+    std::string path;
+    Dir() {
+      std::string pattern = (std::filesystem::temp_directory_path() / "fwmclk-test-XXXXXX").string();
+      if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("cannot make a scratch directory");
+      path = pattern;
+    }
+    ~Dir() {
+      std::error_code ignored;
+      std::filesystem::remove_all(path, ignored);
+    }
+  };
+  static const Dir dir;
+  return dir.path + "/" + name;
 }
 
 std::string readFile(const std::string &path) {

@@ -43,6 +43,12 @@ std::vector<std::string> splitLines(const std::string &s);
 // A whole file ("" if it cannot be read).
 std::string readFile(const std::string &path);
 
+// A path named `name` in a directory of this test process's own, made on
+// first use and removed with everything in it when the process ends: cases
+// run side by side, and what they write (whole runs' records among it) must
+// not pile up.
+std::string scratch(const std::string &name);
+
 // Whether /usr/bin/<name> can be run.
 bool haveTool(const char *name);
 

@@ -53,7 +53,7 @@ TEST(Identity, PrintsAndParsesTheDottedForm) {
 }
 
 std::string writeSamplePcap(const char *name, const fwmtools::FrameAddressing &addr = {}) {
-  std::string path = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-" + name;
+  std::string path = fwmtest::scratch(name);
   fwmtools::PcapWriter w;
   EXPECT_TRUE(w.open(path));
   // Loss reports are no announce and stay out: no grandmaster, or no source.
@@ -107,7 +107,7 @@ TEST(Pcap, TsharkDissectsTheAnnounceAsFramed) {
 // acknowledgement and decodes what is; deciding, it tells the card alone at
 // the start and each decision that changed (the loss changes nothing yet).
 TEST(Clkpeer, SkipsMalformedDatagramsAndDecodesTheAcknowledgement) {
-  const std::string pcap = ::testing::TempDir() + "/" + std::to_string(::getpid()) + "-peer.pcap";
+  const std::string pcap = fwmtest::scratch("peer.pcap");
   fwmtest::Child peer({CLKPEER_PATH, "--listen", "127.0.0.1:0", "--format", "jsonl", "--count", "2", "--idle-exit-ms",
                        "10000", "--pcap", pcap, "--decide", "--identity", "001b19.fffe.0c0001", "--port", "21"});
   auto ready = peer.errLine(std::chrono::seconds(20));
