@@ -113,6 +113,7 @@ fwmptp::Timestamp Transport::trueNow() const {
 
 Link::~Link() {
   if (fd_ >= 0) ::close(fd_);
+  if (txFd_ >= 0) ::close(txFd_);
   if (igmpFd_ >= 0) ::close(igmpFd_);
 }
 
@@ -144,11 +145,23 @@ bool Link::open(std::string *why) {
     if (why) *why = "cannot open '" + iface_ + "': " + std::strerror(errno);
     return false;
   }
+  // Frames go out through a socket of their own, bound to no protocol: the
+  // kernel queues a transmit stamp on the sending socket between stamping the
+  // frame and handing it on, and on the receiving socket that would wake the
+  // wire thread's epoll in the middle of every stamped send, the time of it
+  // showing in the link's delay one way only. Nothing waits on this one.
+  sll.sll_protocol = 0;
+  txFd_ = ::socket(AF_PACKET, SOCK_RAW | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (txFd_ < 0 || ::bind(txFd_, reinterpret_cast<sockaddr *>(&sll), sizeof sll) != 0) {
+    if (why) *why = "cannot open '" + iface_ + "' for sending: " + std::strerror(errno);
+    return false;
+  }
   hardware_ = enableHardwareStamps(fd_, iface_);
   // Receive stamps for every frame; transmit stamps are asked for per frame (send).
   socketStamping_ = SOF_TIMESTAMPING_RX_SOFTWARE | SOF_TIMESTAMPING_SOFTWARE;
   if (hardware_) socketStamping_ |= SOF_TIMESTAMPING_RX_HARDWARE | SOF_TIMESTAMPING_RAW_HARDWARE;
-  if (::setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPING, &socketStamping_, sizeof socketStamping_) != 0) {
+  if (::setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPING, &socketStamping_, sizeof socketStamping_) != 0 ||
+      ::setsockopt(txFd_, SOL_SOCKET, SO_TIMESTAMPING, &socketStamping_, sizeof socketStamping_) != 0) {
     if (why) *why = "no time stamps on '" + iface_ + "': " + std::strerror(errno);
     return false;
   }
@@ -182,9 +195,9 @@ bool Link::open(std::string *why) {
 }
 
 // Only the frames whose stamp is wanted ask for one: every other stamp would
-// be a clone of the frame on the error queue and a wake-up of the wire thread
-// to throw it away. Kernels that refuse the request per message get it for
-// the whole socket, and the stamps nobody waits for are drained on receive.
+// be a clone of the frame on the error queue, to be thrown away. Kernels that
+// refuse the request per message get it for the whole socket, and the stamps
+// nobody waits for are drained before the next frame goes out.
 Link::Sent Link::send(std::span<const uint8_t> frame, bool wantStamp) {
   iovec iov{const_cast<uint8_t *>(frame.data()), frame.size()};
   msghdr msg{};
@@ -202,20 +215,21 @@ Link::Sent Link::send(std::span<const uint8_t> frame, bool wantStamp) {
     std::memcpy(CMSG_DATA(c), &flags, sizeof flags);
   }
   Sent s;
-  ssize_t n = ::sendmsg(fd_, &msg, MSG_DONTWAIT);
+  if (stampAll_) (void)takeTxStamp(txFd_, std::nullopt);  // the stamps of frames nobody waited for
+  ssize_t n = ::sendmsg(txFd_, &msg, MSG_DONTWAIT);
   if (n < 0 && errno == EINVAL && msg.msg_controllen != 0) {
     int all = socketStamping_ | SOF_TIMESTAMPING_TX_SOFTWARE | (hardware_ ? SOF_TIMESTAMPING_TX_HARDWARE : 0);
-    stampAll_ = ::setsockopt(fd_, SOL_SOCKET, SO_TIMESTAMPING, &all, sizeof all) == 0;
+    stampAll_ = ::setsockopt(txFd_, SOL_SOCKET, SO_TIMESTAMPING, &all, sizeof all) == 0;
     msg.msg_control = nullptr;
     msg.msg_controllen = 0;
-    n = ::sendmsg(fd_, &msg, MSG_DONTWAIT);
+    n = ::sendmsg(txFd_, &msg, MSG_DONTWAIT);
   }
   if (n != static_cast<ssize_t>(frame.size())) {
     s.error = errno;
     return s;
   }
   s.ok = true;
-  if (wantStamp) s.stamp = takeTxStamp(fd_, keyOf(frame));
+  if (wantStamp) s.stamp = takeTxStamp(txFd_, keyOf(frame));
   return s;
 }
 

@@ -71,12 +71,13 @@ class Link final : public Transport {
   // Waits briefly for the transmit stamp when one is asked for.
   Sent send(std::span<const uint8_t> frame, bool wantStamp) override;
   // Hands every frame waiting on the socket, with its receive stamp, to
-  // `onFrame`; with `errorQueue` (epoll said so), first drops the transmit
-  // stamps nobody waits for any more.
+  // `onFrame`; with `errorQueue` (epoll said so), first drops what came to
+  // the receiving socket's error queue.
   void receive(const std::function<void(std::span<const uint8_t>, const Stamp &)> &onFrame, bool errorQueue);
 
  private:
-  int fd_ = -1;      // packet socket
+  int fd_ = -1;      // packet socket: what the port receives
+  int txFd_ = -1;    // packet socket that receives nothing: what the port sends, and its stamps
   int igmpFd_ = -1;  // holds the IPv4 group membership
   int socketStamping_ = 0;
   bool stampAll_ = false;  // the kernel takes no per-frame stamp request: every frame is stamped
