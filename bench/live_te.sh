@@ -26,6 +26,8 @@ unshare -n sleep $((seconds + 60)) &
 holder=$!
 pids+=("$holder")
 while [ "$(readlink /proc/$holder/ns/net)" = "$(readlink /proc/self/ns/net)" ]; do sleep 0.05; done
+# In the foreground only: put in the background, $! would be the subshell
+# running the function, and killing it would leave the command running.
 peer() { nsenter -t "$holder" -n "$@"; }
 peer ip link set lo up
 for i in 0 1; do
@@ -35,7 +37,7 @@ for i in 0 1; do
   peer ip addr add "192.168.7$((7 + i)).2/24" dev "peer$i" && peer ip link set "peer$i" up
 done
 rate=(--logSyncInterval -4 --logMinDelayReqInterval -4)
-peer ptp4l -f examples/wire/ptp4l.cfg -i peer0 -i peer1 -q "${rate[@]}" >"$tmp/gm.log" 2>&1 &
+nsenter -t "$holder" -n ptp4l -f examples/wire/ptp4l.cfg -i peer0 -i peer1 -q "${rate[@]}" >"$tmp/gm.log" 2>&1 &
 pids+=($!)
 # Every offset ptp4l measures, from the lock on.
 ptp4l -f examples/wire/ptp4l.cfg -i clk1 -m -q --slaveOnly 1 --summary_interval -4 "${rate[@]}" >"$tmp/slave.log" 2>&1 &

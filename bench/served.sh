@@ -3,10 +3,11 @@
 # it only measures) sees the time of a clksim master port, beside the same
 # slave seeing a ptp4l master (free_running 1) on the same veth pair, in the
 # same run. Both masters send two-step Syncs 16 times a second over UDP/IPv4
-# and answer Delay_Req; both stamp with the machine's clock, so the slave's
-# master_offset is the error of what it is served. Rounds alternate between
-# the two masters and are pooled: pmc reads TIME_STATUS_NP ten times a second
-# for SECONDS per master and round, after a settling of 4 s. Prints the RMS
+# and have the slave send Delay_Reqs as often; both stamp with the machine's
+# clock, so the slave's master_offset is the error of what it is served.
+# Rounds alternate between the two masters and are pooled: pmc reads
+# TIME_STATUS_NP ten times a second for SECONDS per master and round, from 2 s
+# after the slave first names that master its grandmaster. Prints the RMS
 # and 95th percentile of master_offset per master and the card's as a multiple
 # of ptp4l's.
 #   bench/served.sh [SECONDS] [ROUNDS] [--rows]   (10 s x 3 rounds by default;
@@ -32,7 +33,7 @@ cleanup() {
   rm -rf "$tmp"
 }
 trap cleanup EXIT
-settle=4
+settle=2
 
 cat >"$tmp/ptp4l.cfg" <<'EOF'
 [global]
@@ -43,7 +44,7 @@ network_transport	UDPv4
 delay_mechanism		E2E
 logAnnounceInterval	0
 logSyncInterval		-4
-logMinDelayReqInterval	0
+logMinDelayReqInterval	-4
 announceReceiptTimeout	3
 use_syslog		0
 EOF
@@ -87,6 +88,8 @@ for _ in $(seq 50); do
   sleep 0.1
 done
 ip link set srv1 netns "$holder"
+# In the foreground only: put in the background, $! would be the subshell
+# running the function, and killing it would leave the command running.
 peer() { nsenter -t "$holder" -n "$@"; }
 ip addr add 192.168.78.1/24 dev srv0 && ip link set srv0 up
 peer ip link set lo up && peer ip addr add 192.168.78.2/24 dev srv1 && peer ip link set srv1 up
@@ -101,9 +104,18 @@ round() {
       --uds_address "$tmp/master.sock" >"$tmp/master.log" 2>&1 &
   fi
   master=$!
-  peer ptp4l -f "$tmp/ptp4l.cfg" -i srv1 -q -s --clockIdentity 7c2e0d.fffe.000300 \
+  nsenter -t "$holder" -n ptp4l -f "$tmp/ptp4l.cfg" -i srv1 -q -s --clockIdentity 7c2e0d.fffe.000300 \
     --uds_address "$tmp/slave.sock" >"$tmp/slave.log" 2>&1 &
   local slave=$!
+  # Each master's window opens once the slave has it as grandmaster and has
+  # measured for a while (its path delay filter full): a ptp4l master takes
+  # seconds longer than the card to claim the link, and a fixed wait would
+  # give its rounds fewer and earlier samples.
+  for _ in $(seq 150); do
+    peer pmc -u -b 0 -d 24 -s "$tmp/slave.sock" -i "$tmp/pmc.sock" 'GET TIME_STATUS_NP' 2>/dev/null |
+      grep -q 'gmPresent *true' && break
+    sleep 0.1
+  done
   sleep "$settle"
   # Ten queries a second through one pmc; the slave reports state SLAVE once it measures.
   for _ in $(seq $((seconds * 10))); do
