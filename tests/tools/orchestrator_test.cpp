@@ -33,7 +33,7 @@ const ClkSrvOrchIntf kTable{nullptr, portCfg, nullptr, nullptr, nullptr, nullptr
                             portPkt, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr};  // slots 1 and 8
 
 TEST(Orchestrator, ProgramsWhatEachDecisionAndServoStateChanges) {
-  const clksim::BoundarySetup setup{true, Profile::Telecom, {0, 255}, {{0, 3}, {0, 4}, {1, 2}}, {}};
+  const clksim::BoundarySetup setup{true, Profile::Telecom, {0, 255}, {{0, 3}, {0, 4}, {1, 2}}, {}, {}};
   std::vector<std::string> notes;
   bool haveTable = false;
   clksim::OwnClock card(setup);

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "fwmtools/bmca.hpp"
@@ -35,6 +36,7 @@ struct BoundarySetup {
   fwmtools::bmca::LocalClock self;  // identity 0: taken from the card's first port
   std::vector<BoundaryPort> ports;
   ClassPlan classes;
+  std::optional<uint8_t> domain;  // the ports' while the card leads; none: the profile's
 };
 
 }  // namespace clksim

@@ -11,7 +11,7 @@ namespace {
 
 const std::vector<std::string_view> kBoundaryKeys = {"profile",    "identity",      "priority1", "priority2",
                                                      "clockClass", "clockAccuracy", "variance",  "localPriority",
-                                                     "ports",      "classes"};
+                                                     "ports",      "classes",       "domain"};
 const std::vector<std::string_view> kBoundaryPortKeys = {"unit", "port", "localPriority", "masterOnly"};
 const std::vector<std::string_view> kClassKeys = {"holdover", "outOfHoldover", "freeRun", "holdoverBudget"};
 const std::vector<std::string_view> kProfiles = {"default", "telecom"};
@@ -44,6 +44,7 @@ void Loader::boundary(const YAML::Node &n, BoundarySetup &b) {
   u(n, "boundary", "priority1", s.priority1, 255), u(n, "boundary", "priority2", s.priority2, 255);
   u(n, "boundary", "clockClass", s.clockClass, 255), u(n, "boundary", "clockAccuracy", s.clockAccuracy, 255);
   u(n, "boundary", "variance", s.variance, 0xFFFF), u(n, "boundary", "localPriority", s.localPriority, 255);
+  if (n["domain"]) b.domain = static_cast<uint8_t>(unsignedValue("boundary field 'domain'", n["domain"], 255));
   const auto &ports = n["ports"];
   if (!ports || !ports.IsSequence() || ports.size() == 0)
     fail(ports ? ports : n, "boundary field 'ports': expected a list of {unit, port, localPriority, masterOnly}");

@@ -131,11 +131,12 @@ ClkPtpPortCfg Orchestrator::configOf(const fwmtools::bmca::PortDecision &pd) con
   ClkPtpPortCfg cfg{};
   cfg.enable = 1;
   cfg.portState = stateCode(pd.state);
-  cfg.domainNumber = decision_->best                                      ? decision_->best->domainNumber
+  cfg.domainNumber = decision_->best ? decision_->best->domainNumber
+                     : setup_.domain   ? *setup_.domain
                      : setup_.profile == fwmtools::bmca::Profile::Telecom ? kTelecomDomain
                                                                           : kDefaultDomain;
   cfg.annTimeoutMultiple = 3;
-  cfg.ifIndex = port.port;
+  cfg.ifIndex = boundaryIfIndex(port);
   // The SLAVE port takes its time from the parent's port only.
   if (pd.state == State::Slave) {
     const auto &from = decision_->parent.sender;

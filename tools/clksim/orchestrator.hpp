@@ -32,6 +32,9 @@ inline constexpr uint32_t kOwnUtcOffset = 37;
 inline constexpr uint32_t kOwnTimeSource = 0xA0;
 // The domain a card that follows nobody works in, by profile.
 inline constexpr uint32_t kDefaultDomain = 0, kTelecomDomain = 24;
+// The interface index the orchestrator programs on a boundary port: the
+// acknowledgements of what the port hears carry it back.
+inline uint32_t boundaryIfIndex(const BoundaryPort &p) { return p.port; }
 
 class Orchestrator {
  public:

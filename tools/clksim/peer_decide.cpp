@@ -5,6 +5,7 @@
 
 #include "fwmsim/clock.hpp"
 #include "fwmsim/engine/engine.hpp"
+#include "orchestrator.hpp"
 #include "runner.hpp"
 
 namespace clksim {
@@ -42,6 +43,11 @@ void Runner::setUpNegotiator() {
     ports.push_back({static_cast<uint16_t>(i + 1), b.ports[i].localPriority, b.ports[i].masterOnly});
   std::lock_guard lk(mu_);
   negotiator_.emplace(b.profile, own_->dataSet(), std::move(ports));
+  // What the orchestrator programs: a step configuring a port may route it elsewhere.
+  for (const auto &p : b.ports) {
+    ports_[boundaryIfIndex(p)] = {p.unit, p.port};
+    routeBoundaryPort(boundaryIfIndex(p), p.unit, p.port);
+  }
   if (!peerRouted_) {
     note("the boundary's decisions need the built-in negotiation peer; this run has none");
     return;
