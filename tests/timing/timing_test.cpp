@@ -88,6 +88,21 @@ TEST(TimingServo, SequencesOfAClockItSteers) {
   }
 }
 
+// The path delay filter: odd counts give the middle sample, even ones the
+// mean of the middle two (rounded towards the lower), and only the last
+// `length` count; one late Delay_Resp moves it by little.
+TEST(TimingServo, PathDelayIsTheMedianOfTheLastSamples) {
+  MovingMedian m(4);
+  const std::pair<int64_t, int64_t> rows[] = {{100, 100},  {300, 200}, {200, 200}, {-50, 150},
+                                              {9000, 250}, {400, 300}, {401, 400}, {-7, 400}};
+  for (const auto &[in, want] : rows) EXPECT_EQ(m.add(in), want) << in;
+  m.reset();
+  EXPECT_EQ(m.add(-3), -3);
+  MovingMedian ten;
+  for (int i = 0; i < 9; ++i) ten.add(3000 + i % 3);
+  EXPECT_EQ(ten.add(50'000), 3001);
+}
+
 TEST(TimingTe, MtieAndTdevOfKnownSeries) {
   struct Row {
     const char *name;

@@ -88,10 +88,13 @@ class Timekeeper {
 
  private:
   struct Servo {
+    Servo(const ServoSetup *of, fwmtools::timing::PiServo servo) : setup(of), pi(servo) {}
     const ServoSetup *setup;
     fwmtools::timing::PiServo pi;
     fwmtools::timing::ServoState state = fwmtools::timing::ServoState::Unlocked;
     std::optional<int64_t> t4SubT3;
+    fwmtools::timing::MovingMedian delays;  // mean path delays, one per Delay_Resp
+    std::optional<int64_t> pathDelayNs;     // their median
     double freqPpb = 0;
     // Entering holdover: true time, TE and the clock's residual rate then.
     int64_t holdNs = 0, holdTeNs = 0;

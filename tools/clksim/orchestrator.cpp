@@ -131,8 +131,8 @@ ClkPtpPortCfg Orchestrator::configOf(const fwmtools::bmca::PortDecision &pd) con
   ClkPtpPortCfg cfg{};
   cfg.enable = 1;
   cfg.portState = stateCode(pd.state);
-  cfg.domainNumber = decision_->best ? decision_->best->domainNumber
-                     : setup_.domain   ? *setup_.domain
+  cfg.domainNumber = decision_->best                                      ? decision_->best->domainNumber
+                     : setup_.domain                                      ? *setup_.domain
                      : setup_.profile == fwmtools::bmca::Profile::Telecom ? kTelecomDomain
                                                                           : kDefaultDomain;
   cfg.annTimeoutMultiple = 3;

@@ -72,7 +72,7 @@ Timekeeper::Timekeeper(const TimeKeeping &setup, bool live, Say say, OwnClock *o
   }
   const double periodS = static_cast<double>(setup_.te.sampleNs) / 1e9;
   for (const auto &s : setup_.servos) {
-    servos_.push_back({&s, fwmtools::timing::PiServo(s.config, periodS), ServoState::Unlocked, std::nullopt, 0});
+    servos_.push_back({&s, fwmtools::timing::PiServo(s.config, periodS)});
     servos_.back().port = s.port;
     te_[s.unit];
   }
@@ -201,14 +201,18 @@ void Timekeeper::serve(Servo &s) {
   };
   ClkPtpDfxDelay sync{}, delay{};
   const bool haveSync = take(&ClkSrvOrchIntf::getPtpT2SubT1, sync);
-  if (take(&ClkSrvOrchIntf::getPtpT4SubT3, delay)) s.t4SubT3 = fwmsim::lastDelay(delay.words);
+  const bool newDelay = take(&ClkSrvOrchIntf::getPtpT4SubT3, delay);
+  if (newDelay) s.t4SubT3 = fwmsim::lastDelay(delay.words);
   if (!haveSync || !s.t4SubT3) {
     s.offsetNs.reset();
     steer(s, s.pi.idle(*local), *local);
     return;
   }
+  // As ptp4l: each exchange's mean path delay, filtered; the offset is this
+  // Sync's t2 - t1 less it.
   const int64_t ms = fwmsim::lastDelay(sync.words);
-  s.offsetNs = (ms - *s.t4SubT3) / 2;
+  if (newDelay || !s.pathDelayNs) s.pathDelayNs = s.delays.add((ms + *s.t4SubT3) / 2);
+  s.offsetNs = ms - *s.pathDelayNs;
   steer(s, s.pi.sample(*s.offsetNs, *local), *local);
 }
 
@@ -227,7 +231,7 @@ bool Timekeeper::follow(uint32_t unit, uint32_t port) {
     if (s.port == port) return true;
     note(fmt::format("servo {}:{} follows {}:{} now", unit, s.port, unit, port));
     // The path delay measured to the old master says nothing of the new one.
-    s.port = port, s.t4SubT3.reset();
+    s.port = port, s.t4SubT3.reset(), s.pathDelayNs.reset(), s.delays.reset();
     return true;
   }
   return false;

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <stdexcept>
+#include <vector>
 
 namespace fwmtools::timing {
 namespace {
@@ -111,6 +112,18 @@ ServoOutput PiServo::idle(int64_t localNs) {
     state_ = ServoState::Holdover;
   }
   return output(0);
+}
+
+int64_t MovingMedian::add(int64_t sample) {
+  samples_.push_back(sample);
+  if (samples_.size() > length_) samples_.pop_front();
+  std::vector<int64_t> v(samples_.begin(), samples_.end());
+  const size_t mid = v.size() / 2;
+  std::nth_element(v.begin(), v.begin() + static_cast<std::ptrdiff_t>(mid), v.end());
+  if (v.size() % 2 != 0) return v[mid];
+  const int64_t upper = v[mid];
+  const int64_t lower = *std::max_element(v.begin(), v.begin() + static_cast<std::ptrdiff_t>(mid));
+  return lower + (upper - lower) / 2;
 }
 
 }  // namespace fwmtools::timing

@@ -2,7 +2,9 @@
 // card can be judged beside ptp4l on equal terms, plus a holdover state.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <deque>
 
 namespace fwmtools::timing {
 
@@ -70,6 +72,22 @@ class PiServo {
   int count_ = 0;
   bool firstUpdate_ = true;
   ServoState state_ = ServoState::Unlocked;
+};
+
+// ptp4l's default path delay filter (delay_filter moving_median,
+// delay_filter_length 10): each new sample gives the median of the last
+// `length`, the mean of the middle two when they are even in number. One
+// Delay_Resp stamped late moves it by little, where taken alone it would move
+// every offset the servo steers by until the next.
+class MovingMedian {
+ public:
+  explicit MovingMedian(size_t length = 10) : length_(length) {}
+  int64_t add(int64_t sample);
+  void reset() { samples_.clear(); }
+
+ private:
+  size_t length_;
+  std::deque<int64_t> samples_;
 };
 
 }  // namespace fwmtools::timing
