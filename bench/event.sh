@@ -127,8 +127,10 @@ ratio = f"{per / ptp4l_per:.2f}x" if ptp4l_per > 0 else "n/a"
 ratio_quiet = f"{per_quiet / ptp4l_per:.2f}x" if ptp4l_per > 0 else "n/a"
 if rows:
     print(f"event path: CPU per message sent or received, trace included\t{per:.1f} us")
-    print(f"event path: CPU per message, card / ptp4l doing the same ({per:.1f} / {ptp4l_per:.1f} us)\t{ratio}")
-    print(f"event path: the same, the card's records not written ({per_quiet:.1f} / {ptp4l_per:.1f} us)\t{ratio_quiet}")
+    print(f"event path: CPU per message, the card writing a record of each / ptp4l ({per:.1f} / {ptp4l_per:.1f} us)"
+          f"\t{ratio}")
+    print(f"event path: CPU per message, card / ptp4l doing the same, neither writing a record of each"
+          f" ({per_quiet:.1f} / {ptp4l_per:.1f} us)\t{ratio_quiet}")
     print(f"t2 - t1 over {len(t21)} Syncs on a veth pair, software stamps: mean / std dev\t{mean:.0f} / {sd:.0f} ns")
 else:
     print("event benchmark: 2 ports on a veth pair, Sync and Delay_Req at 128/s")

@@ -175,6 +175,8 @@ cmake --build "$build" --target clksim -j "$jobs" >/dev/null
 export CLKSIM="$build/tools/clksim/clksim"
 # The simulated engine's event path on a veth pair (bench/event.sh): figures
 # of the simulator, not of the library; n/a where no namespace can be made.
+# The goal holds like for like: ptp4l writes no record of each message, so
+# the card's row with its trace written is a figure, not held to it.
 if events=$(bash "$here/bench/event.sh" "$eventSeconds" --rows 2>"$out/event.log"); then
   while IFS=$'\t' read -r figure value; do
     case $figure in
