@@ -88,19 +88,16 @@ TEST(TimingServo, SequencesOfAClockItSteers) {
   }
 }
 
-// The path delay filter: odd counts give the middle sample, even ones the
-// mean of the middle two (rounded towards the lower), and only the last
-// `length` count; one late Delay_Resp moves it by little.
+// The path delay filter: the middle of the last `length` samples (of two, the lower mean).
 TEST(TimingServo, PathDelayIsTheMedianOfTheLastSamples) {
-  MovingMedian m(4);
+  MovingMedian m(4), ten;
   const std::pair<int64_t, int64_t> rows[] = {{100, 100},  {300, 200}, {200, 200}, {-50, 150},
                                               {9000, 250}, {400, 300}, {401, 400}, {-7, 400}};
   for (const auto &[in, want] : rows) EXPECT_EQ(m.add(in), want) << in;
   m.reset();
   EXPECT_EQ(m.add(-3), -3);
-  MovingMedian ten;
   for (int i = 0; i < 9; ++i) ten.add(3000 + i % 3);
-  EXPECT_EQ(ten.add(50'000), 3001);
+  EXPECT_EQ(ten.add(50'000), 3001);  // one late Delay_Resp moves it by little
 }
 
 TEST(TimingTe, MtieAndTdevOfKnownSeries) {
