@@ -44,10 +44,7 @@ void Runner::setUpNegotiator() {
   std::lock_guard lk(mu_);
   negotiator_.emplace(b.profile, own_->dataSet(), std::move(ports));
   // What the orchestrator programs: a step configuring a port may route it elsewhere.
-  for (const auto &p : b.ports) {
-    ports_[boundaryIfIndex(p)] = {p.unit, p.port};
-    routeBoundaryPort(boundaryIfIndex(p), p.unit, p.port);
-  }
+  for (const auto &p : b.ports) routePort(boundaryIfIndex(p), p.unit, p.port);
   if (!peerRouted_) {
     note("the boundary's decisions need the built-in negotiation peer; this run has none");
     return;
@@ -56,7 +53,8 @@ void Runner::setUpNegotiator() {
   if (auto d = redecide()) tellDecision(*d, fwmsim::clock().nowMs());
 }
 
-void Runner::routeBoundaryPort(uint32_t ifIndex, uint32_t unit, uint32_t port) {
+void Runner::routePort(uint32_t ifIndex, uint32_t unit, uint32_t port) {
+  ports_[ifIndex] = {unit, port};
   if (!negotiator_) return;
   const auto &ports = sc_.board.time.boundary.ports;
   for (size_t i = 0; i < ports.size(); ++i)

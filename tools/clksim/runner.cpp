@@ -314,8 +314,7 @@ bool Runner::request(const Request &r, const Step &s) {
     uint32_t ifIndex;
     std::memcpy(&ifIndex, rec.data() + offsetof(ClkPtpPortCfg, ifIndex), sizeof ifIndex);
     std::lock_guard lk(mu_);
-    ports_[ifIndex] = {r.unit, r.port};
-    routeBoundaryPort(ifIndex, r.unit, r.port);
+    routePort(ifIndex, r.unit, r.port);
   }
   TraceRecord end;
   end.kind = TraceKind::StepEnd;

@@ -64,10 +64,11 @@ class Runner {
   void portTable();
   // The built-in peer's deciding (peer_decide.cpp).
   void setUpNegotiator();
-  void routeBoundaryPort(uint32_t ifIndex, uint32_t unit, uint32_t port);  // under mu_
-  void decideOn(const fwmtools::Ack &ack, uint64_t timeMs);                // under mu_
-  void tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs);   // under mu_
-  std::optional<fwmtools::bmca::Decision> redecide();                      // under mu_
+  // The port an ifIndex names, for the acknowledgements and the boundary's peer; under mu_.
+  void routePort(uint32_t ifIndex, uint32_t unit, uint32_t port);
+  void decideOn(const fwmtools::Ack &ack, uint64_t timeMs);               // under mu_
+  void tellDecision(const fwmtools::bmca::Decision &d, uint64_t timeMs);  // under mu_
+  std::optional<fwmtools::bmca::Decision> redecide();                     // under mu_
   void deliverDecisions();
 
   const Scenario &sc_;
